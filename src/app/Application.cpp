@@ -1,0 +1,136 @@
+#include "app/Application.h"
+
+#include <QFile>
+#include <QJsonObject>
+
+#include "app/FileLogger.h"
+#include "app/LogFileManager.h"
+#include "app/SignalWatcher.h"
+#include "model/foundation/Log.h"
+#include "model/foundation/Paths.h"
+#include "model/foundation/Preferences.h"
+#include "model/foundation/PropertyList.h"
+#include "model/foundation/StartMode.h"
+
+#ifndef MEROVAN_VERSION
+#define MEROVAN_VERSION "0.0.0"
+#endif
+#ifndef MEROVAN_BUILD
+#define MEROVAN_BUILD "dev"
+#endif
+
+Application::Application(int &argc, char **argv) : m_app(argc, argv) {
+    QCoreApplication::setApplicationName(QLatin1String(Paths::kProductName));
+    QCoreApplication::setApplicationVersion(version());
+}
+
+Application::~Application() {
+    if (m_fileLogger) {
+        Log::removeSink(m_fileLogger.get());
+        m_fileLogger->flush();
+    }
+}
+
+QString Application::version() { return QStringLiteral(MEROVAN_VERSION); }
+
+QString Application::build() { return QStringLiteral(MEROVAN_BUILD); }
+
+void Application::setupDefaults() {
+    QFile resource(QStringLiteral(":/UserDefaults.plist"));
+    if (!resource.open(QIODevice::ReadOnly))
+        return;
+    QString error;
+    const QVariant defaults = PropertyList::fromData(resource.readAll(), &error);
+    Preferences::shared().registerDefaults(defaults.toMap());
+}
+
+void Application::setupLogging() {
+    Log::setLogLevel(int(Preferences::shared().integerForKey(QStringLiteral("logLevel"))));
+    m_logFileManager = std::make_unique<LogFileManager>(Paths::logsFolder());
+    m_fileLogger = std::make_unique<FileLogger>(m_logFileManager.get());
+    Log::addSink(m_fileLogger.get());
+}
+
+void Application::registerCommands() {
+    m_registry.add({QStringLiteral("help"), QStringLiteral("[COMMAND]"),
+                    QStringLiteral("show the commands, or the arguments of one"), {}, {}, false,
+                    [this](CommandContext &context) {
+                        const QStringList &words = context.arguments.positional();
+                        if (words.isEmpty()) {
+                            CommandOutput::printLine(m_registry.usage());
+                            return 0;
+                        }
+                        int consumed = 0;
+                        const Command *command = m_registry.find(words, &consumed);
+                        if (!command || consumed != words.size())
+                            throw CommandError(
+                                QStringLiteral("unknown command: %1").arg(words.join(' ')), 2);
+                        CommandOutput::printLine(QStringLiteral("usage: ") + command->usage());
+                        CommandOutput::printLine(QStringLiteral("\n") + command->summary);
+                        return 0;
+                    }});
+    m_registry.add({QStringLiteral("version"), QString(),
+                    QStringLiteral("show the program's version"), {}, {}, true,
+                    [](CommandContext &context) {
+                        if (context.json) {
+                            CommandOutput::printJson(QJsonObject{
+                                {QStringLiteral("name"), QLatin1String(Paths::kProductName)},
+                                {QStringLiteral("version"), version()},
+                                {QStringLiteral("build"), build()}});
+                        } else {
+                            CommandOutput::printLine(QStringLiteral("%1 %2 (%3)").arg(
+                                QLatin1String(Paths::kProductName), version(), build()));
+                        }
+                        return 0;
+                    }});
+}
+
+int Application::exec() {
+    const QStringList arguments = m_app.arguments().mid(1);
+    StartModes::setCurrent(StartModes::scan(arguments));
+    const QStringList words = StartModes::withoutModes(arguments);
+
+    registerCommands();
+    if (!words.isEmpty() && (words[0] == QLatin1String("--help") || words[0] == QLatin1String("-h"))) {
+        CommandOutput::printLine(m_registry.usage());
+        return 0;
+    }
+    setupDefaults();
+    setupLogging();
+    logInfo("Starting %@ %@ (%@)", Paths::kProductName, version(), build());
+    return words.isEmpty() ? runForeground() : runCommand(words);
+}
+
+int Application::runCommand(const QStringList &words) {
+    try {
+        int consumed = 0;
+        const Command *command = m_registry.find(words, &consumed);
+        if (!command)
+            throw CommandError(QStringLiteral("unknown command: %1 (see merovan --help)").arg(words[0]), 2);
+        QStringList flags = command->flags;
+        if (command->acceptsJson)
+            flags << QStringLiteral("--json");
+        CommandContext context{CommandArguments(words.mid(consumed), flags, command->valuedOptions)};
+        context.json = context.arguments.has(QStringLiteral("--json"));
+        const int status = command->run(context);
+        Log::flush();
+        return status;
+    } catch (const CommandError &error) {
+        logError("%@", error.reason());
+        CommandOutput::message(QStringLiteral("merovan: ") + error.reason());
+        Log::flush();
+        return error.exitCode();
+    }
+}
+
+int Application::runForeground() {
+    SignalWatcher watcher;
+    QObject::connect(&watcher, &SignalWatcher::terminationRequested, &m_app, [](int signalNumber) {
+        logInfo("Received signal %d, shutting down", signalNumber);
+        QCoreApplication::quit();
+    });
+    const int status = QCoreApplication::exec();
+    logInfo("Stopped");
+    Log::flush();
+    return status;
+}

@@ -1,0 +1,119 @@
+#include "model/foundation/Clock.h"
+
+#include <QTimer>
+#include <algorithm>
+#include <cmath>
+
+namespace {
+Clock *g_shared = nullptr;
+
+SystemClock &systemClock() {
+    static SystemClock clock;
+    return clock;
+}
+}  // namespace
+
+Clock::~Clock() = default;
+
+Clock &Clock::shared() { return g_shared ? *g_shared : systemClock(); }
+
+void Clock::setShared(Clock *clock) { g_shared = clock; }
+
+// --- SystemClock -------------------------------------------------------------
+
+SystemClock::SystemClock() = default;
+
+SystemClock::~SystemClock() {
+    for (auto &[id, timer] : m_pending)
+        delete timer;
+}
+
+Date SystemClock::now() const {
+    return Date::fromSecondsSince1970(double(QDateTime::currentMSecsSinceEpoch()) / 1000.0);
+}
+
+Clock::TimerId SystemClock::schedule(Date when, Callback callback) {
+    const TimerId id = m_nextId++;
+    auto *timer = new QTimer;
+    const double ms = std::clamp(when.secondsSince(now()) * 1000.0, 0.0, double(INT_MAX));
+    timer->setSingleShot(true);
+    timer->setTimerType(Qt::PreciseTimer);
+    // The connection owns the callback and lives until the timer is deleted,
+    // which is deferred until after the callback has returned.
+    QObject::connect(timer, &QTimer::timeout, [this, id, timer, callback = std::move(callback)] {
+        if (m_pending.erase(id) == 0)
+            return;
+        timer->deleteLater();
+        callback();
+    });
+    timer->start(int(std::ceil(ms)));
+    m_pending.emplace(id, timer);
+    return id;
+}
+
+void SystemClock::cancel(TimerId id) {
+    auto it = m_pending.find(id);
+    if (it == m_pending.end())
+        return;
+    delete it->second;
+    m_pending.erase(it);
+}
+
+// --- ManualClock -------------------------------------------------------------
+
+ManualClock::ManualClock(Date start) : m_now(start) {}
+
+Clock::TimerId ManualClock::schedule(Date when, Callback callback) {
+    const TimerId id = m_nextId++;
+    m_timers.emplace(Key{std::max(when, m_now), id}, std::move(callback));
+    return id;
+}
+
+void ManualClock::cancel(TimerId id) {
+    std::erase_if(m_timers, [id](const auto &entry) { return entry.first.id == id; });
+}
+
+void ManualClock::advance(double seconds) { advanceTo(m_now.addingSeconds(seconds)); }
+
+void ManualClock::advanceTo(Date when) {
+    while (!m_timers.empty() && m_timers.begin()->first.when <= when) {
+        auto node = m_timers.extract(m_timers.begin());
+        m_now = std::max(m_now, node.key().when);
+        node.mapped()();
+    }
+    m_now = std::max(m_now, when);
+}
+
+std::optional<Date> ManualClock::nextDue() const {
+    if (m_timers.empty())
+        return std::nullopt;
+    return m_timers.begin()->first.when;
+}
+
+// --- ClockTimer --------------------------------------------------------------
+
+void ClockTimer::start(double seconds, Clock::Callback callback) {
+    startAt(Clock::shared().now().addingSeconds(seconds), std::move(callback));
+}
+
+void ClockTimer::startAt(Date when, Clock::Callback callback) {
+    stop();
+    m_fireDate = when;
+    m_clock = &Clock::shared();
+    m_id = m_clock->schedule(when, [this, callback = std::move(callback)] {
+        m_id = 0;
+        callback();
+    });
+}
+
+void ClockTimer::stop() {
+    if (m_id != 0)
+        m_clock->cancel(m_id);
+    m_id = 0;
+}
+
+std::optional<Date> ClockTimer::fireDate() const {
+    if (m_id == 0)
+        return std::nullopt;
+    return m_fireDate;
+}

@@ -1,0 +1,31 @@
+#include "model/foundation/Paths.h"
+
+#include <QDir>
+#include <QStandardPaths>
+
+namespace {
+QString home() { return qEnvironmentVariable("MEROVAN_HOME"); }
+}  // namespace
+
+namespace Paths {
+
+QString applicationSupportFolder() {
+    if (const QString folder = home(); !folder.isEmpty())
+        return QDir::cleanPath(folder);
+    QString data = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
+    if (data.isEmpty())
+        data = QDir::tempPath();
+    return QDir(data).filePath(QLatin1String(kProductName));
+}
+
+QString logsFolder() { return QDir(applicationSupportFolder()).filePath(QStringLiteral("Logs")); }
+
+QString preferencesFile() {
+    const QString name = QLatin1String(kProductName) + QStringLiteral(".conf");
+    if (const QString folder = home(); !folder.isEmpty())
+        return QDir(folder).filePath(name);
+    const QString config = QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation);
+    return QDir(config).filePath(QLatin1String(kProductName) + QLatin1Char('/') + name);
+}
+
+}  // namespace Paths

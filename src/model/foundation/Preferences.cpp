@@ -1,0 +1,78 @@
+#include "model/foundation/Preferences.h"
+
+#include "model/foundation/Paths.h"
+
+namespace {
+Preferences *g_shared = nullptr;
+}  // namespace
+
+Preferences::Preferences(const QString &filePath)
+    : m_settings(std::make_unique<QSettings>(filePath, QSettings::IniFormat)) {}
+
+Preferences::~Preferences() = default;
+
+Preferences &Preferences::shared() {
+    if (g_shared)
+        return *g_shared;
+    static Preferences fileBacked(Paths::preferencesFile());
+    return fileBacked;
+}
+
+void Preferences::setShared(Preferences *preferences) { g_shared = preferences; }
+
+void Preferences::registerDefaults(const QVariantMap &defaults) {
+    for (auto it = defaults.begin(); it != defaults.end(); ++it)
+        m_defaults.insert(it.key(), it.value());
+}
+
+QVariant Preferences::objectForKey(const QString &key) const {
+    const QVariant stored = m_settings->value(key);
+    return stored.isValid() ? stored : m_defaults.value(key);
+}
+
+bool Preferences::boolForKey(const QString &key) const {
+    const QVariant value = objectForKey(key);
+    // The settings file keeps booleans as the words "true" and "false".
+    if (value.typeId() == QMetaType::QString)
+        return value.toString() == QLatin1String("true") || value.toString().toLongLong() != 0;
+    return value.toBool();
+}
+
+qint64 Preferences::integerForKey(const QString &key) const {
+    return qint64(objectForKey(key).toDouble());
+}
+
+double Preferences::doubleForKey(const QString &key) const {
+    return objectForKey(key).toDouble();
+}
+
+QString Preferences::stringForKey(const QString &key) const {
+    const QVariant value = objectForKey(key);
+    return value.isValid() ? value.toString() : QString();
+}
+
+std::optional<Date> Preferences::dateForKey(const QString &key) const {
+    const QVariant value = objectForKey(key);
+    if (value.metaType() == QMetaType::fromType<Date>())
+        return value.value<Date>();
+    bool ok = false;
+    const double seconds = value.toDouble(&ok);
+    if (!value.isValid() || !ok)
+        return std::nullopt;
+    return Date(seconds);
+}
+
+bool Preferences::hasStoredValue(const QString &key) const { return m_settings->contains(key); }
+
+void Preferences::setObject(const QString &key, const QVariant &value) {
+    if (!value.isValid())
+        m_settings->remove(key);
+    else
+        m_settings->setValue(key, value);
+}
+
+void Preferences::removeObjectForKey(const QString &key) { m_settings->remove(key); }
+
+void Preferences::synchronize() { m_settings->sync(); }
+
+QString Preferences::filePath() const { return m_settings->fileName(); }

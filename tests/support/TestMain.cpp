@@ -1,0 +1,14 @@
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <QTemporaryDir>
+
+// Every test binary runs with its own application-support folder, so that no
+// test ever reads or writes the user's real files.
+int main(int argc, char **argv) {
+    QTemporaryDir home;
+    qputenv("MEROVAN_HOME", home.path().toUtf8());
+    QCoreApplication app(argc, argv);
+    ::testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
+}
