@@ -20,6 +20,7 @@
 #endif
 
 Application::Application(int &argc, char **argv) : m_app(argc, argv) {
+    Q_INIT_RESOURCE(app);  // the resources live in a static library
     QCoreApplication::setApplicationName(QLatin1String(Paths::kProductName));
     QCoreApplication::setApplicationVersion(version());
 }
