@@ -1,0 +1,39 @@
+#include "model/CurrentUser.h"
+
+#include <pwd.h>
+#include <unistd.h>
+
+#include <QMutex>
+
+namespace {
+QMutex g_mutex;
+CurrentUser::NameProvider g_provider;
+}  // namespace
+
+QString CurrentUser::name() {
+    NameProvider provider;
+    {
+        QMutexLocker lock(&g_mutex);
+        provider = g_provider;
+    }
+    return provider ? provider() : accountName();
+}
+
+void CurrentUser::setNameProvider(NameProvider provider) {
+    QMutexLocker lock(&g_mutex);
+    g_provider = std::move(provider);
+}
+
+QString CurrentUser::accountName() {
+    if (const passwd *entry = getpwuid(getuid())) {
+        // The full name is the first comma-separated field of the comment.
+        const QString fullName = QString::fromLocal8Bit(entry->pw_gecos ? entry->pw_gecos : "")
+                                     .section(QLatin1Char(','), 0, 0)
+                                     .trimmed();
+        if (!fullName.isEmpty())
+            return fullName;
+        if (entry->pw_name && *entry->pw_name)
+            return QString::fromLocal8Bit(entry->pw_name);
+    }
+    return qEnvironmentVariable("USER");
+}

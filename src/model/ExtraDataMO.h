@@ -1,0 +1,43 @@
+#pragma once
+
+#include <QHash>
+#include <QString>
+#include <QVariant>
+
+#include "model/ModelObject.h"
+
+class CommonDataMO;
+
+// An auxiliary record of a data object (entity family ExtraData): attendee,
+// organizer, contact link, reminder, recurrence rule or attachment, hanging
+// off its data object through `parentObject`.
+//
+// Entities whose name begins with "Local" (LocalReminder, LocalContactLink)
+// are never synced. For every other record, when no sync is in progress, a
+// new record gets a uid, and joining a data object, leaving it, or a change
+// of a synced attribute (one whose name does not begin with "local" or
+// "trans") stamps the data object's syncable object. Decoded values are
+// cached as in CommonDataMO.
+class ExtraDataMO : public ModelObject {
+public:
+    ExtraDataMO(const EntityDescription *entity, ManagedObjectContext *context);
+
+    CommonDataMO *parentObject() const;
+    ModelObject *owningService() const override;
+    // The entity name begins with "Local": kept on this machine only.
+    bool isLocalOnly() const;
+
+protected:
+    QHash<QString, QVariant> *valueCache() const override { return &m_valueCache; }
+    void awakeFromInsert() override;
+    void awakeFromFetch() override;
+    void didChangeValueForKey(const PropertyDescription &property) override;
+    void didTurnIntoFault() override;
+
+private:
+    void noteChangeOfParent(CommonDataMO *parent) const;
+
+    mutable QHash<QString, QVariant> m_valueCache;
+    // The parent as last seen, so that a record leaving it stamps it.
+    CommonDataMO *m_knownParent = nullptr;
+};

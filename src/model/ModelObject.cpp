@@ -1,0 +1,301 @@
+#include "model/ModelObject.h"
+
+#include <QUuid>
+#include <stdexcept>
+
+#include "model/Masking.h"
+#include "model/StringsFile.h"
+#include "model/TagList.h"
+#include "model/foundation/Log.h"
+#include "model/foundation/PropertyList.h"
+
+namespace {
+
+const QString kSyncOptions = QStringLiteral("syncOptions");
+
+bool isEmptyArchive(const QVariant &value) {
+    if (!value.isValid() || value.isNull())
+        return true;
+    switch (value.typeId()) {
+        case QMetaType::QString:
+            return value.toString().isEmpty();
+        case QMetaType::QByteArray:
+            return value.toByteArray().isEmpty();
+        case QMetaType::QStringList:
+        case QMetaType::QVariantList:
+            return value.toList().isEmpty();
+        case QMetaType::QVariantMap:
+        case QMetaType::QVariantHash:
+            return value.toMap().isEmpty();
+        default:
+            return false;
+    }
+}
+
+}  // namespace
+
+ModelObject::ModelObject(const EntityDescription *entity, ManagedObjectContext *context)
+    : ManagedObject(entity, context) {}
+
+const PropertyDescription &ModelObject::attribute(const QString &key) const {
+    const PropertyDescription *property = propertyNamed(key);
+    if (!property || property->isRelationship)
+        throw std::invalid_argument(
+            QStringLiteral("%1 has no attribute %2").arg(entityName(), key).toStdString());
+    return *property;
+}
+
+bool ModelObject::isSyncedAttribute(const PropertyDescription &property) {
+    return property.isAttribute() && !property.isTransient &&
+           !property.name.startsWith(QLatin1String("local")) &&
+           !property.name.startsWith(QLatin1String("trans"));
+}
+
+// --- Plain values ------------------------------------------------------------
+
+bool ModelObject::boolValueForKey(const QString &key) const {
+    return storedValue(key).toBool();
+}
+
+void ModelObject::setBoolValue(bool value, const QString &key) {
+    setStoredValue(key, value);
+}
+
+qint64 ModelObject::integerValueForKey(const QString &key) const {
+    return storedValue(key).toLongLong();
+}
+
+void ModelObject::setIntegerValue(qint64 value, const QString &key) {
+    setStoredValue(key, value);
+}
+
+double ModelObject::doubleValueForKey(const QString &key) const {
+    return storedValue(key).toDouble();
+}
+
+void ModelObject::setDoubleValue(double value, const QString &key) {
+    setStoredValue(key, value);
+}
+
+std::optional<Date> ModelObject::dateValueForKey(const QString &key) const {
+    const QVariant value = storedValue(key);
+    return value.isValid() ? std::optional<Date>(value.value<Date>()) : std::nullopt;
+}
+
+void ModelObject::setDateValue(std::optional<Date> value, const QString &key) {
+    setStoredValue(key, value ? QVariant::fromValue(*value) : QVariant());
+}
+
+// --- Opacity -------------------------------------------------------------------
+
+double ModelObject::opacityValueForKey(const QString &key) const {
+    const double value = doubleValueForKey(key);
+    return value > 0 ? value : 1.0;
+}
+
+void ModelObject::setOpacityValue(double value, const QString &key) {
+    setStoredValue(key, value > 0 && value < 1 ? QVariant(value) : QVariant());
+}
+
+// --- Archived values ------------------------------------------------------------
+
+QVariant ModelObject::unarchivedValueForKey(const QString &key) const {
+    const QByteArray data = storedValue(key).toByteArray();
+    if (data.isEmpty())
+        return QVariant();
+    // Archives are our own property lists; there is no older format to
+    // retry with, so a value that does not decode is lost (and logged).
+    QString error;
+    const QVariant value = PropertyList::fromData(data, &error);
+    if (!value.isValid())
+        logError("NSKeyedUnarchiver - %@", error);
+    return value;
+}
+
+void ModelObject::setArchivedValue(const QVariant &value, const QString &key) {
+    setStoredValue(key, isEmptyArchive(value) ? QVariant() : QVariant(PropertyList::toData(value)));
+}
+
+// --- String tables -------------------------------------------------------------
+
+QVariantMap ModelObject::dictionaryValueForKey(const QString &key) const {
+    const QString text = storedValue(key).toString();
+    if (text.isEmpty())
+        return {};
+    QString error;
+    const std::optional<QVariantMap> dictionary =
+        StringsFile::propertyListFromStringsFileFormat(text, &error);
+    if (!dictionary)
+        logError("propertyListFromStringsFileFormat - %@", error);
+    return dictionary.value_or(QVariantMap());
+}
+
+void ModelObject::setDictionaryValue(const QVariantMap &value, const QString &key) {
+    setStoredValue(key, value.isEmpty()
+                            ? QVariant()
+                            : QVariant(StringsFile::stringsFileFormatFromDictionary(value)));
+}
+
+// --- Masked strings -------------------------------------------------------------
+
+std::optional<QString> ModelObject::unmaskedStringValueForKey(const QString &key) const {
+    const QByteArray data = storedValue(key).toByteArray();
+    if (data.isEmpty())
+        return std::nullopt;
+    return QString::fromUtf8(Masking::maskedData(data));
+}
+
+void ModelObject::setMaskedStringValue(const QString &value, const QString &key) {
+    setStoredValue(key,
+                   value.isEmpty() ? QVariant() : QVariant(Masking::maskedData(value.toUtf8())));
+}
+
+// --- Fonts and rich text ---------------------------------------------------------
+
+std::optional<FontDescription> ModelObject::fontValueForKey(const QString &key) const {
+    return cachedValue<FontDescription>(
+        key, [&] { return FontDescription::fromPropertyList(unarchivedValueForKey(key)); });
+}
+
+void ModelObject::setFontValue(const std::optional<FontDescription> &value, const QString &key) {
+    setArchivedValue(value ? QVariant(value->toPropertyList()) : QVariant(), key);
+}
+
+std::optional<RichText> ModelObject::attributedStringValueForKey(const QString &key) const {
+    return cachedValue<RichText>(key, [&]() -> std::optional<RichText> {
+        std::optional<RichText> text = RichText::fromPropertyList(unarchivedValueForKey(key));
+        if (text && text->isEmpty())
+            return std::nullopt;
+        return text;
+    });
+}
+
+void ModelObject::setAttributedStringValue(const std::optional<RichText> &value,
+                                           const QString &key) {
+    setArchivedValue(value && !value->isEmpty() ? QVariant(value->toPropertyList()) : QVariant(),
+                     key);
+}
+
+std::optional<QString> ModelObject::stringValueForKey(const QString &key) const {
+    const std::optional<RichText> text = attributedStringValueForKey(key);
+    return text ? std::optional<QString>(text->text) : std::nullopt;
+}
+
+void ModelObject::setStringValue(const QString &value, const QString &key) {
+    setAttributedStringValue(RichText(value), key);
+}
+
+// --- Tag lists ------------------------------------------------------------------
+
+QStringList ModelObject::tagListValueForKey(const QString &key) const {
+    return cachedValue<QStringList>(
+               key,
+               [&]() -> std::optional<QStringList> {
+                   const QStringList tags = unarchivedValueForKey(key).toStringList();
+                   return tags.isEmpty() ? std::nullopt : std::optional<QStringList>(tags);
+               })
+        .value_or(QStringList());
+}
+
+void ModelObject::setTagListValue(const QStringList &tags, const QString &key) {
+    setArchivedValue(TagList::sortedDistinctTags(tags), key);
+}
+
+// --- Identifiers -----------------------------------------------------------------
+
+QString ModelObject::uid() const {
+    return storedValue(QStringLiteral("uid")).toString();
+}
+
+void ModelObject::assignUID() {
+    setStoredValue(QStringLiteral("uid"), newUID());
+}
+
+void ModelObject::assignFakeUID() {
+    setStoredValue(QStringLiteral("uid"), QLatin1Char('*') + newUID());
+}
+
+void ModelObject::assignUIDIfNeeded() {
+    if (storedValue(QStringLiteral("uid")).toString().isEmpty())
+        assignUID();
+}
+
+QString ModelObject::newUID() {
+    return QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
+}
+
+// --- Type tests -----------------------------------------------------------------
+
+bool ModelObject::isContainer() const {
+    return entityName() == QLatin1String("Calendar");
+}
+
+bool ModelObject::isChild() const {
+    return entityName() == QLatin1String("Event") || entityName() == QLatin1String("DetachedEvent");
+}
+
+bool ModelObject::isSyncableContainer() const {
+    return isKindOfEntity(QStringLiteral("SyncableContainer"));
+}
+
+bool ModelObject::isSyncableChild() const {
+    return isKindOfEntity(QStringLiteral("SyncableChild"));
+}
+
+bool ModelObject::isAttachment() const {
+    return entityName() == QLatin1String("Attachment");
+}
+
+bool ModelObject::isLAN() const {
+    const ModelObject *service = owningService();
+    return service && service->valueForKey(QStringLiteral("serviceName")).toString() ==
+                          QLatin1String("Bonjour Subscribe Synchronization");
+}
+
+bool ModelObject::retainedObjectHasBeenDeleted() const {
+    return isDeleted() || !managedObjectContext();
+}
+
+// --- Sync options -----------------------------------------------------------------
+
+QVariantMap ModelObject::syncOptionsDict() const {
+    return unarchivedValueForKey(kSyncOptions).toMap();
+}
+
+QVariant ModelObject::syncOptionsValueForFlag(const QString &flag) const {
+    return syncOptionsDict().value(flag);
+}
+
+void ModelObject::setSyncOptionValue(const QVariant &value, const QString &flag) {
+    QVariantMap options = syncOptionsDict();
+    if (value.isValid())
+        options.insert(flag, value);
+    else
+        options.remove(flag);
+    setArchivedValue(options, kSyncOptions);
+}
+
+void ModelObject::clearSyncOptionsFlag(const QString &flag) {
+    setSyncOptionValue(QVariant(), flag);
+}
+
+void ModelObject::setSyncOptionsDict(const QVariantMap &options) {
+    const QString changedKey = QString::fromLatin1(kSyncOptionsChangedKey);
+    const QVariantMap previous = syncOptionsDict();
+    QVariantMap changed = previous.value(changedKey).toMap();
+    QVariantMap next = options;
+    next.remove(changedKey);
+    QStringList flags = next.keys() + previous.keys();
+    flags.removeDuplicates();
+    for (const QString &flag : flags) {
+        if (flag != changedKey && next.value(flag) != previous.value(flag))
+            changed.insert(flag, true);
+    }
+    if (!changed.isEmpty())
+        next.insert(changedKey, changed);
+    setArchivedValue(next, kSyncOptions);
+}
+
+void ModelObject::markSyncOptionsDictUnchanged() {
+    clearSyncOptionsFlag(QString::fromLatin1(kSyncOptionsChangedKey));
+}

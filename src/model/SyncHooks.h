@@ -1,0 +1,36 @@
+#pragma once
+
+#include "model/foundation/Date.h"
+
+class ModelObject;
+
+// How the object model tells the rest of the program about local changes and
+// received objects: the task framework installs an implementation that
+// tickles the publishing and sync tasks and informs the database
+// controller's delegate. The default does nothing, so the model runs on its
+// own (tools, tests).
+//
+// Every call comes from the main thread, while an object is being changed.
+class SyncHooks {
+public:
+    virtual ~SyncHooks();
+
+    // A container published over the local network, or one of its items,
+    // changed at `updateTime` (`containerChanged`: the container itself).
+    virtual void tickleBonjourPublisher(ModelObject * /*publisher*/, Date /*updateTime*/,
+                                        bool /*containerChanged*/) {}
+    // A service that publishes changes at once has local changes to send.
+    virtual void notePendingChanges(ModelObject * /*service*/) {}
+    // The user is editing an object of the service: postpone an imminent
+    // sync a little, or (greatly) much longer / at once when `delay` is false.
+    virtual void delaySyncIfNeeded(ModelObject * /*service*/) {}
+    virtual void greatlyDelaySyncIfNeeded(ModelObject * /*service*/, bool /*delay*/) {}
+    // A sync stored an object received from its service
+    // (`databaseControllerObjectReceived` of the database controller's delegate).
+    virtual void objectReceived(ModelObject * /*syncableObject*/) {}
+
+    // The process-wide instance; the caller keeps ownership of what it sets,
+    // nullptr restores the default.
+    static SyncHooks &shared();
+    static void setShared(SyncHooks *hooks);
+};

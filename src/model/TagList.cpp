@@ -1,0 +1,46 @@
+#include "model/TagList.h"
+
+#include <QCollator>
+#include <QSet>
+#include <algorithm>
+
+namespace TagList {
+namespace {
+
+QString folded(const QString &text) {
+    QString out;
+    for (const QChar c : text.normalized(QString::NormalizationForm_D)) {
+        if (c.category() != QChar::Mark_NonSpacing)
+            out += c;
+    }
+    return out.toCaseFolded();
+}
+
+}  // namespace
+
+QStringList sortedDistinctTags(const QStringList &tags) {
+    struct Entry {
+        QString key;
+        QString tag;
+    };
+    std::vector<Entry> entries;
+    QSet<QString> seen;
+    for (const QString &tag : tags) {
+        if (tag.isEmpty() || seen.contains(tag))
+            continue;
+        seen.insert(tag);
+        entries.push_back({folded(tag), tag});
+    }
+    QCollator collator;
+    std::sort(entries.begin(), entries.end(), [&](const Entry &a, const Entry &b) {
+        if (const int order = collator.compare(a.key, b.key))
+            return order < 0;
+        return a.tag < b.tag;
+    });
+    QStringList sorted;
+    for (const Entry &entry : entries)
+        sorted << entry.tag;
+    return sorted;
+}
+
+}  // namespace TagList
