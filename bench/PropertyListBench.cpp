@@ -8,11 +8,13 @@ namespace {
 QVariantMap syncData() {
     QVariantMap collections;
     for (int i = 0; i < 1000; ++i) {
-        collections.insert(QStringLiteral("/calendars/user/%1/").arg(i),
-                           QVariantMap{{QStringLiteral("etag"), QStringLiteral("\"%1\"").arg(i * 7919)},
-                                       {QStringLiteral("sync-token"), QStringLiteral("http://example.com/ns/sync/%1").arg(i)},
-                                       {QStringLiteral("order"), i},
-                                       {QStringLiteral("refetch"), i % 2 == 0}});
+        collections.insert(
+            QStringLiteral("/calendars/user/%1/").arg(i),
+            QVariantMap{{QStringLiteral("etag"), QStringLiteral("\"%1\"").arg(i * 7919)},
+                        {QStringLiteral("sync-token"),
+                         QStringLiteral("http://example.com/ns/sync/%1").arg(i)},
+                        {QStringLiteral("order"), i},
+                        {QStringLiteral("refetch"), i % 2 == 0}});
     }
     return {{QStringLiteral("collections"), collections}};
 }

@@ -4,8 +4,10 @@
 #include <QJsonObject>
 
 #include "app/FileLogger.h"
+#include "app/InfoCommand.h"
 #include "app/LogFileManager.h"
 #include "app/SignalWatcher.h"
+#include "app/StoreSession.h"
 #include "model/foundation/Log.h"
 #include "model/foundation/Paths.h"
 #include "model/foundation/Preferences.h"
@@ -32,9 +34,13 @@ Application::~Application() {
     }
 }
 
-QString Application::version() { return QStringLiteral(MEROVAN_VERSION); }
+QString Application::version() {
+    return QStringLiteral(MEROVAN_VERSION);
+}
 
-QString Application::build() { return QStringLiteral(MEROVAN_BUILD); }
+QString Application::build() {
+    return QStringLiteral(MEROVAN_BUILD);
+}
 
 void Application::setupDefaults() {
     QFile resource(QStringLiteral(":/UserDefaults.plist"));
@@ -53,8 +59,12 @@ void Application::setupLogging() {
 }
 
 void Application::registerCommands() {
-    m_registry.add({QStringLiteral("help"), QStringLiteral("[COMMAND]"),
-                    QStringLiteral("show the commands, or the arguments of one"), {}, {}, false,
+    m_registry.add({QStringLiteral("help"),
+                    QStringLiteral("[COMMAND]"),
+                    QStringLiteral("show the commands, or the arguments of one"),
+                    {},
+                    {},
+                    false,
                     [this](CommandContext &context) {
                         const QStringList &words = context.arguments.positional();
                         if (words.isEmpty()) {
@@ -70,8 +80,12 @@ void Application::registerCommands() {
                         CommandOutput::printLine(QStringLiteral("\n") + command->summary);
                         return 0;
                     }});
-    m_registry.add({QStringLiteral("version"), QString(),
-                    QStringLiteral("show the program's version"), {}, {}, true,
+    m_registry.add({QStringLiteral("version"),
+                    QString(),
+                    QStringLiteral("show the program's version"),
+                    {},
+                    {},
+                    true,
                     [](CommandContext &context) {
                         if (context.json) {
                             CommandOutput::printJson(QJsonObject{
@@ -79,11 +93,13 @@ void Application::registerCommands() {
                                 {QStringLiteral("version"), version()},
                                 {QStringLiteral("build"), build()}});
                         } else {
-                            CommandOutput::printLine(QStringLiteral("%1 %2 (%3)").arg(
-                                QLatin1String(Paths::kProductName), version(), build()));
+                            CommandOutput::printLine(
+                                QStringLiteral("%1 %2 (%3)")
+                                    .arg(QLatin1String(Paths::kProductName), version(), build()));
                         }
                         return 0;
                     }});
+    registerInfoCommand(m_registry);
 }
 
 int Application::exec() {
@@ -92,7 +108,8 @@ int Application::exec() {
     const QStringList words = StartModes::withoutModes(arguments);
 
     registerCommands();
-    if (!words.isEmpty() && (words[0] == QLatin1String("--help") || words[0] == QLatin1String("-h"))) {
+    if (!words.isEmpty() &&
+        (words[0] == QLatin1String("--help") || words[0] == QLatin1String("-h"))) {
         CommandOutput::printLine(m_registry.usage());
         return 0;
     }
@@ -107,11 +124,13 @@ int Application::runCommand(const QStringList &words) {
         int consumed = 0;
         const Command *command = m_registry.find(words, &consumed);
         if (!command)
-            throw CommandError(QStringLiteral("unknown command: %1 (see merovan --help)").arg(words[0]), 2);
+            throw CommandError(
+                QStringLiteral("unknown command: %1 (see merovan --help)").arg(words[0]), 2);
         QStringList flags = command->flags;
         if (command->acceptsJson)
             flags << QStringLiteral("--json");
-        CommandContext context{CommandArguments(words.mid(consumed), flags, command->valuedOptions)};
+        CommandContext context{
+            CommandArguments(words.mid(consumed), flags, command->valuedOptions)};
         context.json = context.arguments.has(QStringLiteral("--json"));
         const int status = command->run(context);
         Log::flush();
@@ -121,16 +140,36 @@ int Application::runCommand(const QStringList &words) {
         CommandOutput::message(QStringLiteral("merovan: ") + error.reason());
         Log::flush();
         return error.exitCode();
+    } catch (const std::exception &error) {
+        // An internal failure (the store cannot be opened, …): already
+        // logged where it happened.
+        CommandOutput::message(QStringLiteral("merovan: ") + QString::fromUtf8(error.what()));
+        Log::flush();
+        return 1;
     }
 }
 
 int Application::runForeground() {
+    StoreSession session;
+    try {
+        session.open();
+    } catch (const std::exception &error) {
+        CommandOutput::message(QStringLiteral("merovan: ") + QString::fromUtf8(error.what()));
+        Log::flush();
+        return 1;
+    }
+    if (StartModes::current() == StartMode::Reset) {
+        // "-reset" alone: the store was reset and made anew; nothing more to do.
+        session.close();
+        return 0;
+    }
     SignalWatcher watcher;
     QObject::connect(&watcher, &SignalWatcher::terminationRequested, &m_app, [](int signalNumber) {
         logInfo("Received signal %d, shutting down", signalNumber);
         QCoreApplication::quit();
     });
     const int status = QCoreApplication::exec();
+    session.close();
     logInfo("Stopped");
     Log::flush();
     return status;

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 
-void CommandRegistry::add(Command command) { m_commands.append(std::move(command)); }
+void CommandRegistry::add(Command command) {
+    m_commands.append(std::move(command));
+}
 
 const Command *CommandRegistry::find(const QStringList &words, int *consumed) const {
     const Command *best = nullptr;

@@ -5,7 +5,9 @@
 FileLogger::FileLogger(LogFileManager *manager, qint64 maximumFileSize)
     : m_manager(manager), m_maximumFileSize(maximumFileSize) {}
 
-FileLogger::~FileLogger() { flush(); }
+FileLogger::~FileLogger() {
+    flush();
+}
 
 bool FileLogger::openCurrentFile() {
     if (m_file.isOpen())

@@ -4,19 +4,19 @@
 
 QChar LogFileFormatter::levelCharacter(int flag) {
     switch (flag) {
-    case LogFlagError:
-    case LogFlagWarning:
-        return QLatin1Char('0');
-    case LogFlagInfo:
-        return QLatin1Char('1');
-    case LogFlagDebug:
-        return QLatin1Char('2');
-    case LogFlagVerbose:
-        return QLatin1Char('3');
-    case LogFlagTaskTrace:
-        return QLatin1Char('4');
-    default:
-        return QLatin1Char('?');
+        case LogFlagError:
+        case LogFlagWarning:
+            return QLatin1Char('0');
+        case LogFlagInfo:
+            return QLatin1Char('1');
+        case LogFlagDebug:
+            return QLatin1Char('2');
+        case LogFlagVerbose:
+            return QLatin1Char('3');
+        case LogFlagTaskTrace:
+            return QLatin1Char('4');
+        default:
+            return QLatin1Char('?');
     }
 }
 

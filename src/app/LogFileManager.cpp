@@ -48,9 +48,9 @@ QString LogFileManager::generateShortUUID() const {
 QString LogFileManager::createNewLogFile() {
     if (!QDir().mkpath(m_logsDirectory))
         return QString();
-    const QString path = QDir(m_logsDirectory)
-                             .filePath(QLatin1String(kPrefix) + generateShortUUID() +
-                                       QLatin1String(kSuffix));
+    const QString path =
+        QDir(m_logsDirectory)
+            .filePath(QLatin1String(kPrefix) + generateShortUUID() + QLatin1String(kSuffix));
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
         return QString();

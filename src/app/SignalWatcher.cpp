@@ -1,10 +1,10 @@
 #include "app/SignalWatcher.h"
 
-#include <QSocketNotifier>
-#include <csignal>
 #include <fcntl.h>
 #include <sys/socket.h>
 #include <unistd.h>
+#include <QSocketNotifier>
+#include <csignal>
 
 namespace {
 int g_pipe[2] = {-1, -1};

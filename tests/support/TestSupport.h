@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QProcess>
 #include <QProcessEnvironment>
 #include <QStringList>
 #include <QTemporaryDir>
@@ -36,6 +37,7 @@ public:
 
     const std::vector<LogMessage> &messages() const { return m_messages; }
     bool contains(const QString &text) const;
+    void clear() { m_messages.clear(); }
     int count(const QString &text) const;
 
 private:
@@ -63,3 +65,25 @@ ProcessResult runMerovan(const QStringList &arguments, const QProcessEnvironment
 QString merovanExecutable();
 // A file of the source tree (for test data).
 QString sourcePath(const QString &relative);
+
+// Child routines: a test can run code in a separate process (to kill it, or
+// to read back what another process wrote). The test binary runs the routine
+// named by $MEROVAN_TEST_CHILD instead of the tests; its return value is the
+// exit code.
+using ChildRoutine = int (*)();
+struct ChildRoutineRegistration {
+    ChildRoutineRegistration(const char *name, ChildRoutine routine);
+};
+#define MEROVAN_CHILD_ROUTINE(name)                                                      \
+    static int name##ChildRoutine();                                                     \
+    static const ChildRoutineRegistration name##Registration(#name, name##ChildRoutine); \
+    static int name##ChildRoutine()
+// Runs the routine in a child process of this test binary with the given
+// environment additions; returns when it exits or after timeoutMs.
+ProcessResult runChildRoutine(const char *name, const QProcessEnvironment &extra = {},
+                              int timeoutMs = 120000);
+// Starts it without waiting; the caller owns the process.
+std::unique_ptr<QProcess> startChildRoutine(const char *name,
+                                            const QProcessEnvironment &extra = {});
+// The routine named in the environment, if this process is a child.
+ChildRoutine childRoutineToRun();

@@ -15,9 +15,13 @@ SystemClock &systemClock() {
 
 Clock::~Clock() = default;
 
-Clock &Clock::shared() { return g_shared ? *g_shared : systemClock(); }
+Clock &Clock::shared() {
+    return g_shared ? *g_shared : systemClock();
+}
 
-void Clock::setShared(Clock *clock) { g_shared = clock; }
+void Clock::setShared(Clock *clock) {
+    g_shared = clock;
+}
 
 // --- SystemClock -------------------------------------------------------------
 
@@ -73,7 +77,9 @@ void ManualClock::cancel(TimerId id) {
     std::erase_if(m_timers, [id](const auto &entry) { return entry.first.id == id; });
 }
 
-void ManualClock::advance(double seconds) { advanceTo(m_now.addingSeconds(seconds)); }
+void ManualClock::advance(double seconds) {
+    advanceTo(m_now.addingSeconds(seconds));
+}
 
 void ManualClock::advanceTo(Date when) {
     while (!m_timers.empty() && m_timers.begin()->first.when <= when) {

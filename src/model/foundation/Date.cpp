@@ -10,7 +10,9 @@ Date Date::fromDateTime(const QDateTime &dateTime) {
     return fromSecondsSince1970(double(dateTime.toMSecsSinceEpoch()) / 1000.0);
 }
 
-Date Date::now() { return Clock::shared().now(); }
+Date Date::now() {
+    return Clock::shared().now();
+}
 
 QDateTime Date::toDateTime() const {
     const double msecs = std::round(secondsSince1970() * 1000.0);

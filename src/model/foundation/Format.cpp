@@ -7,31 +7,32 @@ QString describeValue(const QVariant &value) {
     if (!value.isValid() || value.isNull())
         return QStringLiteral("(null)");
     switch (value.typeId()) {
-    case QMetaType::QString:
-        return value.toString();
-    case QMetaType::Bool:
-        return value.toBool() ? QStringLiteral("1") : QStringLiteral("0");
-    case QMetaType::Double:
-    case QMetaType::Float:
-        return QString::number(value.toDouble(), 'g', QLocale::FloatingPointShortest);
-    case QMetaType::QByteArray:
-        return QStringLiteral("<%1>").arg(QString::fromLatin1(value.toByteArray().toHex(' ')));
-    case QMetaType::QStringList:
-    case QMetaType::QVariantList: {
-        QStringList parts;
-        for (const QVariant &item : value.toList())
-            parts << describeValue(item);
-        return QStringLiteral("(") + parts.join(QStringLiteral(", ")) + QStringLiteral(")");
-    }
-    case QMetaType::QVariantMap: {
-        QString text = QStringLiteral("{");
-        const QVariantMap map = value.toMap();
-        for (auto it = map.begin(); it != map.end(); ++it)
-            text += it.key() + QStringLiteral(" = ") + describeValue(it.value()) + QStringLiteral("; ");
-        return text + QStringLiteral("}");
-    }
-    default:
-        break;
+        case QMetaType::QString:
+            return value.toString();
+        case QMetaType::Bool:
+            return value.toBool() ? QStringLiteral("1") : QStringLiteral("0");
+        case QMetaType::Double:
+        case QMetaType::Float:
+            return QString::number(value.toDouble(), 'g', QLocale::FloatingPointShortest);
+        case QMetaType::QByteArray:
+            return QStringLiteral("<%1>").arg(QString::fromLatin1(value.toByteArray().toHex(' ')));
+        case QMetaType::QStringList:
+        case QMetaType::QVariantList: {
+            QStringList parts;
+            for (const QVariant &item : value.toList())
+                parts << describeValue(item);
+            return QStringLiteral("(") + parts.join(QStringLiteral(", ")) + QStringLiteral(")");
+        }
+        case QMetaType::QVariantMap: {
+            QString text = QStringLiteral("{");
+            const QVariantMap map = value.toMap();
+            for (auto it = map.begin(); it != map.end(); ++it)
+                text += it.key() + QStringLiteral(" = ") + describeValue(it.value()) +
+                        QStringLiteral("; ");
+            return text + QStringLiteral("}");
+        }
+        default:
+            break;
     }
     if (value.canConvert<Date>() && value.metaType() == QMetaType::fromType<Date>())
         return value.value<Date>().description();
@@ -73,26 +74,26 @@ QString formatNumber(const Spec &spec, const QVariant &value) {
         printfSpec += "." + std::to_string(spec.precision);
     char buffer[512];
     switch (spec.conversion) {
-    case 'd':
-    case 'i':
-        printfSpec += "lld";
-        std::snprintf(buffer, sizeof buffer, printfSpec.c_str(), (long long)toSigned(value));
-        break;
-    case 'u':
-    case 'o':
-    case 'x':
-    case 'X':
-        printfSpec += "ll";
-        printfSpec += spec.conversion;
-        std::snprintf(buffer, sizeof buffer, printfSpec.c_str(),
-                      (unsigned long long)toSigned(value));
-        break;
-    default:  // f F e E g G a A
-        printfSpec += spec.conversion;
-        std::snprintf(buffer, sizeof buffer, printfSpec.c_str(),
-                      value.typeId() == QMetaType::QString ? value.toString().toDouble()
-                                                           : value.toDouble());
-        break;
+        case 'd':
+        case 'i':
+            printfSpec += "lld";
+            std::snprintf(buffer, sizeof buffer, printfSpec.c_str(), (long long)toSigned(value));
+            break;
+        case 'u':
+        case 'o':
+        case 'x':
+        case 'X':
+            printfSpec += "ll";
+            printfSpec += spec.conversion;
+            std::snprintf(buffer, sizeof buffer, printfSpec.c_str(),
+                          (unsigned long long)toSigned(value));
+            break;
+        default:  // f F e E g G a A
+            printfSpec += spec.conversion;
+            std::snprintf(buffer, sizeof buffer, printfSpec.c_str(),
+                          value.typeId() == QMetaType::QString ? value.toString().toDouble()
+                                                               : value.toDouble());
+            break;
     }
     return QString::fromLatin1(buffer);
 }
@@ -144,45 +145,45 @@ QString formatString(const char *format, std::initializer_list<FormatArg> args) 
             ++p;
         spec.conversion = *p ? *p++ : 0;
         switch (spec.conversion) {
-        case '%':
-            out += QLatin1Char('%');
-            break;
-        case '@':
-        case 's':
-        case 'S':
-            out += padded(describeValue(takeArg()), spec);
-            break;
-        case 'c':
-        case 'C': {
-            const QVariant value = takeArg();
-            const char32_t code = char32_t(toSigned(value));
-            out += padded(value.typeId() == QMetaType::QString ? value.toString().left(1)
-                                                               : QString::fromUcs4(&code, 1),
-                          spec);
-            break;
-        }
-        case 'p':
-            out += QStringLiteral("0x") + QString::number(toSigned(takeArg()), 16);
-            break;
-        case 'd':
-        case 'i':
-        case 'u':
-        case 'o':
-        case 'x':
-        case 'X':
-        case 'f':
-        case 'F':
-        case 'e':
-        case 'E':
-        case 'g':
-        case 'G':
-        case 'a':
-        case 'A':
-            out += formatNumber(spec, takeArg());
-            break;
-        default:  // not a conversion: keep the text as written
-            out += QString::fromUtf8(start, p - start);
-            break;
+            case '%':
+                out += QLatin1Char('%');
+                break;
+            case '@':
+            case 's':
+            case 'S':
+                out += padded(describeValue(takeArg()), spec);
+                break;
+            case 'c':
+            case 'C': {
+                const QVariant value = takeArg();
+                const char32_t code = char32_t(toSigned(value));
+                out += padded(value.typeId() == QMetaType::QString ? value.toString().left(1)
+                                                                   : QString::fromUcs4(&code, 1),
+                              spec);
+                break;
+            }
+            case 'p':
+                out += QStringLiteral("0x") + QString::number(toSigned(takeArg()), 16);
+                break;
+            case 'd':
+            case 'i':
+            case 'u':
+            case 'o':
+            case 'x':
+            case 'X':
+            case 'f':
+            case 'F':
+            case 'e':
+            case 'E':
+            case 'g':
+            case 'G':
+            case 'a':
+            case 'A':
+                out += formatNumber(spec, takeArg());
+                break;
+            default:  // not a conversion: keep the text as written
+                out += QString::fromUtf8(start, p - start);
+                break;
         }
         literal = p;
     }

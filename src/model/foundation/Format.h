@@ -37,7 +37,8 @@ public:
     template <typename T, std::enable_if_t<std::is_enum_v<T>, int> = 0>
     FormatArg(T value) : m_value(qint64(value)) {}
     template <typename T>
-    FormatArg(const std::optional<T> &value) : FormatArg(value ? FormatArg(*value) : FormatArg(nullptr)) {}
+    FormatArg(const std::optional<T> &value)
+        : FormatArg(value ? FormatArg(*value) : FormatArg(nullptr)) {}
 
     const QVariant &value() const { return m_value; }
 

@@ -25,9 +25,13 @@ LogSink::~LogSink() = default;
 
 namespace Log {
 
-int mask() { return g_mask.load(std::memory_order_relaxed); }
+int mask() {
+    return g_mask.load(std::memory_order_relaxed);
+}
 
-void setMask(int mask) { g_mask.store(mask, std::memory_order_relaxed); }
+void setMask(int mask) {
+    g_mask.store(mask, std::memory_order_relaxed);
+}
 
 void setLogLevel(int level) {
     static constexpr int kMasks[] = {3, 7, 15, 31, 63};

@@ -41,7 +41,9 @@ void setMask(int mask);
 // info, 2 and debug, 3 and verbose, 4 and task trace; any other level leaves
 // the mask as it is.
 void setLogLevel(int level);
-inline bool isEnabled(int flag) { return (mask() & flag) != 0; }
+inline bool isEnabled(int flag) {
+    return (mask() & flag) != 0;
+}
 
 void addSink(LogSink *sink);
 void removeSink(LogSink *sink);

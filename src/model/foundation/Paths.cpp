@@ -4,7 +4,9 @@
 #include <QStandardPaths>
 
 namespace {
-QString home() { return qEnvironmentVariable("MEROVAN_HOME"); }
+QString home() {
+    return qEnvironmentVariable("MEROVAN_HOME");
+}
 }  // namespace
 
 namespace Paths {
@@ -18,7 +20,9 @@ QString applicationSupportFolder() {
     return QDir(data).filePath(QLatin1String(kProductName));
 }
 
-QString logsFolder() { return QDir(applicationSupportFolder()).filePath(QStringLiteral("Logs")); }
+QString logsFolder() {
+    return QDir(applicationSupportFolder()).filePath(QStringLiteral("Logs"));
+}
 
 QString preferencesFile() {
     const QString name = QLatin1String(kProductName) + QStringLiteral(".conf");

@@ -18,7 +18,9 @@ Preferences &Preferences::shared() {
     return fileBacked;
 }
 
-void Preferences::setShared(Preferences *preferences) { g_shared = preferences; }
+void Preferences::setShared(Preferences *preferences) {
+    g_shared = preferences;
+}
 
 void Preferences::registerDefaults(const QVariantMap &defaults) {
     for (auto it = defaults.begin(); it != defaults.end(); ++it)
@@ -62,7 +64,9 @@ std::optional<Date> Preferences::dateForKey(const QString &key) const {
     return Date(seconds);
 }
 
-bool Preferences::hasStoredValue(const QString &key) const { return m_settings->contains(key); }
+bool Preferences::hasStoredValue(const QString &key) const {
+    return m_settings->contains(key);
+}
 
 void Preferences::setObject(const QString &key, const QVariant &value) {
     if (!value.isValid())
@@ -71,8 +75,14 @@ void Preferences::setObject(const QString &key, const QVariant &value) {
         m_settings->setValue(key, value);
 }
 
-void Preferences::removeObjectForKey(const QString &key) { m_settings->remove(key); }
+void Preferences::removeObjectForKey(const QString &key) {
+    m_settings->remove(key);
+}
 
-void Preferences::synchronize() { m_settings->sync(); }
+void Preferences::synchronize() {
+    m_settings->sync();
+}
 
-QString Preferences::filePath() const { return m_settings->fileName(); }
+QString Preferences::filePath() const {
+    return m_settings->fileName();
+}

@@ -7,9 +7,8 @@ StartMode g_current = StartMode::Normal;
 
 std::optional<StartMode> modeFor(const QString &argument) {
     static const std::pair<const char *, StartMode> kModes[] = {
-        {"-reset", StartMode::Reset},     {"-logs", StartMode::Logs},
-        {"-offline", StartMode::Offline}, {"-fonts", StartMode::Fonts},
-        {"-safe", StartMode::Safe},
+        {"-reset", StartMode::Reset}, {"-logs", StartMode::Logs}, {"-offline", StartMode::Offline},
+        {"-fonts", StartMode::Fonts}, {"-safe", StartMode::Safe},
     };
     for (const auto &[name, mode] : kModes) {
         if (argument == QLatin1String(name))
@@ -39,8 +38,12 @@ QStringList withoutModes(const QStringList &arguments) {
     return rest;
 }
 
-StartMode current() { return g_current; }
+StartMode current() {
+    return g_current;
+}
 
-void setCurrent(StartMode mode) { g_current = mode; }
+void setCurrent(StartMode mode) {
+    g_current = mode;
+}
 
 }  // namespace StartModes

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <memory>
+
+#include "model/DatabaseControllerDelegate.h"
+
+class DatabaseController;
+
+// The store opened for the length of one command or one run of the
+// application: the database controller started up (after a reset when the
+// start mode asks for one) and shut down cleanly at the end.
+class StoreSession final : public DatabaseControllerDelegate {
+public:
+    StoreSession();
+    ~StoreSession() override;
+    StoreSession(const StoreSession &) = delete;
+    StoreSession &operator=(const StoreSession &) = delete;
+
+    // Starts the database controller. In the reset start mode the existing
+    // store is reset first (its services withdrawn, its files deleted) and a
+    // fresh one is created. Throws std::logic_error when the store cannot be
+    // opened.
+    void open();
+    void close();
+    DatabaseController &controller() { return *m_controller; }
+
+    // DatabaseControllerDelegate
+    void migratingDatabase(bool inProgress) override;
+    void crashRecoveryDatabase(bool inProgress) override;
+    void presentError(const QString &description) override;
+    void terminateApplication() override;
+
+private:
+    void resetExistingStore();
+
+    std::unique_ptr<DatabaseController> m_controller;
+    bool m_resetting = false;
+    bool m_terminated = false;
+};

@@ -1,0 +1,5 @@
+#include "model/DatabaseControllerDelegate.h"
+
+DatabaseControllerDelegate::~DatabaseControllerDelegate() = default;
+
+DatabaseTaskControl::~DatabaseTaskControl() = default;

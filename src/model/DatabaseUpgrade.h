@@ -1,0 +1,23 @@
+#pragma once
+
+#include <QString>
+
+class ManagedObjectContext;
+
+// The one-time steps that bring the data of an older store up to date after
+// it was opened with the current schema. Each step is guarded by the version
+// the store had ("Database Version"); steps for data this system cannot hold
+// (other programs' calendars and accounts) have nothing to do. Ends with a
+// save ("upgrade: save failed: %@" on failure).
+class DatabaseUpgrade {
+public:
+    explicit DatabaseUpgrade(ManagedObjectContext *context) : m_context(context) {}
+
+    void finishUpgradeFromVersion(const QString &oldVersion);
+
+private:
+    void moveExchangeTagsToLocalTags();
+    void rewriteTagHistoryPreference();
+
+    ManagedObjectContext *m_context;
+};

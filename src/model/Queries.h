@@ -1,0 +1,53 @@
+#pragma once
+
+#include <QList>
+#include <QString>
+#include <optional>
+
+#include "model/foundation/Date.h"
+
+class ManagedObject;
+class ManagedObjectContext;
+
+// The common fetches on the main context, each built once as a template
+// (entity, predicate with $VARIABLES, prefetched relationships) and kept in a
+// process-wide cache under its name; every call fills the variables into a
+// copy of the template's predicate. An empty argument gives the empty result
+// at once. Main thread only.
+class Queries {
+public:
+    // The context the queries run on: the database controller's main context
+    // unless a test sets another (nullptr restores it).
+    static ManagedObjectContext *context();
+    static void setContext(ManagedObjectContext *context);
+
+    static ManagedObject *bonjourPublisher();
+    static QList<ManagedObject *> allEntitiesOfType(const QString &entityName);
+    static QList<ManagedObject *> allContainers();
+    static QList<ManagedObject *> allFileAttachments();
+    static QList<ManagedObject *> remoteServices();
+    static ManagedObject *remoteServiceForUID(const QString &uid);
+    static QList<ManagedObject *> remoteServicesForName(const QString &serviceName);
+    static QList<ManagedObject *> extraDataWithUID(const QString &uid);
+    static QList<ManagedObject *> organizersWithMeetingUID(const QString &meetingUID);
+    static QList<ManagedObject *> allSyncableContainersOwnedByUs();
+    static QList<ManagedObject *> syncableContainersForUID(const QString &uid);
+    // Copies of the container held by services other than `service` (and not
+    // by this machine).
+    static QList<ManagedObject *> syncableContainersForUID(const QString &uid,
+                                                           ManagedObject *notOwnedByService);
+    static QList<ManagedObject *> remoteObjectsFromService(ManagedObject *service);
+    // With a date: children changed or deleted after it, tombstones included;
+    // without: all live children. Nothing without a container.
+    static std::optional<QList<ManagedObject *>> syncableObjectsInContainer(
+        ManagedObject *container, std::optional<Date> receivedSince);
+    static QList<ManagedObject *> faultedSyncableObjectsInContainer(ManagedObject *container);
+    static QList<ManagedObject *> modifiedSyncableObjectsInContainer(ManagedObject *container);
+    static QList<ManagedObject *> allSyncableObjectsInContainer(ManagedObject *container);
+    // Live matches first (each put at the front, so in reverse fetch order),
+    // then tombstones in fetch order.
+    static QList<ManagedObject *> syncableChildenForUID(const QString &uid);
+    static QList<ManagedObject *> remoteObjectsForRemoteID(const QString &remoteID);
+    static QList<ManagedObject *> objectsInContainer(ManagedObject *calendar);
+    static QList<ManagedObject *> groupsFromService(ManagedObject *service);
+};

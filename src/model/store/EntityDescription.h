@@ -1,0 +1,46 @@
+#pragma once
+
+#include <QHash>
+#include <QList>
+#include <QString>
+#include <vector>
+
+#include "model/store/PropertyDescription.h"
+
+// One entity of the schema: its parent, sub-entities and properties (its own
+// and inherited ones, by slot). Built by ManagedObjectModel, immutable after.
+class EntityDescription {
+public:
+    const QString &name() const { return m_name; }
+    int entityID() const { return m_entityID; }  // stored in each row, > 0
+    bool isAbstract() const { return m_isAbstract; }
+    const EntityDescription *parent() const { return m_parent; }
+    // The top of the family; each family is one table.
+    const EntityDescription *root() const { return m_root; }
+    // Direct sub-entities.
+    const QList<const EntityDescription *> &subentities() const { return m_subentities; }
+    // This entity and every entity below it.
+    const QList<const EntityDescription *> &selfAndDescendants() const { return m_family; }
+    bool isKindOf(const EntityDescription *other) const;
+    bool isKindOf(const QString &entityName) const;
+
+    // Every property, inherited ones first, indexed by slot.
+    const std::vector<const PropertyDescription *> &properties() const { return m_properties; }
+    const PropertyDescription *property(const QString &name) const {
+        return m_byName.value(name, nullptr);
+    }
+    int propertyCount() const { return int(m_properties.size()); }
+
+private:
+    friend class ManagedObjectModel;
+
+    QString m_name;
+    int m_entityID = 0;
+    bool m_isAbstract = false;
+    const EntityDescription *m_parent = nullptr;
+    const EntityDescription *m_root = this;
+    QList<const EntityDescription *> m_subentities;
+    QList<const EntityDescription *> m_family;
+    std::vector<const PropertyDescription *> m_properties;
+    QHash<QString, const PropertyDescription *> m_byName;
+};

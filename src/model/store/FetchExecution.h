@@ -1,0 +1,39 @@
+#pragma once
+
+#include <QList>
+
+#include "model/store/FetchRequest.h"
+#include "model/store/ManagedObjectContext.h"
+#include "model/store/PredicateSql.h"
+
+// Runs one fetch request on a context: the predicate runs as SQL on the
+// entity's table as far as it can, the rest in memory; the context's unsaved
+// inserts, changes and deletions are merged in when the request asks for
+// them; then the results are sorted, cut to the limit and their relationships
+// prefetched.
+class FetchExecution {
+public:
+    FetchExecution(ManagedObjectContext *context, const FetchRequest &request);
+
+    QList<ManagedObject *> objects();
+    qint64 count();
+
+private:
+    bool sortsInSql() const;
+    QString orderBy() const;
+    QList<ManagedObject *> pendingCandidates() const;
+    bool matches(ManagedObject *object) const;
+    void sortInMemory(QList<ManagedObject *> &objects) const;
+    void prefetch(const QList<ManagedObject *> &objects, const QString &keyPath);
+    void prefetchToOne(const QList<ManagedObject *> &owners,
+                       const PropertyDescription *relationship);
+    void prefetchToMany(const QList<ManagedObject *> &owners,
+                        const PropertyDescription *relationship);
+
+    ManagedObjectContext *m_context;
+    const FetchRequest &m_request;
+    const EntityDescription *m_entity;
+    std::optional<Predicate> m_predicate;
+    PredicateSql m_sql;
+    QList<ManagedObject *> m_pending;
+};

@@ -1,0 +1,275 @@
+#include "model/store/PersistentStore.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QSet>
+
+#include "model/foundation/Log.h"
+#include "model/store/StoreError.h"
+
+namespace {
+
+const QString kSchemaHashKey = QStringLiteral("SchemaHash");
+
+QString quoted(const QString &identifier) {
+    return QLatin1Char('"') + identifier + QLatin1Char('"');
+}
+
+QString sqlType(const PropertyDescription *property) {
+    if (property->isRelationship)
+        return QStringLiteral("INTEGER");
+    switch (property->type) {
+        case AttributeType::String:
+            return QStringLiteral("TEXT");
+        case AttributeType::Integer:
+        case AttributeType::Boolean:
+            return QStringLiteral("INTEGER");
+        case AttributeType::Double:
+        case AttributeType::Date:
+            return QStringLiteral("REAL");
+        case AttributeType::Binary:
+            return QStringLiteral("BLOB");
+    }
+    return QString();
+}
+
+bool isStoredInRow(const PropertyDescription *property) {
+    return property->isRelationship ? property->isToOne() : !property->isTransient;
+}
+
+}  // namespace
+
+PersistentStore::PersistentStore(const ManagedObjectModel *model, const QString &path,
+                                 Options options)
+    : m_model(model), m_path(path) {
+    m_connection = std::make_unique<SqliteConnection>(path);
+    SqliteConnection &db = *m_connection;
+    const QVariant mode = db.queryValue(QStringLiteral("PRAGMA journal_mode=WAL"));
+    if (mode.toString().compare(QLatin1String("wal"), Qt::CaseInsensitive) != 0)
+        throw StoreError(
+            StoreError::PersistentStoreOpen,
+            QStringLiteral("%1 is not a store (journal mode %2)").arg(path, mode.toString()));
+    db.execute(QStringLiteral("PRAGMA synchronous=NORMAL; PRAGMA foreign_keys=OFF"));
+    if (options.integrityCheck) {
+        const QString result = db.queryValue(QStringLiteral("PRAGMA integrity_check")).toString();
+        if (result != QLatin1String("ok"))
+            throw StoreError(StoreError::PersistentStoreOpen,
+                             QStringLiteral("%1 failed the integrity check: %2").arg(path, result));
+    }
+    createOrMigrate();
+    if (options.vacuum)
+        db.execute(QStringLiteral("VACUUM"));
+}
+
+PersistentStore::~PersistentStore() = default;
+
+QString PersistentStore::migrationBackupPath(const QString &path) {
+    const QFileInfo info(path);
+    return info.dir().filePath(info.completeBaseName() + QStringLiteral("~.") + info.suffix());
+}
+
+QVariantMap PersistentStore::metadataForStore(const QString &path) {
+    QVariantMap metadata;
+    if (!QFileInfo::exists(path))
+        return metadata;
+    try {
+        SqliteConnection db(path, SqliteConnection::Mode::ReadOnly);
+        if (!db.queryValue(QStringLiteral("SELECT 1 FROM sqlite_master WHERE name='Z_METADATA'"))
+                 .isValid())
+            return metadata;
+        SqliteStatement &query =
+            db.statement(QStringLiteral("SELECT Z_KEY, Z_VALUE FROM Z_METADATA"));
+        while (query.step())
+            metadata.insert(query.columnText(0), query.columnValue(1));
+    } catch (const StoreError &error) {
+        logError("Unable to read store metadata: %@", error.description());
+    }
+    return metadata;
+}
+
+QVariantMap PersistentStore::metadata() {
+    QVariantMap metadata;
+    SqliteStatement &query =
+        m_connection->statement(QStringLiteral("SELECT Z_KEY, Z_VALUE FROM Z_METADATA"));
+    while (query.step())
+        metadata.insert(query.columnText(0), query.columnValue(1));
+    return metadata;
+}
+
+void PersistentStore::setMetadataValue(const QString &key, const QVariant &value) {
+    m_connection
+        ->statement(
+            QStringLiteral("INSERT OR REPLACE INTO Z_METADATA(Z_KEY, Z_VALUE) VALUES (?, ?)"))
+        .bind(1, key)
+        .bind(2, value)
+        .execute();
+}
+
+std::unique_ptr<SqliteConnection> PersistentStore::openWorkerConnection() const {
+    return std::make_unique<SqliteConnection>(m_path, SqliteConnection::Mode::ReadOnly);
+}
+
+void PersistentStore::createOrMigrate() {
+    SqliteConnection &db = *m_connection;
+    const bool existing =
+        db.queryValue(QStringLiteral("SELECT 1 FROM sqlite_master WHERE name='Z_METADATA'"))
+            .isValid();
+    const QByteArray hash = m_model->schemaHash();
+    if (existing) {
+        const QVariant stored = db.queryValue(
+            QStringLiteral("SELECT Z_VALUE FROM Z_METADATA WHERE Z_KEY='%1'").arg(kSchemaHashKey));
+        m_migrated = stored.toByteArray() != hash;
+        if (m_migrated) {
+            // Keep a copy of the old store until the caller has finished upgrading.
+            const QString backup = migrationBackupPath(m_path);
+            QFile::remove(backup);
+            db.statement(QStringLiteral("VACUUM INTO ?")).bind(1, backup).execute();
+        }
+    }
+    db.begin();
+    try {
+        db.execute(QStringLiteral(
+            "CREATE TABLE IF NOT EXISTS Z_METADATA (Z_KEY TEXT PRIMARY KEY, Z_VALUE);"
+            "CREATE TABLE IF NOT EXISTS Z_ENTITIES (Z_ENT INTEGER PRIMARY KEY, Z_NAME TEXT UNIQUE "
+            "NOT NULL)"));
+        loadEntityCodes();
+        buildLayouts();
+        ensureTables();
+        setMetadataValue(kSchemaHashKey, hash);
+        db.commit();
+    } catch (...) {
+        db.rollback();
+        throw;
+    }
+    initPrimaryKeys();
+}
+
+void PersistentStore::loadEntityCodes() {
+    SqliteConnection &db = *m_connection;
+    int largest = 0;
+    SqliteStatement &query = db.statement(QStringLiteral("SELECT Z_ENT, Z_NAME FROM Z_ENTITIES"));
+    while (query.step()) {
+        const int code = int(query.columnInt(0));
+        largest = std::max(largest, code);
+        if (const EntityDescription *entity = m_model->entity(query.columnText(1))) {
+            m_codeForEntity.insert(entity, code);
+            m_entityForCode.insert(code, entity);
+        }
+    }
+    for (const EntityDescription *entity : m_model->entities()) {
+        if (m_codeForEntity.contains(entity))
+            continue;
+        const int code = ++largest;
+        db.statement(QStringLiteral("INSERT INTO Z_ENTITIES(Z_ENT, Z_NAME) VALUES (?, ?)"))
+            .bindInt(1, code)
+            .bind(2, entity->name())
+            .execute();
+        m_codeForEntity.insert(entity, code);
+        m_entityForCode.insert(code, entity);
+    }
+}
+
+void PersistentStore::buildLayouts() {
+    for (const EntityDescription *root : m_model->rootEntities()) {
+        TableLayout &layout = m_layouts[root];
+        layout.table = root->name();
+        QHash<QString, int> columnForName;
+        for (const EntityDescription *entity : root->selfAndDescendants()) {
+            std::vector<int> slotColumns(entity->properties().size(), -1);
+            for (const PropertyDescription *property : entity->properties()) {
+                if (!isStoredInRow(property))
+                    continue;
+                auto it = columnForName.find(property->name);
+                if (it == columnForName.end()) {
+                    it = columnForName.insert(property->name, int(layout.columns.size()));
+                    layout.columns.push_back({property->name, property});
+                }
+                slotColumns[property->slot] = it.value();
+            }
+            layout.columnForSlot.insert(entityCode(entity), std::move(slotColumns));
+        }
+    }
+}
+
+void PersistentStore::ensureTables() {
+    SqliteConnection &db = *m_connection;
+    for (auto it = m_layouts.cbegin(); it != m_layouts.cend(); ++it) {
+        const TableLayout &layout = it.value();
+        const QString table = quoted(layout.table);
+        db.execute(
+            QStringLiteral(
+                "CREATE TABLE IF NOT EXISTS %1 (Z_PK INTEGER PRIMARY KEY, Z_ENT INTEGER NOT NULL)")
+                .arg(table));
+        QSet<QString> existing;
+        SqliteStatement &info = db.statement(QStringLiteral("PRAGMA table_info(%1)").arg(table));
+        while (info.step())
+            existing.insert(info.columnText(1));
+        for (const Column &column : layout.columns) {
+            if (!existing.contains(column.name))
+                db.execute(QStringLiteral("ALTER TABLE %1 ADD COLUMN %2 %3")
+                               .arg(table, quoted(column.name), sqlType(column.property)));
+            if (column.property->isIndexed || column.property->isRelationship)
+                db.execute(QStringLiteral("CREATE INDEX IF NOT EXISTS %1 ON %2(%3)")
+                               .arg(quoted(layout.table + QLatin1Char('_') + column.name), table,
+                                    quoted(column.name)));
+        }
+        db.execute(QStringLiteral("CREATE INDEX IF NOT EXISTS %1 ON %2(Z_ENT)")
+                       .arg(quoted(layout.table + QStringLiteral("_Z_ENT")), table));
+    }
+    for (const EntityDescription *entity : m_model->entities()) {
+        for (const PropertyDescription *property : entity->properties()) {
+            if (property->entity != entity || !property->isManyToMany() || !isStoredSide(property))
+                continue;
+            const QString join = joinTable(property);
+            db.execute(
+                QStringLiteral("CREATE TABLE IF NOT EXISTS %1 (Z_SOURCE INTEGER NOT NULL, "
+                               "Z_TARGET INTEGER NOT NULL, PRIMARY KEY (Z_SOURCE, Z_TARGET));"
+                               "CREATE INDEX IF NOT EXISTS %2 ON %1(Z_TARGET)")
+                    .arg(quoted(join), quoted(join + QStringLiteral("_Z_TARGET"))));
+        }
+    }
+}
+
+void PersistentStore::initPrimaryKeys() {
+    for (auto it = m_layouts.cbegin(); it != m_layouts.cend(); ++it) {
+        const QVariant largest = m_connection->queryValue(
+            QStringLiteral("SELECT MAX(Z_PK) FROM %1").arg(quoted(it.value().table)));
+        m_lastPrimaryKey.insert(it.key(), largest.toLongLong());
+    }
+}
+
+qint64 PersistentStore::newPrimaryKey(const EntityDescription *family) {
+    QMutexLocker lock(&m_keyMutex);
+    return ++m_lastPrimaryKey[family->root()];
+}
+
+const PersistentStore::TableLayout &PersistentStore::layout(const EntityDescription *family) const {
+    auto it = m_layouts.constFind(family->root());
+    Q_ASSERT(it != m_layouts.constEnd());
+    return it.value();
+}
+
+bool PersistentStore::isStoredSide(const PropertyDescription *relationship) const {
+    const QString mine = relationship->entity->name() + QLatin1Char('.') + relationship->name;
+    const QString theirs =
+        relationship->inverse->entity->name() + QLatin1Char('.') + relationship->inverse->name;
+    return mine < theirs;
+}
+
+QString PersistentStore::joinTable(const PropertyDescription *relationship) const {
+    const PropertyDescription *stored =
+        isStoredSide(relationship) ? relationship : relationship->inverse;
+    return QStringLiteral("Z_%1_%2").arg(stored->entity->name(), stored->name);
+}
+
+QString PersistentStore::entityCodeList(const EntityDescription *entity,
+                                        bool includeSubentities) const {
+    QStringList codes;
+    if (includeSubentities) {
+        for (const EntityDescription *member : entity->selfAndDescendants())
+            codes << QString::number(entityCode(member));
+    } else {
+        codes << QString::number(entityCode(entity));
+    }
+    return codes.join(QLatin1Char(','));
+}

@@ -1,0 +1,93 @@
+#pragma once
+
+#include <QHash>
+#include <QMutex>
+#include <QString>
+#include <QVariantMap>
+#include <memory>
+#include <vector>
+
+#include "model/store/ManagedObjectModel.h"
+#include "model/store/SqliteConnection.h"
+
+// The SQLite file behind the contexts: one table per entity family (with an
+// entity column), join tables for many-to-many relationships, a metadata
+// table, and the entity codes used in the rows. Opening creates the tables of
+// a new store and migrates an older one to the model: missing tables, columns
+// and indexes are added, a copy of the file is left beside it while that runs
+// ("<name>~.<ext>"), and wasMigrated() says so.
+class PersistentStore {
+public:
+    struct Options {
+        bool vacuum = false;          // VACUUM after opening
+        bool integrityCheck = false;  // PRAGMA integrity_check; a damaged store fails to open
+    };
+
+    // Throws StoreError when the file cannot be opened, is not a store, or
+    // fails the integrity check.
+    PersistentStore(const ManagedObjectModel *model, const QString &path, Options options);
+    PersistentStore(const ManagedObjectModel *model, const QString &path)
+        : PersistentStore(model, path, Options()) {}
+    ~PersistentStore();
+
+    // The metadata of the store at path without opening it for writing; empty
+    // when there is no store there.
+    static QVariantMap metadataForStore(const QString &path);
+    // The migration copy's path: "/dir/Name~.ext" for "/dir/Name.ext".
+    static QString migrationBackupPath(const QString &path);
+
+    const ManagedObjectModel *model() const { return m_model; }
+    const QString &path() const { return m_path; }
+    bool wasMigrated() const { return m_migrated; }
+
+    QVariantMap metadata();
+    void setMetadataValue(const QString &key, const QVariant &value);
+
+    // The connection of the main context.
+    SqliteConnection &connection() { return *m_connection; }
+    // A new read-only connection for a worker context.
+    std::unique_ptr<SqliteConnection> openWorkerConnection() const;
+
+    // A new primary key for a row of the family; thread-safe.
+    qint64 newPrimaryKey(const EntityDescription *family);
+
+    // How the rows are laid out.
+    struct Column {
+        QString name;
+        const PropertyDescription *property;  // the first property stored in it
+    };
+    struct TableLayout {
+        QString table;
+        std::vector<Column> columns;  // after Z_PK and Z_ENT
+        // Per entity code: for each slot, its column index, or -1 when the
+        // slot is transient, to-many or not stored in this table.
+        QHash<int, std::vector<int>> columnForSlot;
+    };
+    const TableLayout &layout(const EntityDescription *family) const;
+    QString joinTable(const PropertyDescription *relationship) const;
+    // Whether the many-to-many relationship's rows keep the source in column
+    // "Z_SOURCE" (true) or in "Z_TARGET" (the inverse side is stored).
+    bool isStoredSide(const PropertyDescription *relationship) const;
+
+    int entityCode(const EntityDescription *entity) const { return m_codeForEntity.value(entity); }
+    const EntityDescription *entityForCode(int code) const { return m_entityForCode.value(code); }
+    // "entity IN (...)": the codes of an entity and, optionally, its descendants.
+    QString entityCodeList(const EntityDescription *entity, bool includeSubentities) const;
+
+private:
+    void createOrMigrate();
+    void loadEntityCodes();
+    void buildLayouts();
+    void ensureTables();
+    void initPrimaryKeys();
+
+    const ManagedObjectModel *m_model;
+    QString m_path;
+    std::unique_ptr<SqliteConnection> m_connection;
+    bool m_migrated = false;
+    QHash<const EntityDescription *, int> m_codeForEntity;
+    QHash<int, const EntityDescription *> m_entityForCode;
+    QHash<const EntityDescription *, TableLayout> m_layouts;
+    QMutex m_keyMutex;
+    QHash<const EntityDescription *, qint64> m_lastPrimaryKey;
+};

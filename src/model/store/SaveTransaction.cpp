@@ -1,0 +1,174 @@
+#include "model/store/SaveTransaction.h"
+
+#include <QSet>
+
+#include "model/store/PersistentStore.h"
+
+SaveTransaction::SaveTransaction(ManagedObjectContext *context)
+    : m_context(context), m_store(context->store()) {}
+
+const SaveTransaction::EntityColumns &SaveTransaction::columnsFor(const EntityDescription *entity) {
+    auto it = m_columns.find(entity);
+    if (it != m_columns.end())
+        return it.value();
+    const PersistentStore::TableLayout &layout = m_store->layout(entity);
+    const std::vector<int> &columnForSlot = layout.columnForSlot.value(m_store->entityCode(entity));
+    EntityColumns columns;
+    QStringList names, placeholders, assignments;
+    for (std::size_t slot = 0; slot < columnForSlot.size(); ++slot) {
+        if (columnForSlot[slot] < 0)
+            continue;
+        const QString name =
+            QLatin1Char('"') + layout.columns[columnForSlot[slot]].name + QLatin1Char('"');
+        columns.storedSlots.push_back(int(slot));
+        names << name;
+        placeholders << QStringLiteral("?");
+        assignments << name + QStringLiteral(" = ?");
+    }
+    const QString table = QLatin1Char('"') + layout.table + QLatin1Char('"');
+    columns.insertSql =
+        QStringLiteral("INSERT INTO %1 (Z_PK, Z_ENT%2) VALUES (?, ?%3)")
+            .arg(table,
+                 names.isEmpty() ? QString()
+                                 : QStringLiteral(", ") + names.join(QStringLiteral(", ")),
+                 placeholders.isEmpty()
+                     ? QString()
+                     : QStringLiteral(", ") + placeholders.join(QStringLiteral(", ")));
+    columns.updateSql = assignments.isEmpty()
+                            ? QString()
+                            : QStringLiteral("UPDATE %1 SET %2 WHERE Z_PK = ?")
+                                  .arg(table, assignments.join(QStringLiteral(", ")));
+    return m_columns.insert(entity, std::move(columns)).value();
+}
+
+void SaveTransaction::bindValues(SqliteStatement &statement, ManagedObject *object,
+                                 const EntityColumns &columns, int firstIndex) {
+    const auto &properties = object->m_id.entity->properties();
+    int index = firstIndex;
+    for (int slot : columns.storedSlots) {
+        const QVariant &value = object->m_values[slot];
+        if (properties[slot]->isRelationship) {
+            auto *destination = value.isValid() ? value.value<ManagedObject *>() : nullptr;
+            if (destination)
+                statement.bindInt(index, destination->m_id.primaryKey);
+            else
+                statement.bindNull(index);
+        } else {
+            statement.bind(index, value);
+        }
+        ++index;
+    }
+}
+
+void SaveTransaction::callWillSave(QList<ManagedObject *> &inserted,
+                                   QList<ManagedObject *> &updated) {
+    // willSave() may change objects, including ones not yet called: repeat
+    // until every object to be written has been told once.
+    QSet<ManagedObject *> told;
+    for (;;) {
+        inserted = m_context->insertedObjects();
+        updated = m_context->updatedObjects();
+        bool toldAny = false;
+        for (const QList<ManagedObject *> *list : {&inserted, &updated}) {
+            for (ManagedObject *object : *list) {
+                if (told.contains(object))
+                    continue;
+                told.insert(object);
+                toldAny = true;
+                object->willSave();
+            }
+        }
+        if (!toldAny)
+            return;
+    }
+}
+
+ChangeSet SaveTransaction::run() {
+    m_context->processPendingChanges();
+    ChangeSet changes;
+    callWillSave(changes.inserted, changes.updated);
+    changes.deleted = m_context->deletedObjects();
+    if (changes.isEmpty() && m_context->m_joinChanges.isEmpty())
+        return changes;
+    SqliteConnection &db = m_context->connection();
+    db.begin();
+    try {
+        write(changes);
+        db.commit();
+    } catch (...) {
+        db.rollback();
+        throw;
+    }
+    commitInMemory(changes);
+    return changes;
+}
+
+void SaveTransaction::write(const ChangeSet &changes) {
+    SqliteConnection &db = m_context->connection();
+    for (ManagedObject *object : changes.inserted) {
+        const EntityColumns &columns = columnsFor(object->m_id.entity);
+        SqliteStatement &insert = db.statement(columns.insertSql);
+        insert.bindInt(1, object->m_id.primaryKey);
+        insert.bindInt(2, m_store->entityCode(object->m_id.entity));
+        bindValues(insert, object, columns, 3);
+        insert.execute();
+    }
+    for (ManagedObject *object : changes.updated) {
+        const EntityColumns &columns = columnsFor(object->m_id.entity);
+        if (columns.updateSql.isEmpty() || object->isFault())
+            continue;
+        SqliteStatement &update = db.statement(columns.updateSql);
+        bindValues(update, object, columns, 1);
+        update.bindInt(int(columns.storedSlots.size()) + 1, object->m_id.primaryKey);
+        update.execute();
+    }
+    for (ManagedObject *object : changes.deleted) {
+        const EntityDescription *entity = object->m_id.entity;
+        db.statement(QStringLiteral("DELETE FROM \"%1\" WHERE Z_PK = ?")
+                         .arg(m_store->layout(entity).table))
+            .bindInt(1, object->m_id.primaryKey)
+            .execute();
+        for (const PropertyDescription *property : entity->properties()) {
+            if (!property->isManyToMany())
+                continue;
+            const QString column = m_store->isStoredSide(property) ? QStringLiteral("Z_SOURCE")
+                                                                   : QStringLiteral("Z_TARGET");
+            db.statement(QStringLiteral("DELETE FROM \"%1\" WHERE %2 = ?")
+                             .arg(m_store->joinTable(property), column))
+                .bindInt(1, object->m_id.primaryKey)
+                .execute();
+        }
+    }
+    for (const ManagedObjectContext::JoinChange &change : m_context->m_joinChanges) {
+        if (change.source->isDeleted() || change.target->isDeleted())
+            continue;
+        const QString sql =
+            change.added
+                ? QStringLiteral("INSERT OR IGNORE INTO \"%1\" (Z_SOURCE, Z_TARGET) VALUES (?, ?)")
+                : QStringLiteral("DELETE FROM \"%1\" WHERE Z_SOURCE = ? AND Z_TARGET = ?");
+        db.statement(sql.arg(m_store->joinTable(change.relationship)))
+            .bindInt(1, change.source->m_id.primaryKey)
+            .bindInt(2, change.target->m_id.primaryKey)
+            .execute();
+    }
+}
+
+void SaveTransaction::commitInMemory(const ChangeSet &changes) {
+    ManagedObjectContext &context = *m_context;
+    for (ManagedObject *object : changes.inserted + changes.updated) {
+        object->m_state &= ~(ManagedObject::Inserted | ManagedObject::Updated);
+        object->m_changed.clear();
+    }
+    // Deleted objects, including ones inserted and deleted before any save,
+    // leave the identity map; they stay alive until the context goes away.
+    for (ManagedObject *object : context.m_deleted) {
+        if (!context.m_objects.remove(object->m_id))
+            continue;
+        object->m_context = nullptr;
+        context.m_graveyard.emplace_back(object);
+    }
+    context.m_inserted.clear();
+    context.m_updated.clear();
+    context.m_deleted.clear();
+    context.m_joinChanges.clear();
+}

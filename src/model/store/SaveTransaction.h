@@ -1,0 +1,38 @@
+#pragma once
+
+#include <QHash>
+#include <QString>
+#include <vector>
+
+#include "model/store/ManagedObjectContext.h"
+
+class PersistentStore;
+
+// Writes a context's pending changes to its store in one SQLite transaction:
+// rows of inserted objects, whole rows of changed ones, deletions (with their
+// join rows) and the many-to-many changes. Nothing of the context changes
+// unless the transaction commits.
+class SaveTransaction {
+public:
+    explicit SaveTransaction(ManagedObjectContext *context);
+
+    // Throws StoreError (after rolling back) when the store refuses a write.
+    ChangeSet run();
+
+private:
+    struct EntityColumns {
+        std::vector<int> storedSlots;  // stored storedSlots, each with its own column
+        QString insertSql;
+        QString updateSql;
+    };
+    const EntityColumns &columnsFor(const EntityDescription *entity);
+    void bindValues(SqliteStatement &statement, ManagedObject *object, const EntityColumns &columns,
+                    int firstIndex);
+    void callWillSave(QList<ManagedObject *> &inserted, QList<ManagedObject *> &updated);
+    void write(const ChangeSet &changes);
+    void commitInMemory(const ChangeSet &changes);
+
+    ManagedObjectContext *m_context;
+    PersistentStore *m_store;
+    QHash<const EntityDescription *, EntityColumns> m_columns;
+};
