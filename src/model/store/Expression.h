@@ -3,7 +3,6 @@
 #include <QList>
 #include <QString>
 #include <QVariant>
-#include <memory>
 
 // One side of a comparison in a predicate: a constant value, a key path
 // evaluated on the object, a substitution variable ("$NAME") filled in before
@@ -25,9 +24,15 @@ public:
     const QString &variableName() const { return m_name; }
     const QList<Expression> &elements() const { return m_elements; }
 
-    // Text that Predicate::fromFormat reads back: strings quoted, nil, key
-    // paths bare, "$NAME", "{a, b}".
+    // Text that Predicate::fromFormat reads back: strings double-quoted with
+    // backslash escapes, nil, YES/NO, numbers (reals keep a fraction or an
+    // exponent), dates as "DATE(seconds since 2001)", key paths bare (with
+    // "#" before a reserved first key), "$NAME", "{a, b}", SELF. See
+    // Predicate::description for values that do not read back.
     QString description() const;
+    // Same kind and the same contents. Constants are equal when both are nil,
+    // both numbers of equal value (of any numeric types), or of one type and
+    // equal by QVariant.
     bool operator==(const Expression &other) const;
 
 private:
