@@ -1,6 +1,8 @@
 #include "model/ModelObject.h"
 
+#include <QRegularExpression>
 #include <QUuid>
+#include <algorithm>
 #include <stdexcept>
 
 #include "model/Masking.h"
@@ -8,6 +10,7 @@
 #include "model/TagList.h"
 #include "model/foundation/Log.h"
 #include "model/foundation/PropertyList.h"
+#include "model/util/StringList.h"
 
 namespace {
 
@@ -136,6 +139,56 @@ void ModelObject::setDictionaryValue(const QVariantMap &value, const QString &ke
                             : QVariant(StringsFile::stringsFileFormatFromDictionary(value)));
 }
 
+// --- Calendar dates ---------------------------------------------------------------
+
+std::optional<CalendarDate> ModelObject::calendarDateValueForKey(const QString &key) const {
+    return cachedValue<CalendarDate>(
+        key, [&] { return CalendarDate::unarchiveFromString(storedValue(key).toString()); });
+}
+
+void ModelObject::setCalendarDateValue(const std::optional<CalendarDate> &value,
+                                       const QString &key) {
+    setStoredValue(key, value ? QVariant(value->archiveToString()) : QVariant());
+}
+
+QList<CalendarDate> ModelObject::calendarDateArrayValueForKey(const QString &key) const {
+    return cachedValue<QList<CalendarDate>>(
+               key,
+               [&]() -> std::optional<QList<CalendarDate>> {
+                   // A zone name may itself hold a comma ("(UTC+01:00) Amsterdam,
+                   // Berlin"): entries start where seconds and a colon follow one.
+                   static const QRegularExpression separator(
+                       QStringLiteral(",(?=\\s*-?\\d+(\\.\\d*)?:)"));
+                   const QString text = storedValue(key).toString();
+                   if (text.isEmpty())
+                       return std::nullopt;
+                   QList<CalendarDate> dates;
+                   for (const QString &entry : text.split(separator)) {
+                       if (std::optional<CalendarDate> date =
+                               CalendarDate::unarchiveFromString(entry))
+                           dates.append(*date);
+                   }
+                   return dates;
+               })
+        .value_or(QList<CalendarDate>());
+}
+
+void ModelObject::setCalendarDateArrayValue(const QList<CalendarDate> &value, const QString &key) {
+    QList<CalendarDate> dates;
+    for (const CalendarDate &date : value) {
+        if (std::none_of(dates.cbegin(), dates.cend(),
+                         [&](const CalendarDate &other) { return other.date() == date.date(); }))
+            dates.append(date);
+    }
+    std::stable_sort(dates.begin(), dates.end(), [](const CalendarDate &a, const CalendarDate &b) {
+        return a.date() < b.date();
+    });
+    QStringList texts;
+    for (const CalendarDate &date : dates)
+        texts << date.archiveToString();
+    setStoredValue(key, texts.isEmpty() ? QVariant() : QVariant(texts.join(QLatin1Char(','))));
+}
+
 // --- Masked strings -------------------------------------------------------------
 
 std::optional<QString> ModelObject::unmaskedStringValueForKey(const QString &key) const {
@@ -148,6 +201,36 @@ std::optional<QString> ModelObject::unmaskedStringValueForKey(const QString &key
 void ModelObject::setMaskedStringValue(const QString &value, const QString &key) {
     setStoredValue(key,
                    value.isEmpty() ? QVariant() : QVariant(Masking::maskedData(value.toUtf8())));
+}
+
+// --- String lists -------------------------------------------------------------
+
+QStringList ModelObject::stringListValueForKey(const QString &key) const {
+    return arrayFromStringList(storedValue(key).toString());
+}
+
+QString ModelObject::stringListValueForKey(const QString &key, const QString &separator) const {
+    return stringListSeparatedByString(storedValue(key).toString(), separator);
+}
+
+void ModelObject::setStringListValue(const QStringList &value, const QString &key) {
+    const std::optional<QString> list = stringListFromArray(value);
+    setStoredValue(key, list ? QVariant(*list) : QVariant());
+}
+
+// --- Colours ------------------------------------------------------------------------
+
+std::optional<RGBColor> ModelObject::colorValueForKey(const QString &key) const {
+    return cachedValue<RGBColor>(key, [&]() -> std::optional<RGBColor> {
+        const QVariant value = storedValue(key);
+        if (!value.isValid())
+            return std::nullopt;
+        return colorFromColorValue(int(value.toLongLong()));
+    });
+}
+
+void ModelObject::setColorValue(const std::optional<RGBColor> &value, const QString &key) {
+    setStoredValue(key, value ? QVariant(qint64(colorValueFromColor(*value))) : QVariant());
 }
 
 // --- Fonts and rich text ---------------------------------------------------------

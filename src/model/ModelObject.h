@@ -8,8 +8,10 @@
 
 #include "model/FontDescription.h"
 #include "model/RichText.h"
+#include "model/foundation/CalendarDate.h"
 #include "model/foundation/Date.h"
 #include "model/store/ManagedObject.h"
+#include "model/util/Colors.h"
 
 // The base of every object of the model: typed access to attributes by the
 // encoding of their values (see ValueKind in Schema.h), the entity type
@@ -54,9 +56,30 @@ public:
     QVariantMap dictionaryValueForKey(const QString &key) const;
     void setDictionaryValue(const QVariantMap &value, const QString &key);
 
+    // --- Calendar date: "%.0f:%@" (CalendarDate::archiveToString), written
+    // with the date's zone, or the system zone when it has none; text
+    // without a colon reads as none.
+    std::optional<CalendarDate> calendarDateValueForKey(const QString &key) const;
+    void setCalendarDateValue(const std::optional<CalendarDate> &value, const QString &key);
+    // --- Calendar-date list: the distinct instants, ascending, joined with
+    // ","; entries that do not read are skipped.
+    QList<CalendarDate> calendarDateArrayValueForKey(const QString &key) const;
+    void setCalendarDateArrayValue(const QList<CalendarDate> &value, const QString &key);
+
     // --- Masked string: UTF-8 through Masking::maskedData.
     std::optional<QString> unmaskedStringValueForKey(const QString &key) const;
     void setMaskedStringValue(const QString &value, const QString &key);
+
+    // --- String list: entries joined by "|&|" (see util/StringList.h); a
+    // list without entries is stored as no value. With a separator: the
+    // stored text with "|&|" replaced by it, for display.
+    QStringList stringListValueForKey(const QString &key) const;
+    QString stringListValueForKey(const QString &key, const QString &separator) const;
+    void setStringListValue(const QStringList &value, const QString &key);
+
+    // --- Colour: 0xRRGGBB (colorValueFromColor); read back with alpha 1.
+    std::optional<RGBColor> colorValueForKey(const QString &key) const;
+    void setColorValue(const std::optional<RGBColor> &value, const QString &key);
 
     // --- Font: an archived FontDescription.
     std::optional<FontDescription> fontValueForKey(const QString &key) const;
@@ -137,18 +160,19 @@ protected:
     }
 
     // The decoded value of `key`: from the cache when there is one and it
-    // holds the key, else from `decode` (whose result is then cached).
+    // holds the key, else from `decode` (whose result, none included, is then
+    // cached).
     template <typename T, typename Decode>
     std::optional<T> cachedValue(const QString &key, Decode decode) const {
         QHash<QString, QVariant> *cache = valueCache();
         if (cache) {
             auto it = cache->constFind(key);
             if (it != cache->constEnd())
-                return it->isValid() ? std::optional<T>(it->template value<T>()) : std::nullopt;
+                return it->template value<std::optional<T>>();
         }
         std::optional<T> value = decode();
         if (cache)
-            cache->insert(key, value ? QVariant::fromValue(*value) : QVariant());
+            cache->insert(key, QVariant::fromValue(value));
         return value;
     }
 };

@@ -4,19 +4,10 @@
 #include <QSet>
 #include <algorithm>
 
+#include "model/store/Predicate.h"
+#include "model/store/StringFolding.h"
+
 namespace TagList {
-namespace {
-
-QString folded(const QString &text) {
-    QString out;
-    for (const QChar c : text.normalized(QString::NormalizationForm_D)) {
-        if (c.category() != QChar::Mark_NonSpacing)
-            out += c;
-    }
-    return out.toCaseFolded();
-}
-
-}  // namespace
 
 QStringList sortedDistinctTags(const QStringList &tags) {
     struct Entry {
@@ -29,7 +20,7 @@ QStringList sortedDistinctTags(const QStringList &tags) {
         if (tag.isEmpty() || seen.contains(tag))
             continue;
         seen.insert(tag);
-        entries.push_back({folded(tag), tag});
+        entries.push_back({foldString(tag, CaseInsensitive | DiacriticInsensitive), tag});
     }
     QCollator collator;
     std::sort(entries.begin(), entries.end(), [&](const Entry &a, const Entry &b) {
