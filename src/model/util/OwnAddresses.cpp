@@ -1,0 +1,22 @@
+#include "model/util/OwnAddresses.h"
+
+#include <QMutex>
+
+namespace {
+QMutex g_mutex;
+OwnAddresses::Provider g_provider;
+}  // namespace
+
+bool OwnAddresses::contains(const QString &address) {
+    Provider provider;
+    {
+        QMutexLocker lock(&g_mutex);
+        provider = g_provider;
+    }
+    return provider && !address.isEmpty() && provider().contains(address, Qt::CaseInsensitive);
+}
+
+void OwnAddresses::setProvider(Provider provider) {
+    QMutexLocker lock(&g_mutex);
+    g_provider = std::move(provider);
+}
