@@ -1,0 +1,113 @@
+#include "model/foundation/CalendarDate.h"
+
+#include <atomic>
+#include <cmath>
+#include <cstdio>
+#include <utility>
+
+#include "model/foundation/Log.h"
+#include "model/foundation/TimeZones.h"
+
+namespace {
+
+constexpr double kSecondsPerDay = 86400.0;
+constexpr double kNoon = 43200.0;
+
+CalendarDate addExactly(const CalendarDate &date, double seconds) {
+    return CalendarDate(date.date().addingSeconds(seconds), date.timeZone());
+}
+
+std::atomic<CalendarDate::IntervalAdder> intervalAdder{&addExactly};
+
+// The time and zone halves of the store form, split at the first colon.
+std::optional<std::pair<QStringView, QStringView>> splitArchive(QStringView archiveString) {
+    const qsizetype colon = archiveString.indexOf(QLatin1Char(':'));
+    if (colon < 0)
+        return std::nullopt;
+    return std::pair(archiveString.left(colon), archiveString.mid(colon + 1));
+}
+
+}  // namespace
+
+CalendarDate CalendarDate::fromWallClock(const WallClock &clock, const QTimeZone &zone) {
+    return CalendarDate(clock.instantIn(zone), zone);
+}
+
+CalendarDate CalendarDate::dateOnly(int year, int month, int day) {
+    const WallClock noon{year, month, day, 12, 0, 0, 0.0};
+    return CalendarDate(Date::fromSecondsSince1970(noon.localSeconds()), TimeZones::universal());
+}
+
+QTimeZone CalendarDate::effectiveZone() const {
+    return m_zone.isValid() ? m_zone : TimeZones::systemZone();
+}
+
+WallClock CalendarDate::wallClock() const {
+    return WallClock::of(m_date, effectiveZone());
+}
+
+bool CalendarDate::isUniversal() const {
+    return TimeZones::isUniversal(m_zone);
+}
+
+bool CalendarDate::isDateOnly() const {
+    if (!isUniversal())
+        return false;
+    // A universal zone has offset zero, and the reference date is a midnight.
+    const double secondOfDay = std::fmod(m_date.secondsSinceReference(), kSecondsPerDay);
+    return secondOfDay == kNoon || secondOfDay == kNoon - kSecondsPerDay;
+}
+
+DateComponents CalendarDate::components() const {
+    const WallClock clock = wallClock();
+    DateComponents components;
+    components.year = clock.year;
+    components.month = clock.month;
+    components.day = clock.day;
+    if (!isDateOnly()) {
+        components.hour = clock.hour;
+        components.minute = clock.minute;
+        components.second = clock.second;
+    }
+    return components;
+}
+
+CalendarDate CalendarDate::addingTimeInterval(double seconds) const {
+    return intervalAdder.load()(*this, seconds);
+}
+
+void CalendarDate::setIntervalAdder(IntervalAdder adder) {
+    intervalAdder.store(adder ? adder : &addExactly);
+}
+
+QString CalendarDate::archiveToString() const {
+    char seconds[64];
+    std::snprintf(seconds, sizeof seconds, "%.0f:", m_date.secondsSinceReference());
+    return QLatin1String(seconds) + QString::fromUtf8(effectiveZone().id());
+}
+
+bool CalendarDate::getTimeString(QString &timeString, QString &timeZoneString,
+                                 QStringView archiveString) {
+    const auto halves = splitArchive(archiveString);
+    if (!halves)
+        return false;
+    timeString = halves->first.toString();
+    timeZoneString = halves->second.toString();
+    return true;
+}
+
+std::optional<CalendarDate> CalendarDate::unarchiveFromString(QStringView archiveString) {
+    const auto halves = splitArchive(archiveString);
+    if (!halves) {
+        logWarning("CalendarDate: no time zone in stored date %@", archiveString.toString());
+        return std::nullopt;
+    }
+    bool isNumber = false;
+    const double seconds = halves->first.trimmed().toDouble(&isNumber);
+    if (!isNumber || !std::isfinite(seconds)) {
+        logWarning("CalendarDate: no time in stored date %@", archiveString.toString());
+        return std::nullopt;
+    }
+    return CalendarDate(Date(seconds),
+                        TimeZones::zoneNamed(halves->second.toString()).value_or(QTimeZone()));
+}
