@@ -112,9 +112,9 @@ public:
     // compare as ValueComparison describes: numbers and booleans by value,
     // strings by Unicode code points (or folded with the options, see
     // foldString), dates in time order and against numbers as seconds since
-    // 2001, data bytewise, objects by identity. Nil equals only nil; nil, and
-    // values of different kinds (a string and a number), satisfy no ordering
-    // (<, <=, >, >=, BETWEEN). BEGINSWITH, ENDSWITH, CONTAINS, LIKE and
+    // 2001, data bytewise, objects by identity (never ordered). Nil equals
+    // only nil; nil, and values of different kinds (a string and a number),
+    // satisfy no ordering (<, <=, >, >=, BETWEEN). BEGINSWITH, ENDSWITH, CONTAINS, LIKE and
     // MATCHES need strings on both sides. "x IN y" is true when x equals a
     // member of the aggregate or collection y, equals y when y is a single
     // value, or is a substring of the string y. "c CONTAINS x" on a

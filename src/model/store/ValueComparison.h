@@ -8,10 +8,9 @@
 // reals; a Date compares in time order, and with a number as seconds since
 // 2001 (the store keeps dates as such); strings by Unicode code point, after
 // folding with the ComparisonOption bits; data bytewise; objects
-// (`ManagedObject *`, `KeyValueCoding *`) by identity, without an order; other
-// values of one
-// type with that type's own operators. Nil (an invalid or null QVariant)
-// equals only nil.
+// (`ManagedObject *`, `KeyValueCoding *`) by identity, without an order;
+// other values of one type with that type's own operators. Nil (an invalid or
+// null QVariant) equals only nil.
 namespace ValueComparison {
 bool isNil(const QVariant &value);
 // Booleans and the integer types.
