@@ -5,14 +5,21 @@
 #include <QVariant>
 #include <stdexcept>
 
-// Property lists, XML and binary, as QVariant trees:
+// Property lists, XML and binary ("bplist00"), as QVariant trees:
 //   dictionary  <-> QVariantMap        array  <-> QVariantList
 //   string      <-> QString            data   <-> QByteArray
 //   integer     <-> qint64 (quint64 above INT64_MAX)
 //   real        <-> double             boolean <-> bool
-//   date        <-> Date               UID    <-> PropertyListUID
+//   date        <-> Date               UID    <-> PropertyList::UID
 // Archived attribute values, sync data, peer payloads and the property-list
-// files of the program all go through these two functions.
+// files of the program all go through these functions.
+//
+// Binary lists keep every value exactly. XML dates carry whole seconds (a
+// date is written as the second it falls in) and must lie in the years 1 to
+// 9999; XML UIDs are written as {"CF$UID" = n}, the form keyed archives use.
+// Lists read from untrusted bytes never crash the reader: anything that is not
+// a well-formed list, that nests deeper than kMaximumDepth, holds a cycle or
+// expands to far more values than its size allows, raises Error.
 namespace PropertyList {
 
 enum class Format { Xml, Binary };
@@ -30,12 +37,37 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+// At most this many containers may nest inside one another; deeper lists are
+// refused, when reading and when writing.
+constexpr int kMaximumDepth = 512;
+
 // Reads XML or binary (detected from the data). Throws PropertyList::Error.
 QVariant fromData(const QByteArray &data);
 // As fromData, but returns no value and sets *error instead of throwing.
 QVariant fromData(const QByteArray &data, QString *error);
-// Throws PropertyList::Error for a value of a type a list cannot hold.
+// Throws PropertyList::Error for a value a list cannot hold (no value, a type
+// outside the table above, a date that is not finite, too deep a nesting).
 QByteArray toData(const QVariant &value, Format format = Format::Binary);
+
+// What a value is written as. Signed integer types and unsigned ones up to
+// INT64_MAX are Integer, larger unsigned ones UnsignedInteger; string lists
+// are arrays, hashes and maps dictionaries, QDateTime a date.
+enum class Kind {
+    Boolean,
+    Integer,
+    UnsignedInteger,
+    Real,
+    String,
+    Data,
+    Date,
+    UID,
+    Array,
+    Dictionary
+};
+// Throws Error for a value a list cannot hold.
+Kind kindOf(const QVariant &value);
+// The date of a Date or QDateTime value; throws Error when it is not finite.
+double dateSecondsOf(const QVariant &value);
 
 }  // namespace PropertyList
 

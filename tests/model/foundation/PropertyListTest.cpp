@@ -1,0 +1,546 @@
+#include <gtest/gtest.h>
+
+#include <QPoint>
+#include <QUrl>
+#include <cmath>
+#include <limits>
+#include <optional>
+
+#include "model/foundation/Date.h"
+#include "model/foundation/PropertyList.h"
+
+namespace {
+
+using PropertyList::Format;
+using PropertyList::UID;
+
+// Same types all the way down, same values (NaN equal to NaN, -0.0 apart from 0.0).
+::testing::AssertionResult same(const QVariant &expected, const QVariant &actual,
+                                const QString &path = QStringLiteral("/")) {
+    if (expected.metaType() != actual.metaType())
+        return ::testing::AssertionFailure()
+               << path.toStdString() << ": type " << actual.metaType().name() << " instead of "
+               << expected.metaType().name();
+    bool equal = true;
+    switch (expected.typeId()) {
+        case QMetaType::QVariantList: {
+            const QVariantList a = expected.toList(), b = actual.toList();
+            if (a.size() != b.size())
+                return ::testing::AssertionFailure() << path.toStdString() << ": length differs";
+            for (qsizetype i = 0; i < a.size(); ++i) {
+                if (auto r = same(a[i], b[i], path + QString::number(i) + u'/'); !r)
+                    return r;
+            }
+            return ::testing::AssertionSuccess();
+        }
+        case QMetaType::QVariantMap: {
+            const QVariantMap a = expected.toMap(), b = actual.toMap();
+            if (a.keys() != b.keys())
+                return ::testing::AssertionFailure() << path.toStdString() << ": keys differ";
+            for (auto it = a.begin(); it != a.end(); ++it) {
+                if (auto r = same(it.value(), b.value(it.key()), path + it.key() + u'/'); !r)
+                    return r;
+            }
+            return ::testing::AssertionSuccess();
+        }
+        case QMetaType::Double: {
+            const double a = expected.toDouble(), b = actual.toDouble();
+            equal =
+                (std::isnan(a) && std::isnan(b)) || (a == b && std::signbit(a) == std::signbit(b));
+            break;
+        }
+        default:
+            if (expected.metaType() == QMetaType::fromType<Date>())
+                equal = expected.value<Date>() == actual.value<Date>();
+            else if (expected.metaType() == QMetaType::fromType<UID>())
+                equal = expected.value<UID>() == actual.value<UID>();
+            else
+                equal = expected == actual;
+    }
+    if (equal)
+        return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure()
+           << path.toStdString() << ": " << actual.toString().toStdString() << " instead of "
+           << expected.toString().toStdString();
+}
+
+QVariant date(double seconds) {
+    return QVariant::fromValue(Date(seconds));
+}
+QVariant uid(quint64 value) {
+    return QVariant::fromValue(UID{value});
+}
+
+// Every type, at the sizes where the encodings change.
+QVariantMap everyType() {
+    QVariantList integers;
+    for (qint64 n : {qint64(0), qint64(1), qint64(255), qint64(256), qint64(65535), qint64(65536),
+                     qint64(4294967295), qint64(4294967296), qint64(-1), qint64(-256),
+                     std::numeric_limits<qint64>::min(), std::numeric_limits<qint64>::max()})
+        integers << n;
+    integers << quint64(9223372036854775808ULL) << std::numeric_limits<quint64>::max();
+    QVariantMap wide;
+    for (int i = 0; i < 40; ++i)
+        wide.insert(QStringLiteral("key %1").arg(i),
+                    i % 3 == 0 ? QVariant(true) : QVariant(qint64(i)));
+    QVariantList deep = {QStringLiteral("bottom")};
+    for (int i = 0; i < 30; ++i)
+        deep = {QVariant(deep), qint64(i)};
+    return {
+        {QStringLiteral("booleans"), QVariantList{true, false}},
+        {QStringLiteral("integers"), integers},
+        {QStringLiteral("reals"), QVariantList{0.1, -2.5e-300, 1.7976931348623157e308, -0.0, 3.0}},
+        {QStringLiteral("strings"),
+         QVariantList{QString(), QStringLiteral("plain"), QString(300, u'x'),
+                      QStringLiteral("Zürich – 日本語 – 🎉 – \t\n\r end")}},
+        {QStringLiteral("Schlüssel 🎉"), QStringLiteral("unicode key")},
+        {QStringLiteral("data"),
+         QVariantList{QByteArray(), QByteArray("\0\x01\xff", 3), QByteArray(1000, '\x7f')}},
+        {QStringLiteral("dates"), QVariantList{date(0), date(-86400 * 365.0), date(788918400)}},
+        {QStringLiteral("uids"), QVariantList{uid(0), uid(255), uid(65536), uid(1ULL << 40)}},
+        {QStringLiteral("empty"), QVariantMap{{QStringLiteral("array"), QVariantList()},
+                                              {QStringLiteral("dict"), QVariantMap()}}},
+        {QStringLiteral("wide"), wide},
+        {QStringLiteral("deep"), deep},
+    };
+}
+
+QVariant roundTrip(const QVariant &value, Format format) {
+    return PropertyList::fromData(PropertyList::toData(value, format));
+}
+
+// The message of the Error that reading `data` raises; empty when it does not.
+std::string readError(const QByteArray &data) {
+    try {
+        PropertyList::fromData(data);
+    } catch (const PropertyList::Error &error) {
+        return error.what();
+    }
+    return {};
+}
+
+std::string writeError(const QVariant &value, Format format) {
+    try {
+        PropertyList::toData(value, format);
+    } catch (const PropertyList::Error &error) {
+        return error.what();
+    }
+    return {};
+}
+
+}  // namespace
+
+TEST(PropertyList, EveryTypeRoundTripsInBothFormats) {
+    const QVariantMap value = everyType();
+    EXPECT_TRUE(same(value, roundTrip(value, Format::Binary)));
+    EXPECT_TRUE(same(value, roundTrip(value, Format::Xml)));
+    // Scalars and empty containers stand alone at the top too.
+    for (const QVariant &top : {QVariant(QStringLiteral("alone")), QVariant(qint64(-7)),
+                                QVariant(true), QVariant(QVariantList()), uid(3), date(12.0)}) {
+        EXPECT_TRUE(same(top, roundTrip(top, Format::Binary)));
+        EXPECT_TRUE(same(top, roundTrip(top, Format::Xml)));
+    }
+    // NaN and the infinities survive as reals.
+    const QVariantList odd = {std::numeric_limits<double>::quiet_NaN(),
+                              std::numeric_limits<double>::infinity(),
+                              -std::numeric_limits<double>::infinity()};
+    EXPECT_TRUE(same(odd, roundTrip(odd, Format::Binary)));
+    EXPECT_TRUE(same(odd, roundTrip(odd, Format::Xml)));
+}
+
+TEST(PropertyList, WritesOtherQtTypesAsTheirPropertyListKind) {
+    const QDateTime time(QDate(2001, 1, 2), QTime(0, 0, 1, 500), Qt::UTC);
+    const QVariantMap value = {
+        {QStringLiteral("int"), 5},
+        {QStringLiteral("uint"), 7u},
+        {QStringLiteral("float"), 0.5f},
+        {QStringLiteral("list"), QStringList{QStringLiteral("a"), QStringLiteral("b")}},
+        {QStringLiteral("hash"), QVariantHash{{QStringLiteral("k"), QStringLiteral("v")}}},
+        {QStringLiteral("time"), time},
+    };
+    const QVariantMap expected = {
+        {QStringLiteral("int"), qint64(5)},
+        {QStringLiteral("uint"), qint64(7)},
+        {QStringLiteral("float"), 0.5},
+        {QStringLiteral("list"), QVariantList{QStringLiteral("a"), QStringLiteral("b")}},
+        {QStringLiteral("hash"), QVariantMap{{QStringLiteral("k"), QStringLiteral("v")}}},
+        {QStringLiteral("time"), date(86401.5)},
+    };
+    EXPECT_TRUE(same(expected, roundTrip(value, Format::Binary)));
+}
+
+TEST(PropertyList, BinaryDatesKeepFractionsSignAndRange) {
+    // Before 2001 with a fraction, within a second of the reference date on
+    // both sides, and far outside 1901-2038.
+    const QVariantList dates = {date(-4.75),          date(-0.25),         date(0.25),
+                                date(1e9 + 0.123456), date(63113904000.0), date(-63113904000.5)};
+    EXPECT_TRUE(same(dates, roundTrip(dates, Format::Binary)));
+}
+
+TEST(PropertyList, XmlDatesCarryTheWholeSecondTheyFallIn) {
+    const QByteArray xml = PropertyList::toData(QVariantList{date(-4.75), date(0.25)}, Format::Xml);
+    EXPECT_TRUE(xml.contains("<date>2000-12-31T23:59:55Z</date>")) << xml.toStdString();
+    EXPECT_TRUE(xml.contains("<date>2001-01-01T00:00:00Z</date>")) << xml.toStdString();
+    EXPECT_TRUE(same(QVariantList{date(-5), date(0)}, PropertyList::fromData(xml)));
+    // Years 1 and 9999 are the ends of the range.
+    const QVariantList ends = {date(-63113904000.0), date(252423993599.0)};
+    EXPECT_TRUE(same(ends, roundTrip(ends, Format::Xml)));
+    EXPECT_EQ(PropertyList::toData(ends, Format::Xml).count("<date>"), 2);
+    EXPECT_TRUE(xml.startsWith("<?xml version=\"1.0\" encoding=\"UTF-8\"?>"));
+}
+
+TEST(PropertyList, ReadsBinaryListsOfAnotherWriter) {
+    // Written by an independent implementation: sorted keys, shared
+    // objects, a 16-byte integer, UTF-16 text, a date 4.75 s before 2001.
+    const QByteArray data = QByteArray::fromHex(
+        "62706c6973743030d90102030405060708090a0b0e0f10151f202155617363696954626f6f6c54646174615464"
+        "61746555656d70747954696e7473547265616c5474657874537569645f10147878787878787878787878787878"
+        "787878787878a20c0d0908430001ff33c013000000000000d2111213145464696374546c697374d0a0a9161718"
+        "191a1b1c1d1e100010ff110100120001000013000000010000000013ffffffffffffffff138000000000000000"
+        "137fffffffffffffff140000000000000000ffffffffffffffff233fe00000000000006c005a00fc0072006900"
+        "630068002065e5672c0020d83cdf8981012c081b21262b30363b404549606364656972777c8182838d8f919499"
+        "a2abb4bdced7f000000000000001010000000000000022000000000000000000000000000000f3");
+    const QVariantMap expected = {
+        {QStringLiteral("ascii"), QString(20, u'x')},
+        {QStringLiteral("bool"), QVariantList{true, false}},
+        {QStringLiteral("data"), QByteArray("\0\x01\xff", 3)},
+        {QStringLiteral("date"), date(-4.75)},
+        {QStringLiteral("empty"), QVariantMap{{QStringLiteral("dict"), QVariantMap()},
+                                              {QStringLiteral("list"), QVariantList()}}},
+        {QStringLiteral("ints"),
+         QVariantList{qint64(0), qint64(255), qint64(256), qint64(65536), qint64(4294967296),
+                      qint64(-1), std::numeric_limits<qint64>::min(),
+                      std::numeric_limits<qint64>::max(), std::numeric_limits<quint64>::max()}},
+        {QStringLiteral("real"), 0.5},
+        {QStringLiteral("text"), QStringLiteral("Zürich 日本 🎉")},
+        {QStringLiteral("uid"), uid(300)},
+    };
+    EXPECT_TRUE(same(expected, PropertyList::fromData(data)));
+}
+
+TEST(PropertyList, ReadsXmlListsAsPeopleWriteThem) {
+    const QByteArray xml = R"(<?xml version="1.0" encoding="UTF-8"?>
+<!DOCTYPE plist PUBLIC "-//Example//DTD PLIST 1.0//EN" "http://example.com/PropertyList-1.0.dtd">
+<!-- a comment -->
+<plist version="1.0">
+<dict>
+	<key>hex</key><integer> 0x1F </integer>
+	<key>negative</key><integer>-9223372036854775808</integer>
+	<key>big</key><integer>18446744073709551615</integer>
+	<key>infinity</key><real>+infinity</real>
+	<key>fraction</key><date>2001-01-01T00:00:01.5Z</date>
+	<key>archived</key><dict><key>CF$UID</key><integer>12</integer></dict>
+	<key>data</key><data>
+	AAH/
+	</data>
+	<key>escaped</key><string>&lt;a &amp; b&gt; &#x1F389;</string>
+	<key>empty</key><string/>
+	<key>yes</key><true/>
+</dict>
+</plist>
+)";
+    const QVariantMap expected = {
+        {QStringLiteral("hex"), qint64(31)},
+        {QStringLiteral("negative"), std::numeric_limits<qint64>::min()},
+        {QStringLiteral("big"), std::numeric_limits<quint64>::max()},
+        {QStringLiteral("infinity"), std::numeric_limits<double>::infinity()},
+        {QStringLiteral("fraction"), date(1.5)},
+        {QStringLiteral("archived"), uid(12)},
+        {QStringLiteral("data"), QByteArray("\0\x01\xff", 3)},
+        {QStringLiteral("escaped"), QStringLiteral("<a & b> 🎉")},
+        {QStringLiteral("empty"), QString()},
+        {QStringLiteral("yes"), true},
+    };
+    EXPECT_TRUE(same(expected, PropertyList::fromData(xml)));
+    // A bare value without <plist> is a list too.
+    EXPECT_TRUE(same(QVariant(qint64(4)), PropertyList::fromData("<integer>4</integer>")));
+}
+
+TEST(PropertyList, RefusesValuesAListCannotHold) {
+    for (Format format : {Format::Binary, Format::Xml}) {
+        EXPECT_EQ(writeError(QVariant(), format), "a property list cannot hold no value");
+        EXPECT_NE(writeError(QVariantList{1, QPoint(1, 2)}, format).find("QPoint"),
+                  std::string::npos);
+        EXPECT_NE(writeError(QVariantMap{{QStringLiteral("u"), QUrl()}}, format).find("QUrl"),
+                  std::string::npos);
+        EXPECT_EQ(writeError(QDateTime(), format), "a property list cannot hold an invalid date");
+        EXPECT_EQ(writeError(date(std::nan("")), format),
+                  "a property list cannot hold a date that is not finite");
+        QVariant tooDeep = QVariantList();
+        for (int i = 0; i < PropertyList::kMaximumDepth; ++i)
+            tooDeep = QVariantList{tooDeep};
+        EXPECT_EQ(writeError(tooDeep, format), "value is nested too deeply for a property list");
+    }
+    // XML cannot carry every string or every date; binary can.
+    const QVariantList control = {QStringLiteral("bell \a")};
+    EXPECT_EQ(writeError(control, Format::Xml),
+              "an XML property list cannot hold a string with the character U+0007");
+    EXPECT_TRUE(same(control, roundTrip(control, Format::Binary)));
+    const QVariantMap lonelySurrogate = {{QString(QChar(0xD800)), 1}};
+    EXPECT_EQ(writeError(lonelySurrogate, Format::Xml),
+              "an XML property list cannot hold a string with the character U+D800");
+    EXPECT_NE(writeError(date(252423993600.0), Format::Xml).find("outside the years 1 to 9999"),
+              std::string::npos);
+}
+
+TEST(PropertyList, NestingUpToTheLimitIsFine) {
+    QVariant deepest = QVariantList();
+    for (int i = 1; i < PropertyList::kMaximumDepth; ++i)
+        deepest = QVariantList{deepest};
+    for (Format format : {Format::Binary, Format::Xml})
+        EXPECT_TRUE(same(deepest, roundTrip(deepest, format)));
+}
+
+namespace {
+
+// A binary list of hand-made objects (each a complete encoding, with
+// references of refSize bytes), whose trailer a test may damage.
+struct BinaryList {
+    explicit BinaryList(QList<QByteArray> objects) : objects(std::move(objects)) {}
+
+    QList<QByteArray> objects;
+    QByteArray header = "bplist00";
+    int offsetSize = 1;
+    int refSize = 1;
+    quint64 top = 0;
+    std::optional<quint64> count = std::nullopt;        // the number of objects unless set
+    std::optional<quint64> tableOffset = std::nullopt;  // where the table is unless set
+
+    QByteArray bytes() const {
+        QByteArray out = header;
+        QList<quint64> offsets;
+        for (const QByteArray &object : objects) {
+            offsets << quint64(out.size());
+            out += object;
+        }
+        const quint64 table = quint64(out.size());
+        for (quint64 offset : offsets)
+            appendNumber(out, offset, offsetSize);
+        out += QByteArray(6, '\0');
+        out += char(offsetSize);
+        out += char(refSize);
+        appendNumber(out, count.value_or(quint64(objects.size())), 8);
+        appendNumber(out, top, 8);
+        appendNumber(out, tableOffset.value_or(table), 8);
+        return out;
+    }
+
+    static void appendNumber(QByteArray &out, quint64 value, int size) {
+        for (int i = size - 1; i >= 0; --i)
+            out += char(i < 8 ? (value >> (8 * i)) & 0xFF : 0);
+    }
+};
+
+// The objects of a chain of `length` arrays, each holding the next one
+// `fanOut` times, ending in `true`.
+QList<QByteArray> chainOfArrays(int length, int fanOut) {
+    QList<QByteArray> objects;
+    for (int i = 0; i < length; ++i) {
+        QByteArray array(1, char(0xA0 | fanOut));
+        for (int j = 0; j < fanOut; ++j)
+            BinaryList::appendNumber(array, quint64(i + 1), 2);
+        objects << array;
+    }
+    return objects << QByteArray::fromHex("09");
+}
+
+// Every type once, small enough to try every prefix and every damaged byte of.
+QVariantMap compactValue() {
+    return {{QStringLiteral("b"), true},
+            {QStringLiteral("i"), QVariantList{qint64(-1), qint64(70000), quint64(1ULL << 63)}},
+            {QStringLiteral("r"), 2.5},
+            {QStringLiteral("s"), QVariantList{QStringLiteral("ascii"), QStringLiteral("日本 🎉")}},
+            {QStringLiteral("long string over fifteen"), QByteArray("\0\x01", 2)},
+            {QStringLiteral("d"), date(-4.75)},
+            {QStringLiteral("u"), uid(9)},
+            {QStringLiteral("e"), QVariantMap{{QStringLiteral("a"), QVariantList()}}}};
+}
+
+}  // namespace
+
+TEST(PropertyListErrors, DamagedBinaryTrailersAreRefused) {
+    const QByteArray one = QByteArray::fromHex("09");
+    const auto broken = [&](auto damage) {
+        BinaryList list({one});
+        damage(list);
+        return readError(list.bytes());
+    };
+    EXPECT_EQ(readError("bplist00"), "binary property list is too short");
+    EXPECT_EQ(broken([](BinaryList &l) { l.header = "bplist17"; }),
+              "binary property list has the unsupported version \"bplist17\"");
+    EXPECT_EQ(broken([&](BinaryList &l) {
+                  l.objects << one;
+                  l.offsetSize = 0;
+              }),
+              "binary property list has offsets of 0 bytes and references of 1 bytes");
+    EXPECT_EQ(broken([](BinaryList &l) { l.refSize = 9; }),
+              "binary property list has offsets of 1 bytes and references of 9 bytes");
+    EXPECT_EQ(broken([](BinaryList &l) { l.count = 0; }), "binary property list holds no objects");
+    EXPECT_EQ(broken([](BinaryList &l) { l.top = 5; }),
+              "binary property list names object 5 of 1 as its top object");
+    for (quint64 offset : {quint64(0), quint64(8), quint64(1000), ~quint64(0)}) {
+        EXPECT_NE(broken([&](BinaryList &l) { l.tableOffset = offset; }).find("offset table"),
+                  std::string::npos)
+            << offset;
+    }
+    // More entries than the table has room for, up to counts that overflow.
+    for (quint64 count : {quint64(2), quint64(1) << 62, ~quint64(0)}) {
+        EXPECT_NE(broken([&](BinaryList &l) { l.count = count; }).find("does not fit"),
+                  std::string::npos)
+            << count;
+    }
+    // An object offset that points into the table itself.
+    EXPECT_EQ(readError("bplist00" +
+                        QByteArray::fromHex("0909000000000000"
+                                            "0101") +
+                        QByteArray::fromHex("0000000000000001") + QByteArray(8, '\0') +
+                        QByteArray::fromHex("0000000000000009")),
+              "binary property list object 0 lies at 9, outside the objects");
+}
+
+TEST(PropertyListErrors, DamagedBinaryObjectsAreRefused) {
+    const auto error = [](QList<QByteArray> objects, int refSize = 1) {
+        BinaryList list(objects);
+        list.refSize = refSize;
+        list.offsetSize = refSize + 1;
+        return readError(list.bytes());
+    };
+    const auto hex = [](const char *text) { return QByteArray::fromHex(text); };
+    EXPECT_EQ(error({hex("a105")}), "binary property list refers to object 5 of 1");
+    EXPECT_EQ(error({hex("a100")}), "binary property list has a cycle through object 0");
+    EXPECT_EQ(error({hex("a101"), hex("a100")}),
+              "binary property list has a cycle through object 0");
+    EXPECT_EQ(error(chainOfArrays(PropertyList::kMaximumDepth + 1, 1), 2),
+              "binary property list is nested too deeply");
+    EXPECT_EQ(error(chainOfArrays(60, 2), 2),
+              "binary property list expands to more than 1048576 values");
+    // Lengths past the end, given directly or as a following integer.
+    for (const char *object : {"5f10ff616263", "af137fffffffffffffff00", "4f1008"}) {
+        EXPECT_EQ(error({hex(object)}),
+                  "binary property list object 0 runs past the end of the objects")
+            << object;
+    }
+    for (const char *object : {"5f55", "5f1300", "5f"}) {
+        EXPECT_EQ(error({hex(object)}), "binary property list object 0 has a malformed length")
+            << object;
+    }
+    EXPECT_EQ(error({hex("7161")}), "binary property list object 0 has the unknown type 0x7");
+    EXPECT_EQ(error({hex("00")}), "binary property list object 0 has the unsupported marker 0x00");
+    EXPECT_EQ(error({hex("d10102"), hex("1001"), hex("1002")}),
+              "binary property list has a dictionary key that is not a string (object 1)");
+    EXPECT_EQ(error({hex("1400000000000000010000000000000000")}),
+              "binary property list integer object 0 does not fit in 64 bits");
+    EXPECT_EQ(error({hex("15") + QByteArray(32, '\0')}),
+              "binary property list integer object 0 has 32 bytes");
+    EXPECT_EQ(error({hex("337ff8000000000000")}),
+              "binary property list date object 0 is not a finite number");
+    EXPECT_EQ(error({hex("2000")}), "binary property list real object 0 has 1 bytes");
+    EXPECT_EQ(error({hex("88") + QByteArray(9, '\1')}),
+              "binary property list UID object 0 has 9 bytes");
+    // A shared object is fine: one string under three keys, one array thrice.
+    const QVariant shared =
+        PropertyList::fromData(BinaryList({hex("d3010203040404"), hex("5131"), hex("5132"),
+                                           hex("5133"), hex("a20505"), hex("09")})
+                                   .bytes());
+    const QVariantList pair = {true, true};
+    EXPECT_TRUE(same(
+        QVariantMap{
+            {QStringLiteral("1"), pair}, {QStringLiteral("2"), pair}, {QStringLiteral("3"), pair}},
+        shared));
+}
+
+TEST(PropertyListErrors, MalformedXmlIsRefused) {
+    const auto error = [](const char *xml) { return readError(QByteArray(xml)); };
+    EXPECT_EQ(readError(QByteArray()), "property list is empty");
+    EXPECT_NE(error("<plist><string>open</plist>").find("is not well formed"), std::string::npos);
+    EXPECT_NE(error("<?xml version=\"1.0\"?>").find("is not well formed"), std::string::npos);
+    EXPECT_EQ(error("<plist></plist>"), "XML property list holds no value (line 1)");
+    EXPECT_EQ(error("<plist><true/><false/></plist>"),
+              "XML property list holds more than one value (line 1)");
+    EXPECT_EQ(error("<plist>\n<dict><key>a</key></dict></plist>"),
+              "XML property list has no value for the key \"a\" (line 2)");
+    EXPECT_EQ(error("<plist><key>a</key></plist>"),
+              "XML property list has a <key> outside a dictionary (line 1)");
+    EXPECT_EQ(error("<plist><dict><string>a</string></dict></plist>"),
+              "XML property list has <string> where a dictionary key belongs (line 1)");
+    EXPECT_EQ(error("<plist><frob/></plist>"),
+              "XML property list has the unknown element <frob> (line 1)");
+    EXPECT_NE(error("<plist><string>a<b/></string></plist>").find("is not well formed"),
+              std::string::npos);
+    for (const char *integer :
+         {"12abc", "", "- 5", "--5", "0x", "-9223372036854775809", "18446744073709551616", "1.5"}) {
+        EXPECT_NE(error((std::string("<integer>") + integer + "</integer>").c_str())
+                      .find("which is not a 64-bit number"),
+                  std::string::npos)
+            << integer;
+    }
+    EXPECT_NE(error("<real>abc</real>").find("which is not a number"), std::string::npos);
+    for (const char *date : {"2001-13-01T00:00:00Z", "2001-01-01", "0000-01-01T00:00:00Z",
+                             "2001-01-01T24:00:00Z", "2001-01-01T00:00:00+01:00"}) {
+        EXPECT_NE(error((std::string("<date>") + date + "</date>").c_str())
+                      .find("which is not yyyy-MM-ddTHH:mm:ssZ"),
+                  std::string::npos)
+            << date;
+    }
+    EXPECT_EQ(error("<data>!!!!</data>"),
+              "XML property list has <data> that is not base64 (line 1)");
+    // A NUL character is not XML, spelled out or raw.
+    EXPECT_NE(readError(QByteArray("<plist><dict><key>a\0b</key><true/></dict></plist>", 49))
+                  .find("is not well formed"),
+              std::string::npos);
+    EXPECT_NE(error("<string>a&#0;b</string>").find("is not well formed"), std::string::npos);
+    // Nesting is bounded as in binary lists.
+    const QByteArray deep = QByteArray("<array>").repeated(PropertyList::kMaximumDepth + 1) +
+                            QByteArray("</array>").repeated(PropertyList::kMaximumDepth + 1);
+    EXPECT_NE(readError(deep).find("is nested too deeply"), std::string::npos);
+}
+
+TEST(PropertyListErrors, XmlEntitiesNeitherExplodeNorReadFiles) {
+    QByteArray bomb = "<?xml version=\"1.0\"?><!DOCTYPE plist [<!ENTITY a0 \"laugh\">";
+    for (int i = 1; i < 12; ++i)
+        bomb += QStringLiteral("<!ENTITY a%1 \"%2\">")
+                    .arg(i)
+                    .arg(QStringLiteral("&a%1;").arg(i - 1).repeated(10))
+                    .toUtf8();
+    bomb += "]><plist><string>&a11;</string></plist>";
+    EXPECT_NE(readError(bomb), "");
+
+    const QByteArray external =
+        "<?xml version=\"1.0\"?><!DOCTYPE plist [<!ENTITY x SYSTEM \"file:///etc/passwd\">]>"
+        "<plist><string>[&x;]</string></plist>";
+    QString error;
+    const QVariant value = PropertyList::fromData(external, &error);
+    EXPECT_FALSE(value.toString().contains(QStringLiteral("root")))
+        << value.toString().toStdString();
+    EXPECT_NE(value.isValid(), !error.isEmpty());
+}
+
+TEST(PropertyListErrors, EveryTruncationIsAnError) {
+    for (Format format : {Format::Binary, Format::Xml}) {
+        // (XML ends in a line feed that the list can do without.)
+        const QByteArray data = PropertyList::toData(compactValue(), format).trimmed();
+        for (qsizetype size = 1; size < data.size(); ++size) {
+            QString error;
+            EXPECT_FALSE(PropertyList::fromData(data.left(size), &error).isValid()) << size;
+            EXPECT_FALSE(error.isEmpty());
+        }
+    }
+}
+
+TEST(PropertyListErrors, DamagedBytesGiveAValueOrAnError) {
+    for (Format format : {Format::Binary, Format::Xml}) {
+        const QByteArray data = PropertyList::toData(compactValue(), format);
+        int errors = 0;
+        for (qsizetype i = 0; i < data.size(); ++i) {
+            for (int change : {0x00, 0xFF, data[i] ^ 0x01, data[i] ^ 0x80, data[i] ^ 0x10}) {
+                QByteArray damaged = data;
+                damaged[i] = char(change);
+                QString error;
+                const QVariant value = PropertyList::fromData(damaged, &error);
+                EXPECT_NE(value.isValid(), !error.isEmpty()) << i << " " << change;
+                errors += error.isEmpty() ? 0 : 1;
+            }
+        }
+        EXPECT_GT(errors, data.size());  // the checks do catch damage
+    }
+}
