@@ -115,8 +115,13 @@ int Application::exec() {
     }
     setupDefaults();
     setupLogging();
+    // In the foreground, SIGINT and SIGTERM are watched from the start, so that
+    // one arriving while the store opens still ends the run cleanly.
+    std::unique_ptr<SignalWatcher> watcher;
+    if (words.isEmpty())
+        watcher = std::make_unique<SignalWatcher>();
     logInfo("Starting %@ %@ (%@)", Paths::kProductName, version(), build());
-    return words.isEmpty() ? runForeground() : runCommand(words);
+    return watcher ? runForeground(*watcher) : runCommand(words);
 }
 
 int Application::runCommand(const QStringList &words) {
@@ -149,7 +154,7 @@ int Application::runCommand(const QStringList &words) {
     }
 }
 
-int Application::runForeground() {
+int Application::runForeground(SignalWatcher &watcher) {
     StoreSession session;
     try {
         session.open();
@@ -163,7 +168,6 @@ int Application::runForeground() {
         session.close();
         return 0;
     }
-    SignalWatcher watcher;
     QObject::connect(&watcher, &SignalWatcher::terminationRequested, &m_app, [](int signalNumber) {
         logInfo("Received signal %d, shutting down", signalNumber);
         QCoreApplication::quit();

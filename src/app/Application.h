@@ -7,6 +7,7 @@
 
 class FileLogger;
 class LogFileManager;
+class SignalWatcher;
 
 // The process: scans the start modes, registers the preference defaults,
 // starts logging, then runs one subcommand, or, without one, the application
@@ -26,7 +27,7 @@ private:
     void setupLogging();
     void registerCommands();
     int runCommand(const QStringList &words);
-    int runForeground();
+    int runForeground(SignalWatcher &watcher);
 
     QCoreApplication m_app;
     CommandRegistry m_registry;

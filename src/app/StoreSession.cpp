@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 #include <QEventLoop>
+#include <stdexcept>
 
 #include "app/Command.h"
 #include "model/DatabaseController.h"
@@ -14,11 +15,21 @@ StoreSession::~StoreSession() {
 }
 
 void StoreSession::open() {
-    if (StartModes::current() == StartMode::Reset)
-        resetExistingStore();
-    m_controller = std::make_unique<DatabaseController>();
-    m_controller->setDelegate(this);
-    m_controller->startup();
+    try {
+        if (StartModes::current() == StartMode::Reset)
+            resetExistingStore();
+        m_controller = std::make_unique<DatabaseController>();
+        m_controller->setDelegate(this);
+        m_controller->startup();
+    } catch (const std::exception &error) {
+        m_controller.reset();
+        // One line: what failed, and the store's own reason when it gave one.
+        QString reason = QString::fromUtf8(error.what());
+        if (!m_openError.isEmpty())
+            reason += QStringLiteral(" (%1)").arg(m_openError.simplified());
+        throw std::runtime_error(reason.toStdString());
+    }
+    m_opened = true;
 }
 
 void StoreSession::close() {
@@ -55,7 +66,10 @@ void StoreSession::crashRecoveryDatabase(bool inProgress) {
 }
 
 void StoreSession::presentError(const QString &description) {
-    CommandOutput::message(QStringLiteral("merovan: ") + description);
+    if (m_opened)
+        CommandOutput::message(QStringLiteral("merovan: ") + description);
+    else
+        m_openError = description;
 }
 
 void StoreSession::terminateApplication() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QString>
 #include <memory>
 
 #include "model/DatabaseControllerDelegate.h"
@@ -34,6 +35,8 @@ private:
     void resetExistingStore();
 
     std::unique_ptr<DatabaseController> m_controller;
+    bool m_opened = false;
+    QString m_openError;  // presented while opening, reported with the failure
     bool m_resetting = false;
     bool m_terminated = false;
 };

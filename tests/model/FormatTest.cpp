@@ -5,7 +5,8 @@
 TEST(Format, ConversionsAsWritten) {
     EXPECT_EQ(format("Upgrading database from %@ to %@", QStringLiteral("4.1"), "4.5"),
               QStringLiteral("Upgrading database from 4.1 to 4.5"));
-    EXPECT_EQ(format("Vacuuming database... %.2f MB", 12.3456), QStringLiteral("Vacuuming database... 12.35 MB"));
+    EXPECT_EQ(format("Vacuuming database... %.2f MB", 12.3456),
+              QStringLiteral("Vacuuming database... 12.35 MB"));
     EXPECT_EQ(format("%06ld", 42L), QStringLiteral("000042"));
     EXPECT_EQ(format("HTTP %ld\n", 207), QStringLiteral("HTTP 207\n"));
     EXPECT_EQ(format("%s:%s", "eth0", QStringLiteral("10.0.0.1")), QStringLiteral("eth0:10.0.0.1"));
@@ -24,7 +25,8 @@ TEST(Format, MissingArgumentsAndStrayPercents) {
 
 TEST(Format, DescribesValues) {
     EXPECT_EQ(format("%@", 0.1), QStringLiteral("0.1"));
-    EXPECT_EQ(format("%@", QVariant(QVariantList{1, QStringLiteral("a")})), QStringLiteral("(1, a)"));
+    EXPECT_EQ(format("%@", QVariant(QVariantList{1, QStringLiteral("a")})),
+              QStringLiteral("(1, a)"));
     EXPECT_EQ(format("%@", Date(0)), QStringLiteral("2001-01-01T00:00:00.000Z"));
     EXPECT_EQ(format("%@", std::optional<QString>()), QStringLiteral("(null)"));
     EXPECT_EQ(format("%5s|%-5s|", "ab", "cd"), QStringLiteral("   ab|cd   |"));
