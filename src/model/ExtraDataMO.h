@@ -16,8 +16,10 @@ class CommonDataMO;
 // are never synced. For every other record, when no sync is in progress, a
 // new record gets a uid, and joining a data object, leaving it, or a change
 // of a synced attribute (one whose name does not begin with "local" or
-// "trans") stamps the data object's syncable object. Decoded values are
-// cached as in CommonDataMO.
+// "trans") stamps the data object's syncable object. The store tells an
+// object nothing when it is deleted, so deleting a record stamps its item
+// only when its `parentObject` is cleared first (as deleting an extra record
+// does). Decoded values are cached as in CommonDataMO.
 class ExtraDataMO : public ModelObject {
 public:
     ExtraDataMO(const EntityDescription *entity, ManagedObjectContext *context);
