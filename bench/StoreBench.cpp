@@ -12,6 +12,7 @@
 #include <sqlite3.h>
 #include <sys/resource.h>
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QProcess>
 #include <QTemporaryDir>
