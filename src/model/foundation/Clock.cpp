@@ -11,6 +11,13 @@ SystemClock &systemClock() {
     static SystemClock clock;
     return clock;
 }
+
+// The wait of a QTimer until `when`: whole milliseconds, rounded up, at most
+// what a QTimer can wait (about 24.8 days).
+int millisecondsUntil(Date when, Date now) {
+    const double ms = std::ceil(when.secondsSince(now) * 1000.0);
+    return ms > 0 ? int(std::min(ms, double(INT_MAX))) : 0;
+}
 }  // namespace
 
 Clock::~Clock() = default;
@@ -39,18 +46,24 @@ Date SystemClock::now() const {
 Clock::TimerId SystemClock::schedule(Date when, Callback callback) {
     const TimerId id = m_nextId++;
     auto *timer = new QTimer;
-    const double ms = std::clamp(when.secondsSince(now()) * 1000.0, 0.0, double(INT_MAX));
     timer->setSingleShot(true);
     timer->setTimerType(Qt::PreciseTimer);
     // The connection owns the callback and lives until the timer is deleted,
     // which is deferred until after the callback has returned.
-    QObject::connect(timer, &QTimer::timeout, [this, id, timer, callback = std::move(callback)] {
-        if (m_pending.erase(id) == 0)
-            return;
-        timer->deleteLater();
-        callback();
-    });
-    timer->start(int(std::ceil(ms)));
+    QObject::connect(timer, &QTimer::timeout,
+                     [this, id, timer, when, callback = std::move(callback)] {
+                         // Timers further out than a QTimer can wait, and timers woken a
+                         // little early, wait again for the rest.
+                         if (const Date current = now(); current < when) {
+                             timer->start(millisecondsUntil(when, current));
+                             return;
+                         }
+                         if (m_pending.erase(id) == 0)
+                             return;
+                         timer->deleteLater();
+                         callback();
+                     });
+    timer->start(millisecondsUntil(when, now()));
     m_pending.emplace(id, timer);
     return id;
 }

@@ -26,8 +26,8 @@ QString logsFolder() {
 
 QString preferencesFile() {
     const QString name = QLatin1String(kProductName) + QStringLiteral(".conf");
-    if (const QString folder = home(); !folder.isEmpty())
-        return QDir(folder).filePath(name);
+    if (!home().isEmpty())
+        return QDir(applicationSupportFolder()).filePath(name);
     const QString config = QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation);
     return QDir(config).filePath(QLatin1String(kProductName) + QLatin1Char('/') + name);
 }

@@ -1,5 +1,8 @@
 #include "model/foundation/Preferences.h"
 
+#include <cmath>
+#include <limits>
+
 #include "model/foundation/Paths.h"
 
 namespace {
@@ -41,7 +44,20 @@ bool Preferences::boolForKey(const QString &key) const {
 }
 
 qint64 Preferences::integerForKey(const QString &key) const {
-    return qint64(objectForKey(key).toDouble());
+    // Integers as they are (a double would round those above 2^53); reals
+    // and words ("2.75", "1e300") by their whole part, within range.
+    const QVariant value = objectForKey(key);
+    bool ok = false;
+    const qint64 integer = value.typeId() == QMetaType::Double ? 0 : value.toLongLong(&ok);
+    if (ok)
+        return integer;
+    const double real = value.toDouble();
+    if (std::isnan(real))
+        return 0;
+    constexpr double kLimit = 9223372036854775808.0;  // 2^63
+    if (real >= kLimit)
+        return std::numeric_limits<qint64>::max();
+    return real < -kLimit ? std::numeric_limits<qint64>::min() : qint64(real);
 }
 
 double Preferences::doubleForKey(const QString &key) const {
