@@ -10,10 +10,6 @@ CharacterSet CharacterSet::whitespaceAndNewlines() {
     return CharacterSet([](QChar c) { return c.isSpace(); });
 }
 
-CharacterSet CharacterSet::letters() {
-    return CharacterSet([](QChar c) { return c.isLetter(); });
-}
-
 CharacterSet CharacterSet::decimalDigits() {
     return CharacterSet([](QChar c) { return c.isDigit(); });
 }

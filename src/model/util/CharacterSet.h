@@ -12,8 +12,6 @@ public:
     static CharacterSet of(QStringView characters);
     // Spaces, tabs, line and paragraph separators of any script.
     static CharacterSet whitespaceAndNewlines();
-    // Letters of any script.
-    static CharacterSet letters();
     // Decimal digits of any script.
     static CharacterSet decimalDigits();
 

@@ -43,7 +43,10 @@ std::optional<QString> indentedXML(const QByteArray &data) {
         reader.readNext();
         if (reader.hasError())
             return std::nullopt;
-        if (reader.isWhitespace())
+        // Whitespace is replaced by our indentation; a declaration is written
+        // only when the body had one.
+        if (reader.isWhitespace() ||
+            (reader.isStartDocument() && reader.documentVersion().isEmpty()))
             continue;
         if (reader.isStartElement()) {
             writer.writeStartElement(reader.qualifiedName().toString());
@@ -59,6 +62,9 @@ std::optional<QString> indentedXML(const QByteArray &data) {
             writer.writeCurrentToken(reader);
         }
     }
+    // Without a declaration the writer still starts the first element on a new line.
+    if (text.startsWith(QLatin1Char('\n')))
+        text.remove(0, 1);
     return text;
 }
 

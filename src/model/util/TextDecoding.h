@@ -24,7 +24,7 @@ std::optional<QString> stringFromData(const QByteArray &data, const QString &cha
 // The text is read as ASCII. "=" followed by a line break (LF, CR or CRLF) is a
 // soft line break and is dropped with it; "=" followed by two upper-case
 // hexadecimal digits is that byte; any other "=" is dropped, and what follows
-// it is copied as ordinary text.
+// it is copied as ordinary text. None for missing (null) text.
 std::optional<QString> stringFromQuotedPrintableString(const QString &text, const QString &charset);
 
 // Folded lines unfolded: carriage returns are dropped, a line feed followed by

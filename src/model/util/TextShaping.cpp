@@ -75,7 +75,7 @@ QString reshapedWords(const QString &text, const WordShape &shape) {
         if (!startsWord(text, i))
             continue;
         qsizetype end = i + 1;
-        while (end < text.size() && continuesWord(text, end) && !startsWord(text, end))
+        while (end < text.size() && continuesWord(text, end))
             ++end;
         words.append({i, end - i});
         i = end - 1;

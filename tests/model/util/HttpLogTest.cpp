@@ -9,8 +9,8 @@ namespace {
 
 class HttpLogTest : public testing::Test {
 protected:
+    // The capture restores the mask it found when it goes.
     HttpLogTest() { Log::setMask(LogFlagError | LogFlagWarning | LogFlagInfo | LogFlagDebug); }
-    ~HttpLogTest() override { Log::setMask(m_previousMask); }
 
     QStringList texts() const {
         QStringList texts;
@@ -28,8 +28,7 @@ protected:
                 "BEGIN:VCALENDAR\r\nEND:VCALENDAR\r\n"};
     }
 
-    LogCapture m_log;  // widens the mask while it exists; the fixture narrows it again
-    int m_previousMask = Log::mask();
+    LogCapture m_log;
 };
 
 TEST_F(HttpLogTest, RequestIsLoggedWithAuthorizationMaskedAndBodyWhenItsLevelIsOn) {
@@ -109,6 +108,18 @@ TEST(HttpLogBody, XmlBodiesAreIndentedWhenTheyParse) {
     // Already indented XML is not indented twice.
     EXPECT_EQ(HttpLog::bodyStringFromData(indented.toUtf8(), {{"Content-Type", "text/xml"}}),
               indented);
+    // Default namespaces, attributes and escaped calendar data survive.
+    EXPECT_EQ(HttpLog::bodyStringFromData(
+                  "<propfind xmlns=\"DAV:\" xmlns:C=\"urn:ietf:params:xml:ns:caldav\"><prop>"
+                  "<C:calendar-data C:content-type=\"text/calendar\">SUMMARY:A &amp; B &lt;x&gt;"
+                  "</C:calendar-data></prop></propfind>",
+                  {{"Content-Type", "text/xml; charset=\"utf-8\""}}),
+              "<propfind xmlns=\"DAV:\" xmlns:C=\"urn:ietf:params:xml:ns:caldav\">\n"
+              "  <prop>\n"
+              "    <C:calendar-data C:content-type=\"text/calendar\">SUMMARY:A &amp; B "
+              "&lt;x&gt;</C:calendar-data>\n"
+              "  </prop>\n"
+              "</propfind>\n");
     // Broken XML and XML without an XML content type are shown as they are.
     EXPECT_EQ(HttpLog::bodyStringFromData("<a><b></a>", {{"Content-Type", "text/xml"}}),
               "<a><b></a>");
