@@ -10,9 +10,13 @@
 LogFileManager::LogFileManager(const QString &logsDirectory, int maximumNumberOfLogFiles)
     : m_logsDirectory(logsDirectory), m_maximumNumberOfLogFiles(maximumNumberOfLogFiles) {}
 
-QStringList LogFileManager::sortedLogFilePaths() const {
+QFileInfoList LogFileManager::logFiles() const {
     const QString pattern = QLatin1String(kPrefix) + QStringLiteral("*") + QLatin1String(kSuffix);
-    QFileInfoList files = QDir(m_logsDirectory).entryInfoList({pattern}, QDir::Files);
+    return QDir(m_logsDirectory).entryInfoList({pattern}, QDir::Files);
+}
+
+QStringList LogFileManager::sortedLogFilePaths() const {
+    QFileInfoList files = logFiles();
     std::sort(files.begin(), files.end(), [](const QFileInfo &a, const QFileInfo &b) {
         const QDateTime ta = a.lastModified(), tb = b.lastModified();
         return ta != tb ? ta < tb : a.fileName() < b.fileName();
@@ -25,10 +29,10 @@ QStringList LogFileManager::sortedLogFilePaths() const {
 
 QString LogFileManager::generateShortUUID() const {
     QList<long> numbers;
-    for (const QString &name : QDir(m_logsDirectory).entryList(QDir::Files)) {
+    for (const QFileInfo &file : logFiles()) {
         bool ok = false;
-        const long number = name.mid(4, 6).toLong(&ok);
-        if (ok && name.size() >= 10)
+        const long number = file.fileName().mid(4, 6).toLong(&ok);
+        if (ok)
             numbers << number;
     }
     long largest = -1;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QFileInfo>
 #include <QString>
 #include <QStringList>
 
@@ -30,6 +31,9 @@ public:
     static constexpr char kSuffix[] = ".txt";
 
 private:
+    // The files named like log files, in no particular order.
+    QFileInfoList logFiles() const;
+
     QString m_logsDirectory;
     int m_maximumNumberOfLogFiles;
 };
