@@ -20,7 +20,8 @@ install_packages() {
     $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 }
 
-# build_tree DIR [CMAKE-ARGS...]: configures DIR once and builds it.
+# build_tree DIR [CMAKE-ARGS...]: configures DIR once and builds it (only the
+# target $BUILD_TARGET when that is set).
 build_tree() {
     local dir=$1
     shift
@@ -31,7 +32,7 @@ build_tree() {
             return 1
         }
     fi
-    cmake --build "$dir" >"$dir/build.log" 2>&1 || {
+    cmake --build "$dir" ${BUILD_TARGET:+--target "$BUILD_TARGET"} >"$dir/build.log" 2>&1 || {
         grep -v '^\[[0-9]*/[0-9]*\]' "$dir/build.log" >&2
         return 1
     }
