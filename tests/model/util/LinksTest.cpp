@@ -5,9 +5,9 @@
 
 namespace {
 
-QString detected(const QString &text) {
+std::string detected(const QString &text) {
     const std::optional<QUrl> url = detectedURL(text);
-    return url ? url->toString(QUrl::FullyEncoded) : QStringLiteral("(none)");
+    return url ? url->toString(QUrl::FullyEncoded).toStdString() : std::string("(none)");
 }
 
 TEST(Links, FindsWebLinksInEventNotes) {
