@@ -26,12 +26,15 @@ public:
 
     constexpr double secondsSinceReference() const { return m_seconds; }
     constexpr double secondsSince1970() const { return m_seconds + kSecondsFrom1970; }
-    QDateTime toDateTime() const;  // in UTC, with millisecond precision
+    // In UTC, rounded to the millisecond; invalid for an instant more than
+    // about 292 million years away, or one that is not a number.
+    QDateTime toDateTime() const;
 
     constexpr Date addingSeconds(double seconds) const { return Date(m_seconds + seconds); }
     constexpr double secondsSince(Date other) const { return m_seconds - other.m_seconds; }
 
-    // "yyyy-MM-ddTHH:mm:ss.zzzZ", for logs and diagnostics.
+    // "yyyy-MM-ddTHH:mm:ss.zzzZ", for logs and diagnostics; the number of
+    // seconds when there is no such time.
     QString description() const;
 
     constexpr auto operator<=>(const Date &) const = default;
