@@ -282,6 +282,8 @@ QList<ManagedObject *> Queries::syncableChildenForUID(const QString &uid) {
 }
 
 QList<ManagedObject *> Queries::remoteObjectsForRemoteID(const QString &remoteID) {
+    if (remoteID.isEmpty())
+        return {};
     return run(QStringLiteral("remoteObjectsForRemoteID"),
                {QStringLiteral("RemoteObject"), "%K == $ID", {QStringLiteral("remoteID")}},
                {{QStringLiteral("ID"), remoteID}});
@@ -298,9 +300,13 @@ QList<ManagedObject *> Queries::objectsInContainer(ManagedObject *calendar) {
 }
 
 QList<ManagedObject *> Queries::groupsFromService(ManagedObject *service) {
-    if (!service)
+    // A service without a uid owns no group (rather than every group
+    // without an owner).
+    const QString uid =
+        service ? service->valueForKey(QStringLiteral("uid")).toString() : QString();
+    if (uid.isEmpty())
         return {};
     return run(QStringLiteral("groupsFromService"),
                {QStringLiteral("CommonGroup"), "%K == $SERVICE", {QStringLiteral("ownerID")}},
-               {{QStringLiteral("SERVICE"), service->valueForKey(QStringLiteral("uid"))}});
+               {{QStringLiteral("SERVICE"), uid}});
 }

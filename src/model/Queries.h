@@ -49,5 +49,7 @@ public:
     static QList<ManagedObject *> syncableChildenForUID(const QString &uid);
     static QList<ManagedObject *> remoteObjectsForRemoteID(const QString &remoteID);
     static QList<ManagedObject *> objectsInContainer(ManagedObject *calendar);
+    // The calendar groups whose `ownerID` is the service's uid; none for a
+    // service without one.
     static QList<ManagedObject *> groupsFromService(ManagedObject *service);
 };

@@ -1,8 +1,11 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <QTemporaryDir>
 
+#include "model/ModelObject.h"
 #include "model/Queries.h"
+#include "model/RemoteServiceQueries.h"
 #include "model/Schema.h"
 #include "model/store/ManagedObjectContext.h"
 #include "model/store/PersistentStore.h"
@@ -118,4 +121,205 @@ TEST_F(QueriesTest, ContainersHeldByOtherServices) {
     EXPECT_EQ(Queries::syncableContainersForUID(QStringLiteral("C"), mine),
               QList<ManagedObject *>{copy});
     EXPECT_EQ(Queries::allSyncableContainersOwnedByUs().size(), 1);
+}
+
+TEST_F(QueriesTest, UnsavedChangesAreSeen) {
+    ManagedObject *kept = service(QStringLiteral("KEPT"), QStringLiteral("CalDAV Synchronization"));
+    ManagedObject *renamed =
+        service(QStringLiteral("OLD"), QStringLiteral("CalDAV Synchronization"));
+    ManagedObject *calendar = container(QStringLiteral("C"), nullptr);
+    ManagedObject *emptied = child(calendar, QStringLiteral("emptied"), true, 1);
+    m_context.save();
+
+    ManagedObject *fresh = service(QStringLiteral("NEW"), QStringLiteral("CalDAV Synchronization"));
+    renamed->setValue(QStringLiteral("uid"), QStringLiteral("RENAMED"));
+    m_context.deleteObject(kept);
+    m_context.deleteObject(emptied->objectForKey(QStringLiteral("objectData")));
+    ManagedObject *added = child(calendar, QStringLiteral("added"), true, 1);
+
+    EXPECT_EQ(Queries::remoteServiceForUID(QStringLiteral("NEW")), fresh);
+    EXPECT_EQ(Queries::remoteServiceForUID(QStringLiteral("RENAMED")), renamed);
+    EXPECT_EQ(Queries::remoteServiceForUID(QStringLiteral("OLD")), nullptr);
+    EXPECT_EQ(Queries::remoteServiceForUID(QStringLiteral("KEPT")), nullptr);
+    EXPECT_EQ(Queries::syncableObjectsInContainer(calendar, std::nullopt),
+              QList<ManagedObject *>{added})
+        << "the emptied child is a tombstone now";
+    EXPECT_THAT(Queries::allSyncableObjectsInContainer(calendar),
+                ::testing::UnorderedElementsAre(emptied, added));
+}
+
+TEST_F(QueriesTest, EmptyArgumentsFindNothing) {
+    ManagedObject *unnamed = m_context.insertNewObject(QStringLiteral("RemoteService"));
+    unnamed->setValue(QStringLiteral("uid"), QVariant());
+    ManagedObject *ownerless = m_context.insertNewObject(QStringLiteral("CalendarGroup"));
+    ManagedObject *named = service(QStringLiteral("S"), QStringLiteral("CalDAV Synchronization"));
+    ManagedObject *group = m_context.insertNewObject(QStringLiteral("CalendarGroup"));
+    group->setValue(QStringLiteral("ownerID"), QStringLiteral("S"));
+    ManagedObject *unmapped = m_context.insertNewObject(QStringLiteral("RemoteObject"));
+    m_context.save();
+    ASSERT_FALSE(ownerless->valueForKey(QStringLiteral("ownerID")).isValid());
+    ASSERT_FALSE(unmapped->valueForKey(QStringLiteral("remoteID")).isValid());
+
+    EXPECT_EQ(Queries::groupsFromService(named), QList<ManagedObject *>{group});
+    EXPECT_TRUE(Queries::groupsFromService(unnamed).isEmpty());
+    EXPECT_TRUE(Queries::groupsFromService(nullptr).isEmpty());
+    EXPECT_TRUE(Queries::remoteObjectsForRemoteID(QString()).isEmpty());
+    EXPECT_TRUE(Queries::extraDataWithUID(QString()).isEmpty());
+    EXPECT_TRUE(Queries::organizersWithMeetingUID(QString()).isEmpty());
+    EXPECT_TRUE(Queries::syncableContainersForUID(QString()).isEmpty());
+    EXPECT_TRUE(Queries::syncableChildenForUID(QString()).isEmpty());
+}
+
+// --- Questions about one service ----------------------------------------------
+
+namespace {
+
+using Service = RemoteServiceQueries;
+
+QSet<ManagedObject *> setOf(std::initializer_list<ManagedObject *> objects) {
+    return QSet<ManagedObject *>(objects.begin(), objects.end());
+}
+
+void setCalendar(ManagedObject *container, const char *key, const QVariant &value) {
+    container->objectForKey(QStringLiteral("objectData"))->setValue(QLatin1String(key), value);
+}
+
+}  // namespace
+
+TEST_F(QueriesTest, OwnedContainersPassTheSubscriptionAndVisibilityFilters) {
+    ManagedObject *owner = service(QStringLiteral("S"), QStringLiteral("Bonjour Subscription"));
+    ManagedObject *shown = container(QStringLiteral("shown"), owner);
+    setCalendar(shown, "localSubscription", 1);
+    ManagedObject *hidden = container(QStringLiteral("hidden"), owner);
+    setCalendar(hidden, "localSubscription", 2);
+    setCalendar(hidden, "localHidden", true);
+    ManagedObject *unsubscribed = container(QStringLiteral("unsubscribed"), owner);
+    ManagedObject *deleted = container(QStringLiteral("deleted"), owner);
+    m_context.deleteObject(deleted->objectForKey(QStringLiteral("objectData")));
+    m_context.save();
+
+    EXPECT_EQ(Service::ownedContainersWithFilter(owner, 0),
+              (QList<ManagedObject *>{shown, hidden, unsubscribed}));
+    EXPECT_EQ(Service::ownedContainersWithFilter(owner, 1),
+              (QList<ManagedObject *>{shown, hidden}));
+    EXPECT_EQ(Service::ownedContainersWithFilter(owner, 2), QList<ManagedObject *>{shown});
+    EXPECT_EQ(Service::ownedContainersWithFilter(owner, 3),
+              (QList<ManagedObject *>{shown, hidden}));
+    EXPECT_TRUE(Service::ownedContainersWithFilter(owner, -1).isEmpty());
+    EXPECT_TRUE(Service::ownedContainersWithFilter(nullptr, 0).isEmpty());
+
+    ManagedObject *lapsed = service(QStringLiteral("L"), QStringLiteral("Bonjour Subscription"));
+    container(QStringLiteral("old"), lapsed);
+    EXPECT_TRUE(Service::ownedContainersMatchFilter(owner, 2));
+    EXPECT_TRUE(Service::ownedContainersMatchFilter(lapsed, 0));
+    EXPECT_FALSE(Service::ownedContainersMatchFilter(lapsed, 1));
+    EXPECT_FALSE(Service::ownedContainersMatchFilter(lapsed, -1));
+
+    EXPECT_EQ(Service::ownedContainerWithUID(owner, QStringLiteral("hidden")), hidden);
+    EXPECT_EQ(Service::ownedContainerWithUID(owner, QStringLiteral("old")), nullptr);
+    EXPECT_EQ(Service::containersOwnedByService(owner),
+              setOf({shown->objectForKey(QStringLiteral("objectData")),
+                     hidden->objectForKey(QStringLiteral("objectData")),
+                     unsubscribed->objectForKey(QStringLiteral("objectData"))}));
+}
+
+TEST_F(QueriesTest, WherePublishedCalendarsGo) {
+    ManagedObject *owner = service(QStringLiteral("S"), QStringLiteral("CalDAV Synchronization"));
+    ManagedObject *exchange =
+        service(QStringLiteral("X"), QStringLiteral("Exchange Synchronization"));
+    ManagedObject *publisher = m_context.insertNewObject(QStringLiteral("BonjourPublisher"));
+    ManagedObject *both = container(QStringLiteral("both"), owner);
+    both->addObject(QStringLiteral("publishedTo"), publisher);
+    both->addObject(QStringLiteral("publishedTo"), exchange);
+    ManagedObject *bonjour = container(QStringLiteral("bonjour"), owner);
+    bonjour->addObject(QStringLiteral("publishedTo"), publisher);
+    container(QStringLiteral("private"), owner);
+    container(QStringLiteral("elsewhere"), exchange)
+        ->addObject(QStringLiteral("publishedTo"), owner);
+    m_context.save();
+
+    EXPECT_EQ(Service::ownedContainersPublishedToService(owner, publisher), setOf({both, bonjour}));
+    EXPECT_EQ(Service::ownedContainersPublishedToService(owner, exchange), setOf({both}));
+    EXPECT_TRUE(Service::ownedContainersPublishedToService(owner, nullptr).isEmpty());
+    EXPECT_EQ(Service::servicesPublishedTo(owner), setOf({publisher, exchange}));
+    EXPECT_EQ(Service::servicesPublishedTo(exchange), setOf({owner}));
+    EXPECT_EQ(Service::publicContainerWithUID(publisher, QStringLiteral("bonjour")), bonjour);
+    EXPECT_EQ(Service::publicContainerWithUID(publisher, QStringLiteral("private")), nullptr);
+}
+
+TEST_F(QueriesTest, FileAttachmentsOfTheServicesItems) {
+    ManagedObject *owner = service(QStringLiteral("S"), QStringLiteral("CalDAV Synchronization"));
+    ManagedObject *other = service(QStringLiteral("O"), QStringLiteral("CalDAV Synchronization"));
+    const auto attach = [&](ManagedObject *container, const char *entity) {
+        ManagedObject *item = child(container, QStringLiteral("item"), true, 1);
+        ManagedObject *attachment = m_context.insertNewObject(QLatin1String(entity));
+        attachment->setObject(QStringLiteral("parentObject"),
+                              item->objectForKey(QStringLiteral("objectData")));
+        return attachment;
+    };
+    ManagedObject *calendar = container(QStringLiteral("C"), owner);
+    ManagedObject *first = attach(calendar, "FileAttachment");
+    ManagedObject *second = attach(calendar, "FileAttachment");
+    attach(calendar, "Attachment");
+    attach(container(QStringLiteral("D"), other), "FileAttachment");
+    attach(container(QStringLiteral("E"), nullptr), "FileAttachment");
+    ManagedObject *loose = m_context.insertNewObject(QStringLiteral("FileAttachment"));
+    m_context.save();
+    ASSERT_EQ(Queries::allFileAttachments().size(), 5);
+    ASSERT_TRUE(Queries::allFileAttachments().contains(loose));
+
+    EXPECT_EQ(Service::ownedFileAttachments(owner), setOf({first, second}));
+    EXPECT_EQ(Service::ownedFileAttachments(nullptr), QSet<ManagedObject *>());
+}
+
+TEST_F(QueriesTest, WithdrawnCalendarsReachSubscribersAsDeletions) {
+    ManagedObject *publisher = m_context.insertNewObject(QStringLiteral("BonjourPublisher"));
+    const auto publish = [&](const char *uid, bool live, double received) {
+        ManagedObject *published = container(QLatin1String(uid), nullptr);
+        published->addObject(QStringLiteral("publishedTo"), publisher);
+        if (!live)
+            m_context.deleteObject(published->objectForKey(QStringLiteral("objectData")));
+        published->setValue(QStringLiteral("localReceivedTime"),
+                            QVariant::fromValue(Date(received)));
+        return published;
+    };
+    const auto withdraw = [&](const char *uid, const char *entity, double when) {
+        ManagedObject *record = m_context.insertNewObject(QStringLiteral("UnpublishedContainer"));
+        record->setValue(QStringLiteral("uid"), QLatin1String(uid));
+        record->setValue(QStringLiteral("containerEntityName"), QLatin1String(entity));
+        record->setValue(QStringLiteral("lastModTime"), QVariant::fromValue(Date(when)));
+        record->setObject(QStringLiteral("publisher"), publisher);
+    };
+    ManagedObject *old = publish("old", true, 100);
+    ManagedObject *recent = publish("recent", true, 300);
+    ManagedObject *deleted = publish("deleted", false, 400);
+    withdraw("gone", "SyncableCalendar", 350);
+    withdraw("long-gone", "SyncableCalendar", 50);
+    withdraw("garbled", "Calendar", 500);
+    m_context.save();
+
+    EXPECT_EQ(Service::publicContainers(publisher), (QList<ManagedObject *>{old, recent}));
+    const auto none = Service::publicContainersReceivedSince(publisher, std::nullopt);
+    EXPECT_EQ(none.containers, (QList<ManagedObject *>{old, recent}));
+    EXPECT_EQ(none.withdrawals, nullptr);
+
+    LogCapture log;
+    const Service::PublicContainers since =
+        Service::publicContainersReceivedSince(publisher, Date(200));
+    ASSERT_EQ(since.containers.size(), 3);
+    EXPECT_EQ(since.containers[0], recent);
+    EXPECT_EQ(since.containers[1], deleted);
+    ManagedObject *gone = since.containers[2];
+    EXPECT_EQ(gone->entityName(), QStringLiteral("SyncableCalendar"));
+    EXPECT_EQ(gone->valueForKey(QStringLiteral("uid")), QStringLiteral("gone"));
+    EXPECT_EQ(gone->valueForKey(QStringLiteral("lastModTime")).value<Date>(), Date(350));
+    EXPECT_EQ(gone->objectForKey(QStringLiteral("objectData")), nullptr);
+    EXPECT_TRUE(log.contains(QStringLiteral(
+        "RemoteServiceQueries: withdrawn container garbled has no container entity Calendar")));
+
+    // The stand-in is never part of the store.
+    EXPECT_NE(gone->managedObjectContext(), &m_context);
+    EXPECT_FALSE(m_context.hasChanges());
+    m_context.save();
+    EXPECT_TRUE(Queries::syncableContainersForUID(QStringLiteral("gone")).isEmpty());
 }
