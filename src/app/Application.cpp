@@ -13,6 +13,8 @@
 #include "model/foundation/Preferences.h"
 #include "model/foundation/PropertyList.h"
 #include "model/foundation/StartMode.h"
+#include "time/CalendarDates.h"
+#include "time/TimeZoneUtilities.h"
 
 #ifndef MEROVAN_VERSION
 #define MEROVAN_VERSION "0.0.0"
@@ -23,6 +25,11 @@
 
 Application::Application(int &argc, char **argv) : m_app(argc, argv) {
     Q_INIT_RESOURCE(app);  // the resources live in a static library
+    // Stored dates name their zones as the files and servers they came from
+    // did: Windows and display names resolve from the first read on, and
+    // adding an interval to a calendar date keeps its zone.
+    TimeZoneUtilities::installNameTranslation();
+    CalendarDates::fixDateByAddingTimeInterval();
     QCoreApplication::setApplicationName(QLatin1String(Paths::kProductName));
     QCoreApplication::setApplicationVersion(version());
 }
