@@ -219,6 +219,21 @@ TEST(ICalTimeConversion, IsraelAndFixedOffsetsComeLast) {
     EXPECT_TRUE(log.contains(QStringLiteral("TimeZones: unknown time zone Caf\u00e9 Zone")));
 }
 
+TEST(ICalTimeConversion, OffsetsComeBeforeEveryLastResort) {
+    ScopedManualClock clock(utc(2024, 5, 1));
+    ScopedSystemZone system("Etc/UTC");
+    // Names that look like something known but are not: the offsets and the
+    // rules decide, not the word "Israel" nor the display name's own offset.
+    for (const char *tzid : {"Israel-like Central European", "(UTC+01:00) Nowhere, Elsewhere"}) {
+        const ICalZone central =
+            zoneFromVTimezone(vtimezone(tzid, "+0100", "+0200", "FREQ=YEARLY;BYMONTH=10;BYDAY=-1SU",
+                                        "FREQ=YEARLY;BYMONTH=3;BYDAY=-1SU"));
+        const std::optional<QTimeZone> found = timeZoneFromICalTimeZone(central.get());
+        ASSERT_TRUE(found) << tzid;
+        expectSameOffsetsFor(*found, zone("Europe/Berlin"), 2023, 2025);
+    }
+}
+
 TEST(ICalTimeConversion, AnswersAreCachedPerTzid) {
     const ICalZone first = zoneFromVTimezone(fixedVTimezone("Cached Zone", "+0300"));
     const ICalZone second = zoneFromVTimezone(fixedVTimezone("Cached Zone", "+0400"));

@@ -108,6 +108,25 @@ TEST_F(WindowsZoneNames, EveryListedZoneTranslatesToItsWindowsName) {
     }
 }
 
+// Qt carries its own copy of the CLDR mapping: a second source, built
+// independently of the table's resource file, that must agree both ways.
+TEST_F(WindowsZoneNames, TheTableAgreesWithQtsZoneData) {
+    for (auto entry = cldr().defaultZone.constBegin(); entry != cldr().defaultZone.constEnd();
+         ++entry) {
+        EXPECT_EQ(TimeZoneUtilities::translateMacWindowsTimeZoneName(entry.key()),
+                  QString::fromUtf8(QTimeZone::windowsIdToDefaultIanaId(entry.key().toUtf8())))
+            << entry.key().toStdString();
+    }
+    for (const QByteArray &id : QTimeZone::availableTimeZoneIds()) {
+        const QByteArray windowsName = QTimeZone::ianaIdToWindowsId(id);
+        if (windowsName.isEmpty())
+            continue;
+        EXPECT_EQ(TimeZoneUtilities::translateMacWindowsTimeZoneName(QString::fromUtf8(id)),
+                  QString::fromUtf8(windowsName))
+            << id.constData();
+    }
+}
+
 TEST_F(WindowsZoneNames, CurrentSpellingsOfRenamedZonesFindTheirWindowsName) {
     // The CLDR lists these zones under their older names.
     const std::pair<const char *, const char *> renamed[] = {
