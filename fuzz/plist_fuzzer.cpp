@@ -25,8 +25,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     }
     checkStable(PropertyList::toData(value, PropertyList::Format::Binary),
                 PropertyList::Format::Binary);
-    // XML refuses some values that binary lists hold (control characters,
-    // dates outside the years 1 to 9999).
+    // Whatever was read writes as a binary list (an Error escaping above is a
+    // finding); XML refuses strings with characters XML 1.0 cannot carry.
     QByteArray xml;
     try {
         xml = PropertyList::toData(value, PropertyList::Format::Xml);

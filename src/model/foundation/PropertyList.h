@@ -12,14 +12,24 @@
 //   real        <-> double             boolean <-> bool
 //   date        <-> Date               UID    <-> PropertyList::UID
 // Archived attribute values, sync data, peer payloads and the property-list
-// files of the program all go through these functions.
+// files of the program all go through these functions; libplist reads and
+// writes the bytes.
 //
-// Binary lists keep every value exactly. XML dates carry whole seconds (a
-// date is written as the second it falls in) and must lie in the years 1 to
-// 9999; XML UIDs are written as {"CF$UID" = n}, the form keyed archives use.
+// What a list can hold:
+// - Dates lie from 1932-12-13T20:45:52Z to 2069-01-19T03:14:07Z (whole
+//   seconds from 2001 that fit in 32 bits). A date outside that range, or one
+//   that is not finite, raises Error when writing and when reading.
+// - Binary lists keep dates to the microsecond (also before 2001) and every
+//   other value exactly. XML lists carry whole seconds: a date is written as
+//   the second it falls in.
+// - Strings never hold U+0000 or a lone surrogate; XML strings and keys only
+//   hold the characters XML 1.0 can carry. Others raise Error when writing.
+// - XML writes -0.0 as 0.0, and a UID as {"CF$UID" = n}, which XML reads
+//   back as a UID.
 // Lists read from untrusted bytes never crash the reader: anything that is not
-// a well-formed list, that nests deeper than kMaximumDepth, holds a cycle or
-// expands to far more values than its size allows, raises Error.
+// a well-formed list, that nests deeper than kMaximumDepth, holds a cycle,
+// expands to far more than its size, or is XML that declares or refers to
+// entities or is not in UTF-8, raises Error.
 namespace PropertyList {
 
 enum class Format { Xml, Binary };
@@ -46,7 +56,8 @@ QVariant fromData(const QByteArray &data);
 // As fromData, but returns no value and sets *error instead of throwing.
 QVariant fromData(const QByteArray &data, QString *error);
 // Throws PropertyList::Error for a value a list cannot hold (no value, a type
-// outside the table above, a date that is not finite, too deep a nesting).
+// outside the table above, a date outside the range, a string the format
+// cannot carry, too deep a nesting).
 QByteArray toData(const QVariant &value, Format format = Format::Binary);
 
 // What a value is written as. Signed integer types and unsigned ones up to

@@ -1,0 +1,256 @@
+#include "model/foundation/PropertyListGuard.h"
+
+#include <QXmlStreamReader>
+#include <algorithm>
+#include <vector>
+
+#include "model/foundation/PropertyList.h"
+
+namespace PropertyListGuard {
+namespace {
+
+using PropertyList::Error;
+using PropertyList::kMaximumDepth;
+
+[[noreturn]] void fail(const QString &message) {
+    throw Error(message.toStdString());
+}
+
+// The layout of "bplist00" data: the header, objects, a table of their
+// offsets, and a trailer saying where the table is and how wide its numbers
+// are. Objects start with a marker byte: a type in the high nibble and a
+// length (or 0xF and an integer object holding the length) in the low one.
+constexpr quint64 kHeaderSize = 8;
+constexpr quint64 kTrailerSize = 32;
+constexpr int kData = 0x4, kAsciiString = 0x5, kUtf16String = 0x6, kArray = 0xA, kSet = 0xC,
+              kDictionary = 0xD;
+
+// What reading a value costs beyond its bytes, and how many times the data's
+// size (plus an allowance for small lists) reading may cost in all: without
+// shared containers a list costs at most 17 times its size.
+constexpr quint64 kValueCost = 16;
+constexpr quint64 kExpansionFactor = 32;
+constexpr quint64 kExpansionAllowance = 1 << 20;
+
+class BinaryCheck {
+public:
+    explicit BinaryCheck(const QByteArray &data);
+    void run() { visit(m_top, 0); }
+
+private:
+    // One object: its own bytes, and where its references start and how many.
+    struct Object {
+        quint64 size = 0;
+        quint64 references = 0;
+        quint64 referenceCount = 0;
+        bool container = false;
+    };
+    // What reading an object costs with everything it refers to, and how many
+    // containers nest in it (itself included).
+    struct Extent {
+        quint64 cost = 0;
+        int height = 0;
+    };
+    enum class State : quint8 { Unvisited, Visiting, Visited };
+
+    quint64 number(quint64 at, int size) const;
+    Object objectAt(quint64 index) const;
+    quint64 length(quint64 index, int info, quint64 &at) const;
+    Extent visit(quint64 index, int depth);
+
+    const uchar *m_bytes;
+    quint64 m_size;
+    int m_offsetSize = 0;
+    int m_referenceSize = 0;
+    quint64 m_count = 0;
+    quint64 m_top = 0;
+    quint64 m_table = 0;
+    std::vector<State> m_states;
+    std::vector<Extent> m_extents;
+};
+
+BinaryCheck::BinaryCheck(const QByteArray &data)
+    : m_bytes(reinterpret_cast<const uchar *>(data.constData())), m_size(quint64(data.size())) {
+    if (m_size <= kHeaderSize + kTrailerSize)
+        fail(QStringLiteral("binary property list is too short"));
+    const quint64 trailer = m_size - kTrailerSize;
+    m_offsetSize = m_bytes[trailer + 6];
+    m_referenceSize = m_bytes[trailer + 7];
+    if (m_offsetSize < 1 || m_offsetSize > 8 || m_referenceSize < 1 || m_referenceSize > 8)
+        fail(QStringLiteral(
+                 "binary property list has offsets of %1 bytes and references of %2 bytes")
+                 .arg(m_offsetSize)
+                 .arg(m_referenceSize));
+    m_count = number(trailer + 8, 8);
+    m_top = number(trailer + 16, 8);
+    m_table = number(trailer + 24, 8);
+    if (m_count == 0)
+        fail(QStringLiteral("binary property list holds no objects"));
+    if (m_top >= m_count)
+        fail(QStringLiteral("binary property list names object %1 of %2 as its top object")
+                 .arg(m_top)
+                 .arg(m_count));
+    if (m_table < kHeaderSize || m_table > trailer ||
+        m_count > (trailer - m_table) / quint64(m_offsetSize))
+        fail(QStringLiteral("binary property list has an offset table of %1 entries at %2, which "
+                            "does not fit in its %3 bytes")
+                 .arg(m_count)
+                 .arg(m_table)
+                 .arg(m_size));
+    m_states.resize(m_count, State::Unvisited);
+    m_extents.resize(m_count);
+}
+
+quint64 BinaryCheck::number(quint64 at, int size) const {
+    quint64 value = 0;
+    for (int i = 0; i < size; ++i)
+        value = (value << 8) | m_bytes[at + quint64(i)];
+    return value;
+}
+
+// The length in the marker's low nibble `info`, or in the integer object
+// after the marker; `at` moves past what was read.
+quint64 BinaryCheck::length(quint64 index, int info, quint64 &at) const {
+    if (info != 0xF)
+        return quint64(info);
+    const int width = at < m_table ? 1 << (m_bytes[at] & 0x0F) : 0;
+    if (width == 0 || (m_bytes[at] & 0xF0) != 0x10 || width > 8 || quint64(width) >= m_table - at)
+        fail(QStringLiteral("binary property list object %1 has a malformed length").arg(index));
+    const quint64 value = number(at + 1, width);
+    at += 1 + quint64(width);
+    return value;
+}
+
+BinaryCheck::Object BinaryCheck::objectAt(quint64 index) const {
+    const quint64 start = number(m_table + index * quint64(m_offsetSize), m_offsetSize);
+    if (start < kHeaderSize || start >= m_table)
+        fail(QStringLiteral("binary property list object %1 lies at %2, outside the objects")
+                 .arg(index)
+                 .arg(start));
+    const int type = m_bytes[start] >> 4, info = m_bytes[start] & 0x0F;
+    quint64 at = start + 1;
+    quint64 payload = 0;
+    Object object;
+    switch (type) {
+        case kData:
+        case kAsciiString:
+            payload = length(index, info, at);
+            break;
+        case kUtf16String:
+            payload = length(index, info, at);
+            payload = payload > m_table ? m_table : 2 * payload;
+            break;
+        case kArray:
+        case kSet:
+            object.container = true;
+            object.referenceCount = length(index, info, at);
+            break;
+        case kDictionary:
+            object.container = true;
+            object.referenceCount = length(index, info, at);
+            object.referenceCount =
+                object.referenceCount > m_table ? m_table : 2 * object.referenceCount;
+            break;
+        default:  // a scalar of at most 16 bytes, which libplist bounds itself
+            break;
+    }
+    const quint64 room = m_table - at;
+    if (payload > room || object.referenceCount > room / quint64(m_referenceSize))
+        fail(QStringLiteral("binary property list object %1 runs past the end of the objects")
+                 .arg(index));
+    // libplist cuts strings at U+0000, or asserts on keys holding it.
+    if (type == kAsciiString || type == kUtf16String) {
+        const int width = type == kAsciiString ? 1 : 2;
+        for (quint64 i = at; i < at + payload; i += quint64(width)) {
+            if (number(i, width) == 0)
+                fail(QStringLiteral("binary property list object %1 holds the character U+0000")
+                         .arg(index));
+        }
+    }
+    object.references = at;
+    object.size = at - start + payload + object.referenceCount * quint64(m_referenceSize);
+    return object;
+}
+
+BinaryCheck::Extent BinaryCheck::visit(quint64 index, int depth) {
+    if (m_states[index] == State::Visiting)
+        fail(QStringLiteral("binary property list has a cycle through object %1").arg(index));
+    if (m_states[index] == State::Unvisited) {
+        m_states[index] = State::Visiting;
+        const Object object = objectAt(index);
+        if (object.container && depth >= kMaximumDepth)
+            fail(QStringLiteral("binary property list is nested too deeply"));
+        Extent extent{object.size + kValueCost, object.container ? 1 : 0};
+        const quint64 limit = kExpansionFactor * m_size + kExpansionAllowance;
+        for (quint64 i = 0; i < object.referenceCount; ++i) {
+            const quint64 child =
+                number(object.references + i * quint64(m_referenceSize), m_referenceSize);
+            if (child >= m_count)
+                fail(QStringLiteral("binary property list refers to object %1 of %2")
+                         .arg(child)
+                         .arg(m_count));
+            const Extent inner = visit(child, depth + 1);
+            extent.cost += inner.cost;
+            extent.height = std::max(extent.height, inner.height + 1);
+            if (extent.cost > limit)
+                fail(QStringLiteral("binary property list expands to more than %1 times its size")
+                         .arg(kExpansionFactor));
+        }
+        m_extents[index] = extent;
+        m_states[index] = State::Visited;
+    }
+    // A shared object first met higher up may nest too deeply where it is
+    // met again.
+    if (depth + m_extents[index].height > kMaximumDepth)
+        fail(QStringLiteral("binary property list is nested too deeply"));
+    return m_extents[index];
+}
+
+}  // namespace
+
+void checkXml(const QByteArray &data) {
+    if (data.contains('\0'))
+        fail(QStringLiteral("XML property list holds a NUL byte"));
+    QXmlStreamReader reader(data);
+    const auto line = [&] { return QStringLiteral(" (line %1)").arg(reader.lineNumber()); };
+    int depth = 0;
+    while (!reader.atEnd() && !reader.hasError()) {
+        switch (reader.readNext()) {
+            case QXmlStreamReader::StartDocument: {
+                const QString encoding = reader.documentEncoding().toString();
+                if (!encoding.isEmpty() &&
+                    encoding.compare(QLatin1String("UTF-8"), Qt::CaseInsensitive) != 0)
+                    fail(QStringLiteral("XML property list is in the encoding %1, not UTF-8")
+                             .arg(encoding));
+                break;
+            }
+            case QXmlStreamReader::DTD:
+                if (!reader.entityDeclarations().isEmpty())
+                    fail(QStringLiteral("XML property list declares entities") + line());
+                break;
+            case QXmlStreamReader::EntityReference:
+                fail(QStringLiteral("XML property list refers to the entity &%1;")
+                         .arg(reader.name()) +
+                     line());
+            case QXmlStreamReader::StartElement:
+                // One more for the <plist> element around the value.
+                if (++depth > kMaximumDepth + 1)
+                    fail(QStringLiteral("XML property list is nested too deeply") + line());
+                break;
+            case QXmlStreamReader::EndElement:
+                --depth;
+                break;
+            default:
+                break;
+        }
+    }
+    if (reader.hasError())
+        fail(QStringLiteral("XML property list is not well formed: %1").arg(reader.errorString()) +
+             line());
+}
+
+void checkBinary(const QByteArray &data) {
+    BinaryCheck(data).run();
+}
+
+}  // namespace PropertyListGuard
