@@ -25,6 +25,13 @@ void CurrentUser::setNameProvider(NameProvider provider) {
 }
 
 QString CurrentUser::accountName() {
+    // Every local change asks for the name, and the password database is a
+    // file read each time, so the account's name is looked up once.
+    static const QString name = lookUpAccountName();
+    return name;
+}
+
+QString CurrentUser::lookUpAccountName() {
     if (const passwd *entry = getpwuid(getuid())) {
         // The full name is the first comma-separated field of the comment.
         const QString fullName = QString::fromLocal8Bit(entry->pw_gecos ? entry->pw_gecos : "")

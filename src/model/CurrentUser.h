@@ -15,5 +15,9 @@ public:
     // An empty provider restores the default.
     static void setNameProvider(NameProvider provider);
     // The account's full name, else its login name, else empty.
+    // Looked up once per process.
     static QString accountName();
+
+private:
+    static QString lookUpAccountName();
 };

@@ -31,6 +31,7 @@ struct EntityRow {
     Behaviour behaviour;
     Attributes attributes;
     std::vector<R> relationships;
+    std::vector<ManagedObjectModel::RangeIndexSpec> rangeIndexes = {};
 };
 
 // Attributes that sibling entities share.
@@ -169,7 +170,9 @@ const std::vector<EntityRow> &entityTable() {
           {"localFirstDay", K::Integer, kIndexed},
           {"localLastDay", K::Integer, kIndexed},
           {"localOrphaned", K::Boolean}},
-         {R{"parentContainerDirect", "Calendar", "childrenDirect"}}},
+         {R{"parentContainerDirect", "Calendar", "childrenDirect"}},
+         // The calendar views ask for the items overlapping a range of days.
+         {{"localFirstDay", "localLastDay"}}},
         {"Event",
          "CommonChild",
          false,
@@ -374,7 +377,7 @@ const BuiltModel &builtModel() {
                                       (attribute.flags & kTransient) != 0,
                                       (attribute.flags & kIndexed) != 0});
             specs.push_back({row.name, row.parent, row.isAbstract, std::move(attributes),
-                             row.relationships, factoryFor(row.behaviour)});
+                             row.relationships, factoryFor(row.behaviour), row.rangeIndexes});
         }
         BuiltModel result;
         result.model =

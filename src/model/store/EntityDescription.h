@@ -31,6 +31,15 @@ public:
     }
     int propertyCount() const { return int(m_properties.size()); }
 
+    // Two integer attributes indexed together as a range, so that the rows
+    // whose range overlaps a given one ("low <= b AND high >= a") are found
+    // without reading the others. Inherited ones included.
+    struct RangeIndex {
+        const PropertyDescription *low;
+        const PropertyDescription *high;
+    };
+    const QList<RangeIndex> &rangeIndexes() const { return m_rangeIndexes; }
+
 private:
     friend class ManagedObjectModel;
 
@@ -43,4 +52,5 @@ private:
     QList<const EntityDescription *> m_family;
     std::vector<const PropertyDescription *> m_properties;
     QHash<QString, const PropertyDescription *> m_byName;
+    QList<RangeIndex> m_rangeIndexes;
 };

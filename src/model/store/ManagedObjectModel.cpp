@@ -33,6 +33,7 @@ ManagedObjectModel::ManagedObjectModel(QString versionIdentifier,
             entity.m_root = parent->m_root;
             entity.m_properties = parent->m_properties;
             entity.m_byName = parent->m_byName;
+            entity.m_rangeIndexes = parent->m_rangeIndexes;
             parent->m_subentities.append(&entity);
         }
         for (auto *ancestor = &entity; ancestor;
@@ -65,6 +66,18 @@ ManagedObjectModel::ManagedObjectModel(QString versionIdentifier,
             property.isToMany = relationship.isToMany;
             property.deleteRule = relationship.deleteRule;
             addProperty(std::move(property));
+        }
+        for (const RangeIndexSpec &range : spec.rangeIndexes) {
+            const PropertyDescription *low = entity.property(QLatin1String(range.low));
+            const PropertyDescription *high = entity.property(QLatin1String(range.high));
+            const auto isInteger = [](const PropertyDescription *p) {
+                return p && p->isAttribute() && !p->isTransient &&
+                       p->type == AttributeType::Integer;
+            };
+            if (!isInteger(low) || !isInteger(high))
+                invalid(QStringLiteral("%1: range index %2-%3 needs two stored integers")
+                            .arg(name, QLatin1String(range.low), QLatin1String(range.high)));
+            entity.m_rangeIndexes.append(EntityDescription::RangeIndex{low, high});
         }
         m_entities.append(&entity);
         m_byName.insert(name, &entity);
@@ -133,6 +146,9 @@ QByteArray ManagedObjectModel::schemaHash() const {
                              .arg(property->isToMany)
                              .toUtf8());
         }
+        for (const EntityDescription::RangeIndex &range : entity->rangeIndexes())
+            hash.addData(
+                QStringLiteral("|range:%1:%2").arg(range.low->name, range.high->name).toUtf8());
     }
     return hash.result().toHex();
 }

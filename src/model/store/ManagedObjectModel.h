@@ -34,6 +34,11 @@ public:
     // Makes the in-memory object of an entity (the behaviour class).
     using ObjectFactory =
         std::function<ManagedObject *(const EntityDescription *, ManagedObjectContext *)>;
+    // Two integer attributes that bound a range (a first and a last day).
+    struct RangeIndexSpec {
+        const char *low;
+        const char *high;
+    };
     struct EntitySpec {
         const char *name;
         const char *parent;  // nullptr for a root entity
@@ -41,6 +46,7 @@ public:
         std::vector<AttributeSpec> attributes;
         std::vector<RelationshipSpec> relationships;
         ObjectFactory factory;  // empty: inherit the parent's, or plain ManagedObject
+        std::vector<RangeIndexSpec> rangeIndexes;  // attributes of this entity or a parent
     };
 
     ManagedObjectModel(QString versionIdentifier, const std::vector<EntitySpec> &specs);

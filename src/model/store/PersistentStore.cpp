@@ -3,6 +3,8 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QSet>
+#include <algorithm>
+#include <limits>
 
 #include "model/foundation/Log.h"
 #include "model/store/StoreError.h"
@@ -215,6 +217,15 @@ void PersistentStore::ensureTables() {
         }
         db.execute(QStringLiteral("CREATE INDEX IF NOT EXISTS %1 ON %2(Z_ENT)")
                        .arg(quoted(layout.table + QStringLiteral("_Z_ENT")), table));
+        QSet<QString> ranges;
+        for (const EntityDescription *entity : it.key()->selfAndDescendants()) {
+            for (const EntityDescription::RangeIndex &range : entity->rangeIndexes()) {
+                if (!ranges.contains(rangeIndexTable(range))) {
+                    ranges.insert(rangeIndexTable(range));
+                    ensureRangeIndex(range);
+                }
+            }
+        }
     }
     for (const EntityDescription *entity : m_model->entities()) {
         for (const PropertyDescription *property : entity->properties()) {
@@ -228,6 +239,45 @@ void PersistentStore::ensureTables() {
                     .arg(quoted(join), quoted(join + QStringLiteral("_Z_TARGET"))));
         }
     }
+}
+
+QString PersistentStore::rangeIndexTable(const EntityDescription::RangeIndex &range) {
+    return QStringLiteral("%1_%2_%3")
+        .arg(range.low->entity->root()->name(), range.low->name, range.high->name);
+}
+
+void PersistentStore::ensureRangeIndex(const EntityDescription::RangeIndex &range) {
+    SqliteConnection &db = *m_connection;
+    const QString tree = rangeIndexTable(range);
+    if (db.queryValue(QStringLiteral("SELECT 1 FROM sqlite_master WHERE name = '%1'").arg(tree))
+            .isValid())
+        return;
+    const QString table = quoted(range.low->entity->root()->name());
+    const QString low = quoted(range.low->name);
+    const QString high = quoted(range.high->name);
+    // Rows already there (a store made before the index) go in as saving
+    // would put them.
+    const auto clamped = [](const QString &value) {
+        return QStringLiteral("max(-2147483648, min(2147483647, %1))").arg(value);
+    };
+    const QString both = low + QStringLiteral(", ") + high;
+    db.execute(QStringLiteral("CREATE VIRTUAL TABLE %1 USING rtree_i32(id, low, high);"
+                              "INSERT INTO %1 SELECT Z_PK, %3, %4 FROM %2 WHERE %5 IS NOT NULL "
+                              "AND %6 IS NOT NULL")
+                   .arg(quoted(tree), table, clamped(QStringLiteral("min(%1)").arg(both)),
+                        clamped(QStringLiteral("max(%1)").arg(both)), low, high));
+}
+
+std::optional<std::pair<qint64, qint64>> PersistentStore::rangeIndexEntry(const QVariant &low,
+                                                                          const QVariant &high) {
+    if (!low.isValid() || low.isNull() || !high.isValid() || high.isNull())
+        return std::nullopt;
+    const auto clamped = [](qint64 value) {
+        return std::clamp<qint64>(value, std::numeric_limits<qint32>::min(),
+                                  std::numeric_limits<qint32>::max());
+    };
+    const qint64 a = clamped(low.toLongLong()), b = clamped(high.toLongLong());
+    return std::pair{std::min(a, b), std::max(a, b)};
 }
 
 void PersistentStore::initPrimaryKeys() {

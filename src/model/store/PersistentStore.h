@@ -5,6 +5,8 @@
 #include <QString>
 #include <QVariantMap>
 #include <memory>
+#include <optional>
+#include <utility>
 #include <vector>
 
 #include "model/store/ManagedObjectModel.h"
@@ -68,6 +70,15 @@ public:
     // Whether the many-to-many relationship's rows keep the source in column
     // "Z_SOURCE" (true) or in "Z_TARGET" (the inverse side is stored).
     bool isStoredSide(const PropertyDescription *relationship) const;
+    // The R*Tree of a range index: a row (id, low, high) for every row of the
+    // family's table whose range is set, with id its Z_PK. Saving keeps it up
+    // to date. The tree holds 32-bit integers: values beyond are clamped, and
+    // a range with low > high is kept as (high, low), so that the tree finds
+    // a superset of the rows whose range overlaps a given one.
+    static QString rangeIndexTable(const EntityDescription::RangeIndex &range);
+    // The tree's (low, high) for a row's two values; none when one is unset.
+    static std::optional<std::pair<qint64, qint64>> rangeIndexEntry(const QVariant &low,
+                                                                    const QVariant &high);
 
     int entityCode(const EntityDescription *entity) const { return m_codeForEntity.value(entity); }
     const EntityDescription *entityForCode(int code) const { return m_entityForCode.value(code); }
@@ -79,6 +90,7 @@ private:
     void loadEntityCodes();
     void buildLayouts();
     void ensureTables();
+    void ensureRangeIndex(const EntityDescription::RangeIndex &range);
     void initPrimaryKeys();
 
     const ManagedObjectModel *m_model;

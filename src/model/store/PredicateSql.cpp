@@ -1,5 +1,8 @@
 #include "model/store/PredicateSql.h"
 
+#include <algorithm>
+#include <cmath>
+#include <limits>
 #include <optional>
 
 #include "model/foundation/Date.h"
@@ -32,6 +35,8 @@ private:
     std::optional<QString> column(const QString &key, const EntityDescription *entity,
                                   const QString &alias) const;
     std::optional<QString> value(const QVariant &constant);
+    std::optional<QString> rangeLookup(const QList<Predicate> &conjuncts,
+                                       const EntityDescription *entity, const QString &alias);
     QString newAlias() { return QStringLiteral("t%1").arg(++m_aliases); }
 
     const PersistentStore &m_store;
@@ -74,6 +79,10 @@ std::optional<QString> Compiler::predicate(const Predicate &p, const EntityDescr
                 // A conjunct left out only widens the selection; the caller
                 // filters the rows in memory.
                 m_out.exact = false;
+            }
+            if (isAnd) {
+                if (const auto range = rangeLookup(p.subpredicates(), entity, alias))
+                    parts << *range;
             }
             if (parts.isEmpty())
                 return QStringLiteral("1");
@@ -123,6 +132,64 @@ std::optional<QString> Compiler::value(const QVariant &constant) {
         }
     }
     return QStringLiteral("?");
+}
+
+namespace {
+
+// The constant a conjunct "key op constant" compares key with, when op is one
+// of `ops` and the constant a number.
+std::optional<double> bound(const QList<Predicate> &conjuncts, const QString &key,
+                            std::initializer_list<ComparisonOperator> ops) {
+    for (const Predicate &p : conjuncts) {
+        if (p.kind() != Predicate::Kind::Comparison || p.options() != 0 ||
+            p.modifier() != ComparisonModifier::Direct ||
+            p.leftExpression().kind() != Expression::Kind::KeyPath ||
+            p.leftExpression().keyPath() != key ||
+            p.rightExpression().kind() != Expression::Kind::Constant ||
+            std::find(ops.begin(), ops.end(), p.comparisonOperator()) == ops.end())
+            continue;
+        const QVariant &constant = p.rightExpression().constantValue();
+        switch (constant.typeId()) {
+            case QMetaType::Int:
+            case QMetaType::UInt:
+            case QMetaType::LongLong:
+            case QMetaType::ULongLong:
+            case QMetaType::Long:
+            case QMetaType::Double:
+                if (const double number = constant.toDouble(); !std::isnan(number))
+                    return number;
+                break;
+            default:
+                break;
+        }
+    }
+    return std::nullopt;
+}
+
+qint64 clampedToTree(double value) {
+    return qint64(std::clamp(value, double(std::numeric_limits<qint32>::min()),
+                             double(std::numeric_limits<qint32>::max())));
+}
+
+}  // namespace
+
+// "low <= b AND high >= a" (or < and >) on the two attributes of a range
+// index: the rows the index's tree finds. The tree holds a superset of the
+// matching rows, and the comparisons themselves stay in the condition.
+std::optional<QString> Compiler::rangeLookup(const QList<Predicate> &conjuncts,
+                                             const EntityDescription *entity,
+                                             const QString &alias) {
+    using Op = ComparisonOperator;
+    for (const EntityDescription::RangeIndex &range : entity->rangeIndexes()) {
+        const auto upper = bound(conjuncts, range.low->name, {Op::LessOrEqual, Op::Less});
+        const auto lower = bound(conjuncts, range.high->name, {Op::GreaterOrEqual, Op::Greater});
+        if (!upper || !lower)
+            continue;
+        m_out.bindings << clampedToTree(std::floor(*upper)) << clampedToTree(std::ceil(*lower));
+        return QStringLiteral("%1.Z_PK IN (SELECT id FROM %2 WHERE low <= ? AND high >= ?)")
+            .arg(alias, quoted(PersistentStore::rangeIndexTable(range)));
+    }
+    return std::nullopt;
 }
 
 std::optional<QString> Compiler::comparison(const Predicate &p, const EntityDescription *entity,

@@ -151,6 +151,43 @@ void SaveTransaction::write(const ChangeSet &changes) {
             .bindInt(2, change.target->m_id.primaryKey)
             .execute();
     }
+    writeRangeIndexes(changes);
+}
+
+void SaveTransaction::writeRangeIndexes(const ChangeSet &changes) {
+    SqliteConnection &db = m_context->connection();
+    const auto write = [&](ManagedObject *object, bool removeOld, bool addNew) {
+        for (const EntityDescription::RangeIndex &range : object->m_id.entity->rangeIndexes()) {
+            const int lowSlot = range.low->slot, highSlot = range.high->slot;
+            const auto changed = [&](int slot) {
+                return std::size_t(slot) < object->m_changed.size() && object->m_changed[slot];
+            };
+            if (removeOld && addNew && !changed(lowSlot) && !changed(highSlot))
+                continue;
+            const QString tree = PersistentStore::rangeIndexTable(range);
+            if (removeOld)
+                db.statement(QStringLiteral("DELETE FROM \"%1\" WHERE id = ?").arg(tree))
+                    .bindInt(1, object->m_id.primaryKey)
+                    .execute();
+            const auto entry = addNew ? PersistentStore::rangeIndexEntry(object->m_values[lowSlot],
+                                                                         object->m_values[highSlot])
+                                      : std::nullopt;
+            if (entry)
+                db.statement(QStringLiteral("INSERT INTO \"%1\" VALUES (?, ?, ?)").arg(tree))
+                    .bindInt(1, object->m_id.primaryKey)
+                    .bindInt(2, entry->first)
+                    .bindInt(3, entry->second)
+                    .execute();
+        }
+    };
+    for (ManagedObject *object : changes.inserted)
+        write(object, false, true);
+    for (ManagedObject *object : changes.updated) {
+        if (!object->isFault())
+            write(object, true, true);
+    }
+    for (ManagedObject *object : changes.deleted)
+        write(object, true, false);
 }
 
 void SaveTransaction::commitInMemory(const ChangeSet &changes) {

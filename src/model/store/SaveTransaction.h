@@ -10,7 +10,7 @@ class PersistentStore;
 
 // Writes a context's pending changes to its store in one SQLite transaction:
 // rows of inserted objects, whole rows of changed ones, deletions (with their
-// join rows) and the many-to-many changes. Nothing of the context changes
+// join rows), the many-to-many changes and the range indexes. Nothing of the context changes
 // unless the transaction commits.
 class SaveTransaction {
 public:
@@ -30,6 +30,7 @@ private:
                     int firstIndex);
     void callWillSave(QList<ManagedObject *> &inserted, QList<ManagedObject *> &updated);
     void write(const ChangeSet &changes);
+    void writeRangeIndexes(const ChangeSet &changes);
     void commitInMemory(const ChangeSet &changes);
 
     ManagedObjectContext *m_context;

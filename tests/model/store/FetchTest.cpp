@@ -97,3 +97,101 @@ TEST_F(FetchTest, PrefetchLoadsRelationshipsOfAllResults) {
     for (ManagedObject *item : items)
         EXPECT_FALSE(item->isFault());
 }
+
+// Tasks keep a range (first, last) in a range index. Fetches for the ranges
+// overlapping a window must find exactly what evaluating the predicate on
+// every task finds, whatever the rows hold and however they changed.
+class RangeFetchTest : public StoreTest {
+protected:
+    void SetUp() override {
+        for (int i = 0; i < 120; ++i) {
+            ManagedObject *task = insert(QStringLiteral("Task"), QStringLiteral("T%1").arg(i));
+            setRange(task, (i * 37) % 100, (i * 37) % 100 + i % 9);
+        }
+        ManagedObject *note = insert(QStringLiteral("Note"), QStringLiteral("N"));
+        note->setValue(QStringLiteral("count"), 50);
+        // Rows the tree has to be careful with.
+        setRange(insert(QStringLiteral("Task"), QStringLiteral("open-end")), 40, QVariant());
+        setRange(insert(QStringLiteral("Task"), QStringLiteral("backwards")), 60, 45);
+        setRange(insert(QStringLiteral("Task"), QStringLiteral("huge")), -5000000000LL,
+                 5000000000LL);
+        setRange(insert(QStringLiteral("Task"), QStringLiteral("far")), 4000000000LL, 4000000001LL);
+        context().save();
+    }
+    static void setRange(ManagedObject *task, const QVariant &first, const QVariant &last) {
+        task->setValue(QStringLiteral("first"), first);
+        task->setValue(QStringLiteral("last"), last);
+    }
+    qint64 treeRows() {
+        return store()
+            .connection()
+            .queryValue(QStringLiteral("SELECT count(*) FROM Item_first_last"))
+            .toLongLong();
+    }
+    // Every window, through the store and in memory.
+    void expectFetchesMatchMemory() {
+        const QList<ManagedObject *> all = fetch(QStringLiteral("Item"));
+        const QList<QVariantList> windows{
+            {0, 0},
+            {10, 20},
+            {45, 45},
+            {99, 120},
+            {-3, -1},
+            {55, 50},
+            {20.5, 30.5},
+            {4000000000LL, 4000000000LL},
+            {-7000000000LL, 0},
+        };
+        for (const char *format : {"first <= %@ AND last >= %@", "first < %@ AND last > %@",
+                                   "last >= %@ AND flag == NO AND first <= %@"}) {
+            for (const QVariantList &window : windows) {
+                const bool reversed = QByteArray(format).startsWith("last");
+                const Predicate predicate = Predicate::fromFormat(
+                    QString::fromLatin1(format), reversed ? QVariantList{window[0], window[1]}
+                                                          : QVariantList{window[1], window[0]});
+                QStringList expected;
+                for (ManagedObject *object : all) {
+                    if (predicate.evaluate(object))
+                        expected << object->valueForKey(QStringLiteral("uid")).toString();
+                }
+                FetchRequest request(QStringLiteral("Item"));
+                request.setPredicate(predicate);
+                request.setSortDescriptors({{QStringLiteral("uid"), true}});
+                EXPECT_EQ(uidsOf(context().executeFetchRequest(request)), expected)
+                    << format << " window " << window[0].toString().toStdString() << ".."
+                    << window[1].toString().toStdString();
+            }
+        }
+    }
+};
+
+TEST_F(RangeFetchTest, FindsTheSameRowsAsEvaluatingEveryRow) {
+    EXPECT_EQ(treeRows(), 123);  // every task with both ends set
+    expectFetchesMatchMemory();
+    reopen();
+    expectFetchesMatchMemory();
+}
+
+TEST_F(RangeFetchTest, FollowsChangesAndDeletionsAcrossLaunches) {
+    const QList<ManagedObject *> tasks = fetch(QStringLiteral("Task"));
+    ASSERT_EQ(tasks.last()->valueForKey(QStringLiteral("uid")), QStringLiteral("open-end"));
+    for (int i = 0; i < tasks.size(); i += 3)
+        setRange(tasks[i], 200 + i, 210 + i);  // out of every window; "open-end" joins the tree
+    tasks[1]->setValue(QStringLiteral("last"), QVariant());  // leaves the tree
+    context().deleteObject(tasks[2]);
+    tasks[4]->setValue(QStringLiteral("count"), 7);  // not a range change
+    context().save();
+    EXPECT_EQ(treeRows(), 122);
+    expectFetchesMatchMemory();
+
+    // Unsaved changes are found too.
+    setRange(tasks[5], 10, 12);
+    expectFetchesMatchMemory();
+    context().save();
+
+    // A store made before the index had its tree: opening fills it.
+    store().connection().execute(QStringLiteral("DROP TABLE Item_first_last"));
+    reopen();
+    EXPECT_EQ(treeRows(), 122);
+    expectFetchesMatchMemory();
+}

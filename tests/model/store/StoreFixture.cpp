@@ -5,7 +5,10 @@ using A = ManagedObjectModel::AttributeSpec;
 using R = ManagedObjectModel::RelationshipSpec;
 
 std::vector<Spec> testSchema(bool withPriority) {
-    std::vector<A> taskAttributes{{"due", AttributeType::Date}, {"done", AttributeType::Boolean}};
+    std::vector<A> taskAttributes{{"due", AttributeType::Date},
+                                  {"done", AttributeType::Boolean},
+                                  {"first", AttributeType::Integer},
+                                  {"last", AttributeType::Integer}};
     if (withPriority)
         taskAttributes.push_back({"priority", AttributeType::Integer, false, true});
     std::vector<Spec> specs{
@@ -22,7 +25,7 @@ std::vector<Spec> testSchema(bool withPriority) {
          {{"folder", "Folder", "items"}, {"tags", "Tag", "items", true}},
          {}},
         {"Note", "Item", false, {{"text", AttributeType::String}}, {}, {}},
-        {"Task", "Item", false, taskAttributes, {}, {}},
+        {"Task", "Item", false, taskAttributes, {}, {}, {{"first", "last"}}},
         {"Folder",
          nullptr,
          false,

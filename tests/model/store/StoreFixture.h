@@ -12,7 +12,7 @@
 // A small schema that has every kind of attribute and relationship:
 //   Item (abstract root): uid (indexed), count, flag, ratio, when, blob,
 //       scratch (transient), folder (to-one Folder), tags (many-to-many Tag)
-//   Note : Item (text)         Task : Item (due, done)
+//   Note : Item (text)         Task : Item (due, done, first/last: a range)
 //   Folder: title, items (to-many Item, cascade), parent/children (folders)
 //   Tag: name, items (many-to-many Item)
 std::vector<ManagedObjectModel::EntitySpec> testSchema(bool withPriority = false);
