@@ -51,6 +51,10 @@ void ExtraDataMO::noteChangeOfParent(CommonDataMO *parent) const {
         info->noteLocalChange();
 }
 
+void ExtraDataMO::prepareForDeletion() {
+    noteChangeOfParent(parentObject());
+}
+
 void ExtraDataMO::didTurnIntoFault() {
     m_valueCache.clear();
     m_knownParent = nullptr;

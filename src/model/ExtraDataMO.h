@@ -35,6 +35,8 @@ protected:
     void awakeFromFetch() override;
     void didChangeValueForKey(const PropertyDescription &property) override;
     void didTurnIntoFault() override;
+    // A synced record deleted from a live item is a change of that item.
+    void prepareForDeletion() override;
 
 private:
     void noteChangeOfParent(CommonDataMO *parent) const;

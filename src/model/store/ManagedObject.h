@@ -75,6 +75,9 @@ protected:
     virtual void awakeFromFetch() {}
     virtual void willSave() {}
     virtual void didTurnIntoFault() {}
+    // Called when the object is deleted, before the delete rules clear its
+    // relationships: it can still see what it belonged to.
+    virtual void prepareForDeletion() {}
     // Called after any property changed in memory (set, cleared, or a
     // relationship's members changed), including by inverse maintenance.
     virtual void didChangeValueForKey(const PropertyDescription &) {}

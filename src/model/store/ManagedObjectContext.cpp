@@ -242,6 +242,7 @@ void ManagedObjectContext::deleteObject(ManagedObject *object) {
     if (object->m_context != this)
         throw std::invalid_argument("the object belongs to another context");
     object->willAccess();
+    object->prepareForDeletion();
     object->m_state |= ManagedObject::Deleted;
     m_deleted.append(object);
     noteChanged(object);

@@ -178,6 +178,8 @@ TEST_F(SyncBookkeepingTest, ALocalReminderDoesNotStampItsItemButAReminderDoes) {
 TEST_F(SyncBookkeepingTest, AnExtraLeavingAFetchedItemStampsIt) {
     makeExtra(QStringLiteral("Attendee"), event)
         ->setValue(QStringLiteral("email"), QStringLiteral("a@example.com"));
+    makeExtra(QStringLiteral("Reminder"), event);
+    makeExtra(QStringLiteral("LocalReminder"), event);
     context().save();
     reopen();
     m_clock.advance(30);
@@ -188,6 +190,24 @@ TEST_F(SyncBookkeepingTest, AnExtraLeavingAFetchedItemStampsIt) {
     ASSERT_NE(attendee, nullptr);
     attendee->setObject(QStringLiteral("parentObject"), nullptr);
     EXPECT_EQ(lastModTime(item), now());
+
+    const auto reminder = [&](const QString &entity) {
+        for (ExtraDataMO *extra : item->extrasForRelationship(QStringLiteral("reminders"))) {
+            if (extra->entityName() == entity)
+                return extra;
+        }
+        return static_cast<ExtraDataMO *>(nullptr);
+    };
+    m_clock.advance(30);
+    context().deleteObject(reminder(QStringLiteral("LocalReminder")));
+    EXPECT_EQ(lastModTime(item), now().addingSeconds(-30)) << "a local record is not synced";
+    context().deleteObject(reminder(QStringLiteral("Reminder")));
+    EXPECT_EQ(lastModTime(item), now()) << "a deleted reminder is a change of its item";
+    EXPECT_TRUE(item->extrasForRelationship(QStringLiteral("reminders")).isEmpty());
+
+    // Deleting the item deletes its records without touching it.
+    context().deleteObject(item);
+    context().save();
 }
 
 TEST_F(SyncBookkeepingTest, StampsReportReceivedObjectsDuringASync) {
