@@ -5,7 +5,7 @@
 #include <stdexcept>
 
 #include "model/store/PersistentStore.h"
-#include "model/store/ValueOrdering.h"
+#include "model/store/ValueComparison.h"
 
 namespace {
 constexpr int kBatchSize = 500;  // keys per "IN (...)" query
@@ -72,8 +72,8 @@ void FetchExecution::sortInMemory(QList<ManagedObject *> &objects) const {
     const QList<SortDescriptor> &descriptors = m_request.sortDescriptors();
     std::stable_sort(objects.begin(), objects.end(), [&](ManagedObject *a, ManagedObject *b) {
         for (const SortDescriptor &descriptor : descriptors) {
-            const int order = compareValues(a->valueForKeyPath(descriptor.keyPath),
-                                            b->valueForKeyPath(descriptor.keyPath));
+            const int order = ValueComparison::order(a->valueForKeyPath(descriptor.keyPath),
+                                                     b->valueForKeyPath(descriptor.keyPath));
             if (order != 0)
                 return descriptor.ascending ? order < 0 : order > 0;
         }

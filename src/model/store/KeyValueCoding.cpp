@@ -4,7 +4,6 @@
 
 #include "model/store/ManagedObject.h"
 #include "model/store/ValueComparison.h"
-#include "model/store/ValueOrdering.h"
 
 KeyValueCoding::~KeyValueCoding() = default;
 
@@ -16,7 +15,7 @@ using ValueComparison::isNil;
 QVariant extreme(const QVariantList &values, int sign) {
     QVariant best;
     for (const QVariant &value : values) {
-        if (!isNil(value) && (isNil(best) || compareValues(value, best) * sign > 0))
+        if (!isNil(value) && (isNil(best) || ValueComparison::order(value, best) * sign > 0))
             best = value;
     }
     return best;

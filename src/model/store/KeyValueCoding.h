@@ -43,7 +43,7 @@ QVariantList members(const QVariant &value);
 // ("attendees.@count", "items.price.@sum"); an operator followed by more keys
 // applies to the values those keys reach from each member ("items.@sum.price").
 // @min and @max skip members without a value and use the store's value
-// ordering (compareValues); @sum and @avg add numbers (an integer sum while
+// ordering (ValueComparison::order); @sum and @avg add numbers (an integer sum while
 // every member is an integer); @min, @max and @avg of nothing give no value,
 // @sum of nothing 0. An unknown operator gives no value.
 QVariant valueForKeyPath(const KeyValueCoding *object, const QString &keyPath);

@@ -137,4 +137,22 @@ bool equal(const QVariant &a, const QVariant &b, int options) {
     return compare(a, b, options) == 0;
 }
 
+int order(const QVariant &a, const QVariant &b) {
+    const Kind kind = kindOf(a);
+    if (kind != kindOf(b))
+        return threeWay(int(kind), int(kindOf(b)));
+    if (kind == Kind::Nil)
+        return 0;
+    if (const std::optional<int> ordered = compare(a, b))
+        return *ordered;
+    switch (kind) {
+        case Kind::Number:
+            return threeWay(std::isnan(realOf(a)), std::isnan(realOf(b)));
+        case Kind::Object:
+            return threeWay(KeyValue::object(a), KeyValue::object(b));
+        default:
+            return threeWay(a.toString(), b.toString());
+    }
+}
+
 }  // namespace ValueComparison

@@ -21,6 +21,11 @@ bool isNumber(const QVariant &value);
 // of different kinds (a string and a number), or distinct objects.
 std::optional<int> compare(const QVariant &a, const QVariant &b, int options = 0);
 bool equal(const QVariant &a, const QVariant &b, int options = 0);
+// A total order for sorting and for @min/@max: nil first, then numbers
+// (dates among them), strings, data, objects and other values; within a kind
+// as compare() orders them, and what compare() leaves unordered (NaN after
+// every number, distinct objects, other values) in a fixed order.
+int order(const QVariant &a, const QVariant &b);
 // Compares strings by code point, as SQLite compares UTF-8 text.
 int compareStrings(const QString &a, const QString &b);
 }  // namespace ValueComparison
