@@ -8,6 +8,7 @@
 #include "model/foundation/Date.h"
 #include "model/store/ManagedObject.h"
 #include "model/store/PersistentStore.h"
+#include "model/store/ValueComparison.h"
 
 namespace {
 
@@ -149,19 +150,8 @@ std::optional<double> bound(const QList<Predicate> &conjuncts, const QString &ke
             std::find(ops.begin(), ops.end(), p.comparisonOperator()) == ops.end())
             continue;
         const QVariant &constant = p.rightExpression().constantValue();
-        switch (constant.typeId()) {
-            case QMetaType::Int:
-            case QMetaType::UInt:
-            case QMetaType::LongLong:
-            case QMetaType::ULongLong:
-            case QMetaType::Long:
-            case QMetaType::Double:
-                if (const double number = constant.toDouble(); !std::isnan(number))
-                    return number;
-                break;
-            default:
-                break;
-        }
+        if (ValueComparison::isNumber(constant) && !std::isnan(constant.toDouble()))
+            return constant.toDouble();
     }
     return std::nullopt;
 }
