@@ -25,12 +25,13 @@ constexpr quint64 kTrailerSize = 32;
 constexpr int kData = 0x4, kAsciiString = 0x5, kUtf16String = 0x6, kArray = 0xA, kSet = 0xC,
               kDictionary = 0xD;
 
-// What reading a value costs beyond its bytes, and how many times the data's
-// size (plus an allowance for small lists) reading may cost in all: without
-// shared containers a list costs at most 17 times its size.
-constexpr quint64 kValueCost = 16;
-constexpr quint64 kExpansionFactor = 32;
-constexpr quint64 kExpansionAllowance = 1 << 20;
+// libplist copies a shared object wherever it is referred to. Each value but
+// the top one takes a reference of a byte or more, so unless containers are
+// shared a list reads as at most as many values as it has bytes; writers do
+// share equal strings, so their bytes may add up to more than the data, up to
+// 32 times its size plus 4 MiB.
+constexpr quint64 kBytesFactor = 32;
+constexpr quint64 kBytesAllowance = 4 << 20;
 
 class BinaryCheck {
 public:
@@ -45,10 +46,11 @@ private:
         quint64 referenceCount = 0;
         bool container = false;
     };
-    // What reading an object costs with everything it refers to, and how many
-    // containers nest in it (itself included).
+    // What reading an object makes with everything it refers to: values,
+    // their bytes, and how many containers nest in it (itself included).
     struct Extent {
-        quint64 cost = 0;
+        quint64 values = 0;
+        quint64 bytes = 0;
         int height = 0;
     };
     enum class State : quint8 { Unvisited, Visiting, Visited };
@@ -180,8 +182,7 @@ BinaryCheck::Extent BinaryCheck::visit(quint64 index, int depth) {
         const Object object = objectAt(index);
         if (object.container && depth >= kMaximumDepth)
             fail(QStringLiteral("binary property list is nested too deeply"));
-        Extent extent{object.size + kValueCost, object.container ? 1 : 0};
-        const quint64 limit = kExpansionFactor * m_size + kExpansionAllowance;
+        Extent extent{1, object.size, object.container ? 1 : 0};
         for (quint64 i = 0; i < object.referenceCount; ++i) {
             const quint64 child =
                 number(object.references + i * quint64(m_referenceSize), m_referenceSize);
@@ -190,11 +191,12 @@ BinaryCheck::Extent BinaryCheck::visit(quint64 index, int depth) {
                          .arg(child)
                          .arg(m_count));
             const Extent inner = visit(child, depth + 1);
-            extent.cost += inner.cost;
+            extent.values += inner.values;
+            extent.bytes += inner.bytes;
             extent.height = std::max(extent.height, inner.height + 1);
-            if (extent.cost > limit)
-                fail(QStringLiteral("binary property list expands to more than %1 times its size")
-                         .arg(kExpansionFactor));
+            if (extent.values > m_size || extent.bytes > kBytesFactor * m_size + kBytesAllowance)
+                fail(
+                    QStringLiteral("binary property list expands too much through shared objects"));
         }
         m_extents[index] = extent;
         m_states[index] = State::Visited;

@@ -15,9 +15,9 @@ void checkXml(const QByteArray &data);
 
 // "bplist00" data: its trailer, offset table, object lengths and references
 // must lie within the data, no object may contain itself, containers nest at
-// most PropertyList::kMaximumDepth deep, and reading every reference must not
-// expand to more than 32 times the data's size (plus a megabyte), counting
-// each value's bytes and a little for the value itself.
+// most PropertyList::kMaximumDepth deep, and reading every reference (libplist
+// copies shared objects) must make no more values than the data has bytes,
+// and no more than 32 times its size plus 4 MiB of objects.
 void checkBinary(const QByteArray &data);
 
 }  // namespace PropertyListGuard

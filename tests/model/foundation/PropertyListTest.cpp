@@ -549,8 +549,8 @@ TEST(PropertyListErrors, SharedObjectsDoNotExplode) {
                   list.offsetSize = 2;
                   return list.bytes();
               }()),
-              "binary property list expands to more than 32 times its size");
-    // One string of 4 KiB, 2,000 times in one array: 8 MB read from 8 KB.
+              "binary property list expands too much through shared objects");
+    // One string of 4 KiB, 8,000 times in one array: 33 MB read from 20 KB.
     const auto stringTimes = [](int times) {
         QByteArray array = QByteArray::fromHex("af11") + QByteArray(2, '\0');
         array[2] = char(times >> 8);
@@ -562,11 +562,11 @@ TEST(PropertyListErrors, SharedObjectsDoNotExplode) {
         list.offsetSize = 2;
         return list.bytes();
     };
-    EXPECT_EQ(readError(stringTimes(2000)),
-              "binary property list expands to more than 32 times its size");
-    // Within the allowance, sharing is what writers do.
-    const QVariantList strings = PropertyList::fromData(stringTimes(200)).toList();
-    ASSERT_EQ(strings.size(), 200);
+    EXPECT_EQ(readError(stringTimes(8000)),
+              "binary property list expands too much through shared objects");
+    // Within bounds, sharing is what writers do.
+    const QVariantList strings = PropertyList::fromData(stringTimes(800)).toList();
+    ASSERT_EQ(strings.size(), 800);
     EXPECT_EQ(strings.last(), QString(4096, u'x'));
 }
 
