@@ -61,6 +61,23 @@ PersistentStore::PersistentStore(const ManagedObjectModel *model, const QString 
     createOrMigrate();
     if (options.vacuum)
         db.execute(QStringLiteral("VACUUM"));
+    updateStatistics();
+}
+
+void PersistentStore::noteRowsInserted(qint64 count) {
+    m_rowsSinceStatistics += count;
+    if (m_rowsSinceStatistics >= std::max<qint64>(1000, m_rowsAtStatistics))
+        updateStatistics();
+}
+
+void PersistentStore::updateStatistics() {
+    SqliteConnection &db = *m_connection;
+    db.execute(QStringLiteral("PRAGMA analysis_limit=400; ANALYZE"));
+    qint64 rows = 0;
+    for (auto it = m_layouts.cbegin(); it != m_layouts.cend(); ++it)
+        rows += m_lastPrimaryKey.value(it.key());
+    m_rowsAtStatistics = rows;
+    m_rowsSinceStatistics = 0;
 }
 
 PersistentStore::~PersistentStore() = default;

@@ -50,6 +50,13 @@ public:
     // A new read-only connection for a worker context.
     std::unique_ptr<SqliteConnection> openWorkerConnection() const;
 
+    // SQLite's statistics of the tables must follow their size, or it takes
+    // the entity-code index for as selective as a uid's, and a fetch by uid
+    // walks every row of the entity. They are gathered (reading a few hundred
+    // rows per index) when the store opens, and again once saves have added
+    // as many rows as the tables held then; saving reports its rows here.
+    void noteRowsInserted(qint64 count);
+
     // A new primary key for a row of the family; thread-safe.
     qint64 newPrimaryKey(const EntityDescription *family);
 
@@ -92,6 +99,7 @@ private:
     void ensureTables();
     void ensureRangeIndex(const EntityDescription::RangeIndex &range);
     void initPrimaryKeys();
+    void updateStatistics();
 
     const ManagedObjectModel *m_model;
     QString m_path;
@@ -102,4 +110,6 @@ private:
     QHash<const EntityDescription *, TableLayout> m_layouts;
     QMutex m_keyMutex;
     QHash<const EntityDescription *, qint64> m_lastPrimaryKey;
+    qint64 m_rowsAtStatistics = 0;
+    qint64 m_rowsSinceStatistics = 0;
 };

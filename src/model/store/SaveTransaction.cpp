@@ -100,6 +100,7 @@ ChangeSet SaveTransaction::run() {
         throw;
     }
     commitInMemory(changes);
+    m_store->noteRowsInserted(changes.inserted.size());
     return changes;
 }
 
