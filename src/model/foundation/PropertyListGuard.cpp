@@ -235,8 +235,9 @@ void checkXml(const QByteArray &data) {
                          .arg(reader.name()) +
                      line());
             case QXmlStreamReader::StartElement:
-                // One more for the <plist> element around the value.
-                if (++depth > kMaximumDepth + 1)
+                // Two more: the <plist> element around the value, and a key
+                // or value in the deepest container.
+                if (++depth > kMaximumDepth + 2)
                     fail(QStringLiteral("XML property list is nested too deeply") + line());
                 break;
             case QXmlStreamReader::EndElement:

@@ -10,7 +10,8 @@ namespace PropertyListGuard {
 
 // The data must be well-formed XML 1.0 in UTF-8 (so no NUL byte, no &#0;, no
 // unbalanced tags), declare and refer to no entities, and nest at most
-// PropertyList::kMaximumDepth containers inside its <plist> element.
+// PropertyList::kMaximumDepth containers (and what the deepest holds) inside
+// its <plist> element.
 void checkXml(const QByteArray &data);
 
 // "bplist00" data: its trailer, offset table, object lengths and references

@@ -360,7 +360,8 @@ TEST(PropertyList, RefusesValuesAListCannotHold) {
 }
 
 TEST(PropertyList, NestingUpToTheLimitIsFine) {
-    QVariant deepest = QVariantList();
+    // The deepest container holds a key and a value.
+    QVariant deepest = QVariantMap{{QStringLiteral("key"), true}};
     for (int i = 1; i < PropertyList::kMaximumDepth; ++i)
         deepest = QVariantList{deepest};
     for (Format format : {Format::Binary, Format::Xml})
@@ -601,6 +602,9 @@ TEST(PropertyListErrors, MalformedXmlIsRefused) {
                                 (plist.isEmpty() ? "" : "</plist>");
         EXPECT_NE(readError(deep).find("is nested too deeply"), std::string::npos);
     }
+    // libplist never sees deeper XML than that.
+    EXPECT_EQ(readError(QByteArray("<plist>") + QByteArray("<array>").repeated(100000)),
+              "XML property list is nested too deeply (line 1)");
 }
 
 TEST(PropertyListErrors, XmlEntitiesNeitherExplodeNorReadFiles) {
