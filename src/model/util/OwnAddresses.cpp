@@ -8,12 +8,16 @@ OwnAddresses::Provider g_provider;
 }  // namespace
 
 bool OwnAddresses::contains(const QString &address) {
+    return !address.isEmpty() && addresses().contains(address, Qt::CaseInsensitive);
+}
+
+QStringList OwnAddresses::addresses() {
     Provider provider;
     {
         QMutexLocker lock(&g_mutex);
         provider = g_provider;
     }
-    return provider && !address.isEmpty() && provider().contains(address, Qt::CaseInsensitive);
+    return provider ? provider() : QStringList();
 }
 
 void OwnAddresses::setProvider(Provider provider) {

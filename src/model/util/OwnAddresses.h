@@ -13,6 +13,8 @@ public:
 
     // Whether `address` is one of the user's addresses, without regard to case.
     static bool contains(const QString &address);
+    // Every address of the card, in the card's order; empty without a provider.
+    static QStringList addresses();
     // The provider is asked at every call, from any thread, so it should
     // answer from memory. An empty provider restores the default, which knows
     // no addresses.

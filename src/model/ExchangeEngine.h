@@ -1,0 +1,29 @@
+#pragma once
+
+#include <QString>
+#include <optional>
+
+#include "model/ServiceEngine.h"
+
+class CommonDataMO;
+class ModelObject;
+
+// The questions the object model asks of the Exchange engine about one
+// Exchange account (`exchangeService`) and its folders.
+class ExchangeEngine : public ServiceEngine {
+public:
+    // The hosted service is named after itself; every other server is plain.
+    enum class ServerType { OnPremises, Office365 };
+
+    virtual ServerType serverType(const ModelObject *exchangeService) const = 0;
+
+    // The address of the user as the owner of `container` (none when the
+    // account does not know it) and, through `userName` when given, the name
+    // that goes with it (empty when unknown).
+    virtual std::optional<QString> bestUserAddressForContainer(
+        const CommonDataMO *container, QString *userName,
+        const ModelObject *exchangeService) const = 0;
+
+    // Gives a new item of an Exchange calendar the account's defaults.
+    virtual void setDefaultsForNewEvent(CommonDataMO *item) const = 0;
+};
