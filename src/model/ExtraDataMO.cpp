@@ -1,11 +1,22 @@
 #include "model/ExtraDataMO.h"
 
+#include <QFileInfo>
+#include <QUrl>
+
+#include "model/AttachmentFiles.h"
 #include "model/CommonDataMO.h"
 #include "model/SyncableObjectMO.h"
+#include "model/foundation/Log.h"
+#include "model/store/ManagedObjectContext.h"
 
 namespace {
 const QString kParentObject = QStringLiteral("parentObject");
+const QString kUid = QStringLiteral("uid");
+
+QString secondsText(const std::optional<Date> &date) {
+    return QString::number(qint64(date ? date->secondsSinceReference() : 0));
 }
+}  // namespace
 
 ExtraDataMO::ExtraDataMO(const EntityDescription *entity, ManagedObjectContext *context)
     : ModelObject(entity, context) {}
@@ -58,4 +69,116 @@ void ExtraDataMO::prepareForDeletion() {
 void ExtraDataMO::didTurnIntoFault() {
     m_valueCache.clear();
     m_knownParent = nullptr;
+}
+
+bool ExtraDataMO::hasAttachmentFile() const {
+    return isKindOfEntity(QStringLiteral("Attachment")) ||
+           isKindOfEntity(QStringLiteral("FileAttachment"));
+}
+
+// --- Creation and deletion ------------------------------------------------------
+
+ExtraDataMO *ExtraDataMO::makeExtra(const QString &entityName, CommonDataMO *object) {
+    auto *record = as<ExtraDataMO>(object->managedObjectContext()->insertNewObject(entityName));
+    record->setObject(kParentObject, object);
+    return record;
+}
+
+ExtraDataMO *ExtraDataMO::makeExtraWithExtra(ExtraDataMO *record, CommonDataMO *object) {
+    ExtraDataMO *copy = makeExtra(record->entityName(), object);
+    for (const PropertyDescription *property : record->entity()->properties()) {
+        if (property->isRelationship || property->name == kUid)
+            continue;
+        copy->setPrimitiveValue(copy->propertyNamed(property->name),
+                                record->primitiveValue(property));
+    }
+    copy->assignUID();
+    if (!record->hasAttachmentFile())
+        return copy;
+    const std::optional<QString> from =
+        AttachmentFiles::pathForAttachmentByExpandingResourceURLs(*record);
+    const std::optional<QString> to =
+        AttachmentFiles::pathForAttachmentByExpandingResourceURLs(*copy);
+    // Nothing to copy: no file, one shared by address, or one not stored yet.
+    const bool stored = record->dateValueForKey(QStringLiteral("localFileModTime")).has_value();
+    if (!from || !to || *from == *to || (!stored && !QFileInfo::exists(*from)))
+        return copy;
+    QString error;
+    if (AttachmentFiles::copyFile(*from, *to, &error))
+        return copy;
+    logError("makeExtraWithExtra: error copying file %@ -> %@ (%@)", *from, *to, error);
+    copy->deleteExtra();
+    return nullptr;
+}
+
+void ExtraDataMO::deleteExtra() {
+    if (hasAttachmentFile())
+        AttachmentFiles::deleteAttachmentOnDisk(*this);
+    ManagedObjectContext *context = managedObjectContext();
+    setObject(kParentObject, nullptr);
+    context->deleteObject(this);
+    context->processPendingChanges();
+}
+
+// --- Identity across a re-import -------------------------------------------------
+
+QString ExtraDataMO::similarityHash() const {
+    const QString entity = entityName();
+    const auto text = [this](const char *key) {
+        return valueForKey(QLatin1String(key)).toString();
+    };
+    if (isKindOfEntity(QStringLiteral("Reminder")) ||
+        isKindOfEntity(QStringLiteral("LocalReminder")))
+        return entity + QStringLiteral(".%1.%2.%3.%4.%5")
+                            .arg(integerValueForKey(QStringLiteral("reminderType")))
+                            .arg(int(boolValueForKey(QStringLiteral("defaultAlarm"))))
+                            .arg(int(boolValueForKey(QStringLiteral("snooze"))))
+                            .arg(qint64(doubleValueForKey(QStringLiteral("relativeSeconds"))))
+                            .arg(secondsText(dateValueForKey(QStringLiteral("absoluteTime"))));
+    if (propertyNamed(QStringLiteral("contactID")))
+        return entity + QLatin1Char('.') + text("contactID");
+    if (propertyNamed(QStringLiteral("email")))
+        return entity + QLatin1Char('.') + text("email");
+    if (hasAttachmentFile())
+        return entity + QStringLiteral(".%1.%2").arg(text("fileName"), text("fileURL"));
+    return entity;
+}
+
+QVariantMap ExtraDataMO::preservedAttributes() const {
+    QVariantMap attributes;
+    for (const PropertyDescription *property : entity()->properties()) {
+        if (property->isRelationship)
+            continue;
+        if (property->name == kUid || property->name.startsWith(QLatin1String("local")))
+            attributes.insert(property->name, primitiveValue(property));
+    }
+    return attributes;
+}
+
+void ExtraDataMO::applyPreservedAttributes(const QVariantMap &attributes) {
+    for (auto it = attributes.begin(); it != attributes.end(); ++it) {
+        if (const PropertyDescription *property = propertyNamed(it.key()))
+            setPrimitiveValue(property, it.value());
+    }
+}
+
+void ExtraDataMO::assignUIDIfNeeded(QHash<QString, QVariantMap> &preserved) {
+    if (uid().isEmpty()) {
+        const auto it = preserved.constFind(similarityHash());
+        if (it != preserved.constEnd()) {
+            applyPreservedAttributes(*it);
+            preserved.erase(it);
+        }
+    }
+    assignUIDIfNeeded();
+}
+
+bool ExtraDataMO::isUniqueAttachment() const {
+    if (!hasAttachmentFile() || valueForKey(QStringLiteral("fileName")).toString().isEmpty())
+        return false;
+    const QString host = QUrl(valueForKey(QStringLiteral("fileURL")).toString()).host();
+    const ModelObject *service = owningService();
+    const QString serviceHost =
+        service ? QUrl(service->valueForKey(QStringLiteral("url")).toString()).host() : QString();
+    return host.compare(serviceHost, Qt::CaseInsensitive) != 0;
 }

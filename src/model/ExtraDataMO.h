@@ -3,6 +3,7 @@
 #include <QHash>
 #include <QString>
 #include <QVariant>
+#include <QVariantMap>
 
 #include "model/ModelObject.h"
 
@@ -28,6 +29,36 @@ public:
     ModelObject *owningService() const override;
     // The entity name begins with "Local": kept on this machine only.
     bool isLocalOnly() const;
+    // An Attachment or FileAttachment: a record that may have a file.
+    bool hasAttachmentFile() const;
+
+    // --- Creation and deletion.
+    // A new record of the entity (an ExtraData entity) in the item.
+    static ExtraDataMO *makeExtra(const QString &entityName, CommonDataMO *object);
+    // A copy of every attribute of `record` in a new record of its entity
+    // under `object`, with a new uid; an attachment's file is copied to the
+    // copy's path. When that copy fails it is logged and the new record
+    // deleted: nullptr.
+    static ExtraDataMO *makeExtraWithExtra(ExtraDataMO *record, CommonDataMO *object);
+    // Deletes the record and its file, leaving its item (a change of the
+    // item unless the record is local-only or a sync is in progress), and
+    // processes pending changes.
+    void deleteExtra();
+
+    // --- Identity across a re-import. Before a sync replaces an item's
+    // records, their preservedAttributes() are kept under their
+    // similarityHash(); a new record of the same content takes them back in
+    // assignUIDIfNeeded(map) and so keeps its uid, local stamps and file.
+    QString similarityHash() const;
+    QVariantMap preservedAttributes() const;
+    void applyPreservedAttributes(const QVariantMap &attributes);
+    using ModelObject::assignUIDIfNeeded;
+    void assignUIDIfNeeded(QHash<QString, QVariantMap> &preserved);
+
+    // An attachment with a file name whose address is on another host than
+    // the owning service's `url` (case-insensitive): not a copy the server
+    // manages.
+    bool isUniqueAttachment() const;
 
 protected:
     QHash<QString, QVariant> *valueCache() const override { return &m_valueCache; }
