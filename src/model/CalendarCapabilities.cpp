@@ -1,11 +1,14 @@
 #include "model/CalendarCapabilities.h"
 
 #include "model/CalDAVEngine.h"
+#include "model/CalendarAccess.h"
 #include "model/CommonDataMO.h"
 #include "model/ExchangeEngine.h"
+#include "model/RemoteServiceQueries.h"
 #include "model/ServiceEngines.h"
 #include "model/ServiceKind.h"
 #include "model/SyncableObjectMO.h"
+#include "model/util/TextCompare.h"
 
 namespace {
 constexpr qint64 kToDoType = 1;
@@ -13,6 +16,25 @@ constexpr qint64 kToDoType = 1;
 bool syncingWithOwner(const CommonDataMO *calendar) {
     const SyncableObjectMO *info = calendar ? calendar->objectInfo() : nullptr;
     return info && info->syncInProgressWithOwner();
+}
+
+qint64 sortKey(const CommonDataMO *calendar, const QString &title) {
+    const qint64 order = calendar->integerValueForKey(QStringLiteral("localSortOrder"));
+    return order != 0 || title.isEmpty() ? order : qint64(title.at(0).unicode());
+}
+
+QString groupUID(const CommonDataMO *calendar) {
+    const ManagedObject *group = calendar->objectForKey(QStringLiteral("parentGroup"));
+    return group ? group->valueForKey(QStringLiteral("uid")).toString() : QString();
+}
+
+int titleScore(const QString &title, const QString &candidate) {
+    if (title == candidate)
+        return 100;
+    if (title.startsWith(candidate) || candidate.startsWith(title))
+        return 90;
+    const qsizetype distance = fuzzyCompare(title, candidate);
+    return distance < 20 ? int(20 - distance) * 5 : 0;
 }
 
 bool calendarFlag(const CommonDataMO *calendar, const char *key) {
@@ -73,6 +95,41 @@ bool CalendarCapabilities::canHoldPrivateEvents() const {
     if (const CalDAVEngine *engine = ServiceEngines::shared().calDAVEngineFor(m_owner))
         return engine->supportsPrivateEventsOnCalendar(m_calendar, m_owner);
     return ServiceKind::is(m_owner, ServiceKind::kExchange);
+}
+
+CommonDataMO *CalendarCapabilities::relatedContainerThatCanHoldEventType(
+    qint64 eventType, const QString &defaultContainerUID) const {
+    if (!m_calendar || !(ServiceKind::is(m_owner, ServiceKind::kCalDAV) ||
+                         ServiceKind::is(m_owner, ServiceKind::kExchange)))
+        return nullptr;
+    const std::optional<QString> title = m_calendar->effectiveTitle();
+    if (!title)
+        return nullptr;
+    const qint64 key = sortKey(m_calendar, *title);
+    const QString group = groupUID(m_calendar);
+    CommonDataMO *best = nullptr;
+    qint64 bestScore = 0;
+    for (ManagedObject *container : RemoteServiceQueries::ownedContainersWithFilter(m_owner, 1)) {
+        auto *candidate =
+            ModelObject::as<CommonDataMO>(container->objectForKey(QStringLiteral("objectData")));
+        const std::optional<QString> candidateTitle =
+            candidate ? candidate->effectiveTitle() : std::nullopt;
+        if (!candidateTitle || !CalendarCapabilities(candidate).canHoldEventType(eventType))
+            continue;
+        qint64 score = candidate->uid() == defaultContainerUID ? 20000 : 0;
+        const int access = CalendarAccess::effectiveAccess(*candidate);
+        score += access == 4 ? 10000 : access == 3 ? 1000 : 0;
+        score += titleScore(*title, *candidateTitle);
+        score += candidate->boolValueForKey(QStringLiteral("localHidden")) ? 0 : 10;
+        score += groupUID(candidate) == group ? 20 : 0;
+        const qint64 apart = qAbs(sortKey(candidate, *candidateTitle) - key);
+        score += apart < 10 ? 10 - apart : 0;
+        if (score > bestScore) {
+            best = candidate;
+            bestScore = score;
+        }
+    }
+    return best;
 }
 
 void CalendarCapabilities::setOwningServiceDefaultsForNewEvent(CommonDataMO *item) {

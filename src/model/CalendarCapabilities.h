@@ -41,11 +41,24 @@ public:
     // CalDAV: the engine's answer; Exchange: true; elsewhere false.
     bool canHoldPrivateEvents() const;
 
+    // The calendar of the same CalDAV or Exchange account best suited to take
+    // items of the type in place of this one (none elsewhere): among the
+    // account's subscribed calendars that can hold the type and have a
+    // title, the highest score above 0, the first of equals. Points: 20000
+    // for the default calendar (`defaultContainerUID`); 1000 for effective
+    // access 3, 10000 for 4; 100 for the same title, else 90 when one title
+    // begins with the other, else (20 - d) * 5 for an edit distance d < 20;
+    // 10 when not hidden; 20 in the same calendar group; 10 - k when the
+    // sort keys (`localSortOrder`, else the title's first character) differ
+    // by k < 10.
+    CommonDataMO *relatedContainerThatCanHoldEventType(qint64 eventType,
+                                                       const QString &defaultContainerUID) const;
+
     // On an Exchange calendar the engine sets its defaults on `item`.
     static void setOwningServiceDefaultsForNewEvent(CommonDataMO *item);
 
 private:
     const CommonDataMO *m_object;
     const CommonDataMO *m_calendar;
-    const ModelObject *m_owner;
+    ModelObject *m_owner;
 };

@@ -3,6 +3,7 @@
 #include <QSet>
 #include <QTimer>
 
+#include "model/CalendarAccess.h"
 #include "model/CalendarCapabilities.h"
 #include "model/CommonDataMO.h"
 #include "model/ErrorPresenter.h"
@@ -22,9 +23,7 @@ QSet<QString> &reportedUIDs() {
 }
 
 QString titleOf(const CommonDataMO *object) {
-    if (std::optional<QString> local = object->stringValueForKey(QStringLiteral("localTitle")))
-        return *local;
-    return object->stringValueForKey(QStringLiteral("title")).value_or(QString());
+    return object->effectiveTitle().value_or(QString());
 }
 }  // namespace
 
@@ -53,13 +52,13 @@ void ContainerErrors::reportNilCalendarError() {
                          QStringLiteral("You need to select a calendar in the Calendars list."));
 }
 
-void ContainerErrors::reportReadOnlyError(const CommonDataMO *object, qint64 accessForChildren) {
+void ContainerErrors::reportReadOnlyError(const CommonDataMO *object) {
     const CommonDataMO *calendar = object->parentContainer();
     QString message;
     if (object->isContainer())
         message = format("You don't have permission to add events to the calendar \"%@\".",
                          titleOf(object));
-    else if (accessForChildren >= kItemWriteAccess)
+    else if (calendar && CalendarAccess::effectiveAccessForChildren(*calendar) >= kItemWriteAccess)
         message = format("You don't have permission to modify the event \"%@\".", titleOf(object));
     else
         message = format("You don't have permission to modify events on the calendar \"%@\".",

@@ -22,9 +22,9 @@ public:
     // No calendar chosen (reported for the uid "nil").
     static void reportNilCalendarError();
     // `object` is a calendar (no permission to add), or an item: when its
-    // calendar grants items `accessForChildren` 3 or more the item itself is
+    // calendar grants its items access 3 or more the item itself is
     // read-only, otherwise the whole calendar is.
-    static void reportReadOnlyError(const CommonDataMO *object, qint64 accessForChildren);
+    static void reportReadOnlyError(const CommonDataMO *object);
     // The meeting `item` cannot be moved to `destination`: under server
     // scheduling not to another server, under client scheduling not to
     // another calendar. Reported for the destination.

@@ -138,4 +138,73 @@ TEST_F(CalendarCapabilitiesTest, RegistryReplacesAndRemovesEngines) {
     EXPECT_EQ(registry.calDAVEngineFor(service), nullptr);
 }
 
+class RelatedContainerTest : public CalendarCapabilitiesTest {
+protected:
+    RelatedContainerTest() {
+        m_service = makeService(QStringLiteral("CalDAV Synchronization"), QStringLiteral("A"));
+    }
+
+    // A subscribed calendar of the account that holds to-dos, or only
+    // events when `eventsOnly`.
+    CommonDataMO *calendar(const QString &uid, const QString &title, qint64 access,
+                           bool eventsOnly = false) {
+        CommonDataMO *made = makeCalendar(uid, m_service);
+        made->setStringValue(title, QStringLiteral("title"));
+        made->setIntegerValue(access, QStringLiteral("access"));
+        made->setIntegerValue(1, QStringLiteral("localSubscription"));
+        made->setIntegerValue(eventsOnly ? 1 : 0, QStringLiteral("supportedEventTypes"));
+        return made;
+    }
+    CommonDataMO *related(CommonDataMO *from, const QString &defaultUID = {}) {
+        return CalendarCapabilities(from).relatedContainerThatCanHoldEventType(1, defaultUID);
+    }
+
+    ModelObject *m_service = nullptr;
+};
+
+TEST_F(RelatedContainerTest, ScoresAccessBeforeTitleAndTheDefaultBeforeAll) {
+    CommonDataMO *events = calendar(QStringLiteral("E"), QStringLiteral("Work"), 4, true);
+    CommonDataMO *tasks = calendar(QStringLiteral("T"), QStringLiteral("Work Tasks"), 3);
+    CommonDataMO *other = calendar(QStringLiteral("O"), QStringLiteral("Garden"), 4);
+    // Full access outweighs a close title; a calendar refusing to-dos is out.
+    EXPECT_EQ(related(events), other);
+    other->setIntegerValue(3, QStringLiteral("access"));
+    EXPECT_EQ(related(events), tasks);
+    EXPECT_EQ(related(events, QStringLiteral("O")), other);
+    // Not subscribed: not considered.
+    other->setIntegerValue(0, QStringLiteral("localSubscription"));
+    EXPECT_EQ(related(events, QStringLiteral("O")), tasks);
+    // Read-only calendars with nothing in common still score by title.
+    tasks->setIntegerValue(0, QStringLiteral("access"));
+    EXPECT_EQ(related(events), tasks);
+}
+
+TEST_F(RelatedContainerTest, GroupVisibilityAndSortOrderBreakTies) {
+    CommonDataMO *events = calendar(QStringLiteral("E"), QStringLiteral("Home"), 4, true);
+    events->setIntegerValue(50, QStringLiteral("localSortOrder"));
+    CommonDataMO *first = calendar(QStringLiteral("1"), QStringLiteral("Lists"), 3);
+    CommonDataMO *second = calendar(QStringLiteral("2"), QStringLiteral("Lists"), 3);
+    EXPECT_EQ(related(events), first);  // equal scores: the first
+    second->setIntegerValue(45, QStringLiteral("localSortOrder"));
+    EXPECT_EQ(related(events), second);
+    second->setBoolValue(true, QStringLiteral("localHidden"));
+    EXPECT_EQ(related(events), first);
+    auto *group = context().insertNewObject(QStringLiteral("CalendarGroup"));
+    group->setValue(QStringLiteral("uid"), QStringLiteral("G"));
+    events->setObject(QStringLiteral("parentGroup"), group);
+    second->setObject(QStringLiteral("parentGroup"), group);
+    EXPECT_EQ(related(events), second);
+}
+
+TEST_F(RelatedContainerTest, OnlyCalDAVAndExchangeAccountsWithTitles) {
+    CommonDataMO *untitled = calendar(QStringLiteral("U"), QString(), 4, true);
+    calendar(QStringLiteral("T"), QStringLiteral("Tasks"), 4);
+    EXPECT_EQ(related(untitled), nullptr);
+    CommonDataMO *web = makeCalendar(
+        QStringLiteral("W"),
+        makeService(QStringLiteral("WebDAV Subscribe Synchronization"), QStringLiteral("B")));
+    web->setStringValue(QStringLiteral("Feed"), QStringLiteral("title"));
+    EXPECT_EQ(related(web), nullptr);
+}
+
 }  // namespace

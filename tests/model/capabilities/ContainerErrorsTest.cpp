@@ -37,8 +37,13 @@ protected:
     ContainerErrorsTest() { nextTurn(); }
     ~ContainerErrorsTest() override { nextTurn(); }
 
-    CommonDataMO *titledCalendar(const QString &uid, const QString &title) {
-        CommonDataMO *calendar = makeCalendar(uid);
+    // A calendar whose items are read-only unless `readOnly` is false.
+    CommonDataMO *titledCalendar(const QString &uid, const QString &title, bool readOnly = true) {
+        CommonDataMO *calendar =
+            makeCalendar(uid, readOnly ? makeService(QStringLiteral("CalDAV Synchronization"),
+                                                     uid + QStringLiteral("-owner"))
+                                       : nullptr);
+        calendar->setIntegerValue(2, QStringLiteral("access"));
         calendar->setStringValue(title, QStringLiteral("title"));
         return calendar;
     }
@@ -53,9 +58,9 @@ TEST_F(ContainerErrorsTest, OneAlertPerCalendarAndTurnOfTheEventLoop) {
     EXPECT_FALSE(ContainerErrors::readOnlyErrorReported());
     for (int i = 0; i < 100; ++i) {
         CommonDataMO *item = makeItem(work, QStringLiteral("I%1").arg(i));
-        ContainerErrors::reportReadOnlyError(item, 2);
+        ContainerErrors::reportReadOnlyError(item);
     }
-    ContainerErrors::reportReadOnlyError(home, 2);
+    ContainerErrors::reportReadOnlyError(home);
     ContainerErrors::reportMeetingError(work);  // same calendar: already reported
     EXPECT_TRUE(ContainerErrors::readOnlyErrorReported());
     EXPECT_EQ(
@@ -80,7 +85,7 @@ TEST_F(ContainerErrorsTest, OneAlertPerCalendarAndTurnOfTheEventLoop) {
 }
 
 TEST_F(ContainerErrorsTest, MessagesNameTheCalendarOrTheItem) {
-    CommonDataMO *calendar = titledCalendar(QStringLiteral("C"), QStringLiteral("Team"));
+    CommonDataMO *calendar = titledCalendar(QStringLiteral("C"), QStringLiteral("Team"), false);
     calendar->setStringValue(QStringLiteral("My Team"), QStringLiteral("localTitle"));
     CommonDataMO *item = makeItem(calendar, QStringLiteral("I"));
     item->setStringValue(QStringLiteral("Review"), QStringLiteral("title"));
@@ -89,7 +94,7 @@ TEST_F(ContainerErrorsTest, MessagesNameTheCalendarOrTheItem) {
         return m_presenter.shown.back().localizedDescription();
     };
 
-    ContainerErrors::reportReadOnlyError(item, 3);
+    ContainerErrors::reportReadOnlyError(item);
     EXPECT_EQ(last(), QStringLiteral("You don't have permission to modify the event \"Review\"."));
     ContainerErrors::reportAutoMeetingError(item, calendar);
     EXPECT_EQ(last(),
