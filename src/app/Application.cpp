@@ -5,6 +5,9 @@
 
 #include "app/FileLogger.h"
 #include "app/InfoCommand.h"
+#include "app/commands/CalendarCommands.h"
+#include "app/commands/EventCommands.h"
+#include "app/commands/ShowCommand.h"
 #include "app/LogFileManager.h"
 #include "app/SignalWatcher.h"
 #include "app/StoreSession.h"
@@ -107,6 +110,9 @@ void Application::registerCommands() {
                         return 0;
                     }});
     registerInfoCommand(m_registry);
+    registerCalendarCommands(m_registry);
+    registerEventCommands(m_registry);
+    registerShowCommand(m_registry);
 }
 
 int Application::exec() {

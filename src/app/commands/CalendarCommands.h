@@ -1,0 +1,6 @@
+#pragma once
+
+class CommandRegistry;
+
+// "merovan calendars", "merovan calendar add" and "merovan calendar remove".
+void registerCalendarCommands(CommandRegistry &registry);
