@@ -67,11 +67,7 @@ int runCalendarAdd(CommandContext &context) {
 }
 
 int runCalendarRemove(CommandContext &context) {
-    const QString uid = context.arguments.required(0, "UID");
-    return runStoreEdit([&] {
-        CommonDataMO::deleteObject(ItemLookup::calendarWithUID(uid));
-        return QString();
-    });
+    return runStoreDeletion(context, ItemLookup::calendarWithUID);
 }
 
 }  // namespace

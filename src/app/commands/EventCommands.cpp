@@ -53,11 +53,7 @@ int runEventAdd(CommandContext &context) {
 }
 
 int runEventDelete(CommandContext &context) {
-    const QString uid = context.arguments.required(0, "UID");
-    return runStoreEdit([&] {
-        CommonDataMO::deleteObject(ItemLookup::itemWithUID(uid));
-        return QString();
-    });
+    return runStoreDeletion(context, ItemLookup::itemWithUID);
 }
 
 }  // namespace

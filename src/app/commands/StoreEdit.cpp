@@ -2,6 +2,7 @@
 
 #include "app/Command.h"
 #include "app/StoreSession.h"
+#include "model/CommonDataMO.h"
 #include "model/DatabaseController.h"
 #include "model/store/ManagedObjectContext.h"
 
@@ -14,4 +15,12 @@ int runStoreEdit(const std::function<QString()> &change) {
     if (!result.isEmpty())
         CommandOutput::printLine(result);
     return 0;
+}
+
+int runStoreDeletion(const CommandContext &context, CommonDataMO *(*lookup)(const QString &uid)) {
+    const QString uid = context.arguments.required(0, "UID");
+    return runStoreEdit([&] {
+        CommonDataMO::deleteObject(lookup(uid));
+        return QString();
+    });
 }
