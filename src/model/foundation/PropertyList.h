@@ -23,7 +23,8 @@
 //   other value exactly. XML lists carry whole seconds: a date is written as
 //   the second it falls in.
 // - Strings never hold U+0000 or a lone surrogate; XML strings and keys only
-//   hold the characters XML 1.0 can carry. Others raise Error when writing.
+//   hold the characters XML 1.0 can carry. UIDs fit in 32 bits. Others raise
+//   Error when writing, and a list holding U+0000 or a wider UID when read.
 // - XML writes -0.0 as 0.0, and a UID as {"CF$UID" = n}, which XML reads
 //   back as a UID.
 // Lists read from untrusted bytes never crash the reader: anything that is not
