@@ -5,6 +5,7 @@
 
 #include "model/AttachmentFiles.h"
 #include "model/CommonDataMO.h"
+#include "model/Schema.h"
 #include "model/SyncableObjectMO.h"
 #include "model/foundation/Log.h"
 #include "model/store/ManagedObjectContext.h"
@@ -12,6 +13,21 @@
 namespace {
 const QString kParentObject = QStringLiteral("parentObject");
 const QString kUid = QStringLiteral("uid");
+
+// The item's record of the entity whose `key` matches `value`
+// (case-insensitively), else a new one holding it.
+ExtraDataMO *findOrMake(CommonDataMO *event, const QString &entityName, const QString &key,
+                        const QString &value) {
+    for (ExtraDataMO *record :
+         event->extrasForRelationship(Schema::extraRelationshipForEntity(entityName))) {
+        if (record->entityName() == entityName &&
+            record->valueForKey(key).toString().compare(value, Qt::CaseInsensitive) == 0)
+            return record;
+    }
+    ExtraDataMO *record = ExtraDataMO::makeExtra(entityName, event);
+    record->setValue(key, value);
+    return record;
+}
 
 QString secondsText(const std::optional<Date> &date) {
     return QString::number(qint64(date ? date->secondsSinceReference() : 0));
@@ -118,6 +134,20 @@ void ExtraDataMO::deleteExtra() {
     setObject(kParentObject, nullptr);
     context->deleteObject(this);
     context->processPendingChanges();
+}
+
+ExtraDataMO *ExtraDataMO::attachAttendee(const QString &email, CommonDataMO *event) {
+    return findOrMake(event, QStringLiteral("Attendee"), QStringLiteral("email"), email);
+}
+
+ExtraDataMO *ExtraDataMO::attachOrganizer(const QString &email, CommonDataMO *event) {
+    return findOrMake(event, QStringLiteral("Organizer"), QStringLiteral("email"), email);
+}
+
+ExtraDataMO *ExtraDataMO::attachContact(const QString &contactID, CommonDataMO *event, bool local) {
+    return findOrMake(event,
+                      local ? QStringLiteral("LocalContactLink") : QStringLiteral("ContactLink"),
+                      QStringLiteral("contactID"), contactID);
 }
 
 // --- Identity across a re-import -------------------------------------------------

@@ -45,6 +45,13 @@ public:
     // processes pending changes.
     void deleteExtra();
 
+    // The item's record of the person or contact, made when it has none:
+    // attendees and organizers are matched by e-mail (case-insensitively),
+    // contact links (`LocalContactLink` when `local`) by contact id.
+    static ExtraDataMO *attachAttendee(const QString &email, CommonDataMO *event);
+    static ExtraDataMO *attachOrganizer(const QString &email, CommonDataMO *event);
+    static ExtraDataMO *attachContact(const QString &contactID, CommonDataMO *event, bool local);
+
     // --- Identity across a re-import. Before a sync replaces an item's
     // records, their preservedAttributes() are kept under their
     // similarityHash(); a new record of the same content takes them back in

@@ -181,4 +181,23 @@ TEST_F(ExtraRecordsTest, AReimportedRecordTakesBackItsIdentity) {
     EXPECT_EQ(item->extraDataOfType(QStringLiteral("Attendee"), alarmUID), nullptr);
 }
 
+TEST_F(ExtraRecordsTest, PeopleAndContactsAreAttachedOnce) {
+    CommonDataMO *item = makeItem(makeCalendar(QStringLiteral("CAL")), QStringLiteral("E"));
+    ExtraDataMO *ann = ExtraDataMO::attachAttendee(QStringLiteral("ann@example.com"), item);
+    EXPECT_EQ(ExtraDataMO::attachAttendee(QStringLiteral("ANN@example.com"), item), ann);
+    EXPECT_NE(ExtraDataMO::attachAttendee(QStringLiteral("bob@example.com"), item), ann);
+    // The organizer with the same address is a record of its own.
+    ExtraDataMO *chair = ExtraDataMO::attachOrganizer(QStringLiteral("ann@example.com"), item);
+    EXPECT_EQ(chair->entityName(), QStringLiteral("Organizer"));
+    EXPECT_EQ(ExtraDataMO::attachOrganizer(QStringLiteral("ann@example.com"), item), chair);
+    EXPECT_EQ(item->extrasForRelationship(QStringLiteral("attendees")).size(), 2);
+
+    ExtraDataMO *synced = ExtraDataMO::attachContact(QStringLiteral("C1"), item, false);
+    ExtraDataMO *local = ExtraDataMO::attachContact(QStringLiteral("C1"), item, true);
+    EXPECT_NE(synced, local);
+    EXPECT_EQ(local->entityName(), QStringLiteral("LocalContactLink"));
+    EXPECT_EQ(ExtraDataMO::attachContact(QStringLiteral("C1"), item, true), local);
+    EXPECT_EQ(item->extrasForRelationship(QStringLiteral("contacts")).size(), 2);
+}
+
 }  // namespace
