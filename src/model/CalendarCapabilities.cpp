@@ -4,6 +4,7 @@
 #include "model/CalendarAccess.h"
 #include "model/CommonDataMO.h"
 #include "model/ExchangeEngine.h"
+#include "model/ItemReminders.h"
 #include "model/RemoteServiceQueries.h"
 #include "model/ServiceEngines.h"
 #include "model/ServiceKind.h"
@@ -68,7 +69,7 @@ bool CalendarCapabilities::canHoldEventType(qint64 eventType) const {
 }
 
 bool CalendarCapabilities::canHoldReminderType(qint64 reminderType) const {
-    if (reminderType != kLocationReminderType)
+    if (reminderType != ItemReminders::kLocationReminderType)
         return true;
     const CalDAVEngine *engine = ServiceEngines::shared().calDAVEngineFor(m_owner);
     const qint64 eventType =

@@ -13,8 +13,6 @@ class ModelObject;
 // calendar. Nothing is stored; main thread only.
 class CalendarCapabilities {
 public:
-    static constexpr qint64 kLocationReminderType = 10;
-
     // `object` is a calendar's or an item's data object.
     explicit CalendarCapabilities(const CommonDataMO *object);
 
