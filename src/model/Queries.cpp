@@ -3,6 +3,8 @@
 #include <QHash>
 #include <QMutex>
 
+#include "model/CalendarPublishing.h"
+#include "model/CommonDataMO.h"
 #include "model/DatabaseController.h"
 #include "model/store/ManagedObjectContext.h"
 
@@ -112,6 +114,32 @@ QList<ManagedObject *> Queries::allEntitiesOfType(const QString &entityName) {
 
 QList<ManagedObject *> Queries::allContainers() {
     return allEntitiesOfType(QStringLiteral("CommonContainer"));
+}
+
+namespace {
+template <typename Test>
+QList<ManagedObject *> containersWhere(Test test) {
+    QList<ManagedObject *> passing;
+    for (ManagedObject *object : Queries::allContainers()) {
+        if (const auto *calendar = ModelObject::as<CommonDataMO>(object);
+            calendar && test(*calendar))
+            passing.append(object);
+    }
+    return passing;
+}
+}  // namespace
+
+QList<ManagedObject *> Queries::allContainersPublishableViaBonjour() {
+    return containersWhere([](const CommonDataMO &calendar) {
+        return CalendarPublishing::canBePublishedViaBonjour(calendar);
+    });
+}
+
+QList<ManagedObject *> Queries::allContainersPublishableToService(ManagedObject *service) {
+    const auto *target = ModelObject::as<ModelObject>(service);
+    return containersWhere([target](const CommonDataMO &calendar) {
+        return CalendarPublishing::canBePublishedToService(calendar, target);
+    });
 }
 
 QList<ManagedObject *> Queries::allFileAttachments() {

@@ -24,6 +24,11 @@ public:
     static ManagedObject *bonjourPublisher();
     static QList<ManagedObject *> allEntitiesOfType(const QString &entityName);
     static QList<ManagedObject *> allContainers();
+    // The calendars this machine may offer on the local network (not those
+    // it subscribes to from another copy there), and those it may publish to
+    // `service` (any but the service's own).
+    static QList<ManagedObject *> allContainersPublishableViaBonjour();
+    static QList<ManagedObject *> allContainersPublishableToService(ManagedObject *service);
     static QList<ManagedObject *> allFileAttachments();
     static QList<ManagedObject *> remoteServices();
     static ManagedObject *remoteServiceForUID(const QString &uid);

@@ -247,6 +247,28 @@ TEST_F(QueriesTest, WherePublishedCalendarsGo) {
     EXPECT_EQ(Service::publicContainerWithUID(publisher, QStringLiteral("private")), nullptr);
 }
 
+TEST_F(QueriesTest, CalendarsThatMayBePublished) {
+    ManagedObject *caldav = service(QStringLiteral("S"), QStringLiteral("CalDAV Synchronization"));
+    ManagedObject *peer =
+        service(QStringLiteral("P"), QStringLiteral("Bonjour Subscribe Synchronization"));
+    const auto calendar = [&](const QString &uid, ManagedObject *owner) {
+        return container(uid, owner)->objectForKey(QStringLiteral("objectData"));
+    };
+    ManagedObject *local = calendar(QStringLiteral("local"), nullptr);
+    ManagedObject *server = calendar(QStringLiteral("server"), caldav);
+    ManagedObject *fromPeer = calendar(QStringLiteral("peer"), peer);
+
+    const auto sorted = [](QList<ManagedObject *> list) {
+        std::sort(list.begin(), list.end());
+        return list;
+    };
+    EXPECT_EQ(sorted(Queries::allContainersPublishableViaBonjour()), sorted({local, server}));
+    EXPECT_EQ(sorted(Queries::allContainersPublishableToService(caldav)),
+              sorted({local, fromPeer}));
+    EXPECT_EQ(sorted(Queries::allContainersPublishableToService(peer)), sorted({local, server}));
+    EXPECT_TRUE(Queries::allContainersPublishableToService(nullptr).isEmpty());
+}
+
 TEST_F(QueriesTest, FileAttachmentsOfTheServicesItems) {
     ManagedObject *owner = service(QStringLiteral("S"), QStringLiteral("CalDAV Synchronization"));
     ManagedObject *other = service(QStringLiteral("O"), QStringLiteral("CalDAV Synchronization"));
