@@ -285,15 +285,17 @@ void PersistentStore::ensureRangeIndex(const EntityDescription::RangeIndex &rang
                         clamped(QStringLiteral("max(%1)").arg(both)), low, high));
 }
 
+qint64 PersistentStore::rangeIndexValue(double value) {
+    return qint64(std::clamp(value, double(std::numeric_limits<qint32>::min()),
+                             double(std::numeric_limits<qint32>::max())));
+}
+
 std::optional<std::pair<qint64, qint64>> PersistentStore::rangeIndexEntry(const QVariant &low,
                                                                           const QVariant &high) {
     if (!low.isValid() || low.isNull() || !high.isValid() || high.isNull())
         return std::nullopt;
-    const auto clamped = [](qint64 value) {
-        return std::clamp<qint64>(value, std::numeric_limits<qint32>::min(),
-                                  std::numeric_limits<qint32>::max());
-    };
-    const qint64 a = clamped(low.toLongLong()), b = clamped(high.toLongLong());
+    const qint64 a = rangeIndexValue(double(low.toLongLong()));
+    const qint64 b = rangeIndexValue(double(high.toLongLong()));
     return std::pair{std::min(a, b), std::max(a, b)};
 }
 

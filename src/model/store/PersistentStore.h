@@ -83,6 +83,8 @@ public:
     // a range with low > high is kept as (high, low), so that the tree finds
     // a superset of the rows whose range overlaps a given one.
     static QString rangeIndexTable(const EntityDescription::RangeIndex &range);
+    // A value as the tree holds it: clamped to 32 bits.
+    static qint64 rangeIndexValue(double value);
     // The tree's (low, high) for a row's two values; none when one is unset.
     static std::optional<std::pair<qint64, qint64>> rangeIndexEntry(const QVariant &low,
                                                                     const QVariant &high);

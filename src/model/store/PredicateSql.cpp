@@ -156,11 +156,6 @@ std::optional<double> bound(const QList<Predicate> &conjuncts, const QString &ke
     return std::nullopt;
 }
 
-qint64 clampedToTree(double value) {
-    return qint64(std::clamp(value, double(std::numeric_limits<qint32>::min()),
-                             double(std::numeric_limits<qint32>::max())));
-}
-
 }  // namespace
 
 // "low <= b AND high >= a" (or < and >) on the two attributes of a range
@@ -175,7 +170,8 @@ std::optional<QString> Compiler::rangeLookup(const QList<Predicate> &conjuncts,
         const auto lower = bound(conjuncts, range.high->name, {Op::GreaterOrEqual, Op::Greater});
         if (!upper || !lower)
             continue;
-        m_out.bindings << clampedToTree(std::floor(*upper)) << clampedToTree(std::ceil(*lower));
+        m_out.bindings << PersistentStore::rangeIndexValue(std::floor(*upper))
+                       << PersistentStore::rangeIndexValue(std::ceil(*lower));
         return QStringLiteral("%1.Z_PK IN (SELECT id FROM %2 WHERE low <= ? AND high >= ?)")
             .arg(alias, quoted(PersistentStore::rangeIndexTable(range)));
     }

@@ -38,6 +38,12 @@ const SaveTransaction::EntityColumns &SaveTransaction::columnsFor(const EntityDe
                             ? QString()
                             : QStringLiteral("UPDATE %1 SET %2 WHERE Z_PK = ?")
                                   .arg(table, assignments.join(QStringLiteral(", ")));
+    for (const EntityDescription::RangeIndex &range : entity->rangeIndexes()) {
+        const QString tree = PersistentStore::rangeIndexTable(range);
+        columns.ranges.push_back({range.low->slot, range.high->slot,
+                                  QStringLiteral("DELETE FROM \"%1\" WHERE id = ?").arg(tree),
+                                  QStringLiteral("INSERT INTO \"%1\" VALUES (?, ?, ?)").arg(tree)});
+    }
     return m_columns.insert(entity, std::move(columns)).value();
 }
 
@@ -158,23 +164,20 @@ void SaveTransaction::write(const ChangeSet &changes) {
 void SaveTransaction::writeRangeIndexes(const ChangeSet &changes) {
     SqliteConnection &db = m_context->connection();
     const auto write = [&](ManagedObject *object, bool removeOld, bool addNew) {
-        for (const EntityDescription::RangeIndex &range : object->m_id.entity->rangeIndexes()) {
-            const int lowSlot = range.low->slot, highSlot = range.high->slot;
+        for (const EntityColumns::Range &range : columnsFor(object->m_id.entity).ranges) {
             const auto changed = [&](int slot) {
                 return std::size_t(slot) < object->m_changed.size() && object->m_changed[slot];
             };
-            if (removeOld && addNew && !changed(lowSlot) && !changed(highSlot))
+            if (removeOld && addNew && !changed(range.lowSlot) && !changed(range.highSlot))
                 continue;
-            const QString tree = PersistentStore::rangeIndexTable(range);
             if (removeOld)
-                db.statement(QStringLiteral("DELETE FROM \"%1\" WHERE id = ?").arg(tree))
-                    .bindInt(1, object->m_id.primaryKey)
-                    .execute();
-            const auto entry = addNew ? PersistentStore::rangeIndexEntry(object->m_values[lowSlot],
-                                                                         object->m_values[highSlot])
-                                      : std::nullopt;
+                db.statement(range.deleteSql).bindInt(1, object->m_id.primaryKey).execute();
+            const auto entry =
+                addNew ? PersistentStore::rangeIndexEntry(object->m_values[range.lowSlot],
+                                                          object->m_values[range.highSlot])
+                       : std::nullopt;
             if (entry)
-                db.statement(QStringLiteral("INSERT INTO \"%1\" VALUES (?, ?, ?)").arg(tree))
+                db.statement(range.insertSql)
                     .bindInt(1, object->m_id.primaryKey)
                     .bindInt(2, entry->first)
                     .bindInt(3, entry->second)

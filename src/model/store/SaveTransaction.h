@@ -24,6 +24,11 @@ private:
         std::vector<int> storedSlots;  // stored storedSlots, each with its own column
         QString insertSql;
         QString updateSql;
+        struct Range {
+            int lowSlot, highSlot;
+            QString deleteSql, insertSql;
+        };
+        std::vector<Range> ranges;  // the entity's range indexes
     };
     const EntityColumns &columnsFor(const EntityDescription *entity);
     void bindValues(SqliteStatement &statement, ManagedObject *object, const EntityColumns &columns,
