@@ -28,6 +28,9 @@ public:
     // A sync stored an object received from its service
     // (`databaseControllerObjectReceived` of the database controller's delegate).
     virtual void objectReceived(ModelObject * /*syncableObject*/) {}
+    // What the user sees of an item changed without a change of its content,
+    // e.g. an attachment's file arrived (`databaseControllerObjectUpdated`).
+    virtual void objectUpdated(ModelObject * /*dataObject*/) {}
 
     // The process-wide instance; the caller keeps ownership of what it sets,
     // nullptr restores the default.
