@@ -16,6 +16,12 @@
 
 namespace {
 
+CommonDataMO::DatesObserver datesObserver = nullptr;
+const QStringList kDateAttributes{
+    QStringLiteral("startTimeAndZone"), QStringLiteral("endTimeAndZone"),
+    QStringLiteral("dueTimeAndZone"),   QStringLiteral("completionTime"),
+    QStringLiteral("allDay"),           QStringLiteral("floatingEvent"),
+    QStringLiteral("eventType")};
 const QString kObjectData = QStringLiteral("objectData");
 const QString kParentContainer = QStringLiteral("parentContainer");
 const QString kParentContainerDirect = QStringLiteral("parentContainerDirect");
@@ -126,8 +132,14 @@ QString CommonDataMO::pathUID() const {
                   container ? QVariant(container->uid()) : QVariant(), uid());
 }
 
+void CommonDataMO::setDatesObserver(DatesObserver observer) {
+    datesObserver = observer;
+}
+
 void CommonDataMO::didChangeValueForKey(const PropertyDescription &property) {
     m_valueCache.remove(property.name);
+    if (datesObserver && isChild() && kDateAttributes.contains(property.name))
+        datesObserver(this);
     if (!isSyncedAttribute(property))
         return;
     if (SyncableObjectMO *info = objectInfo())

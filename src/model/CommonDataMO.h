@@ -110,6 +110,13 @@ public:
     // excluded, reminders.
     void deepCopyFromObject(const CommonDataMO &source, bool excludeReminders);
 
+    // --- The days an item shows on follow its dates: after a change of an
+    // item's "startTimeAndZone", "endTimeAndZone", "dueTimeAndZone",
+    // "completionTime", "allDay", "floatingEvent" or "eventType" the observer
+    // is told (the time library installs it at start-up; none by default).
+    using DatesObserver = void (*)(CommonDataMO *item);
+    static void setDatesObserver(DatesObserver observer);
+
 protected:
     QHash<QString, QVariant> *valueCache() const override { return &m_valueCache; }
     void didChangeValueForKey(const PropertyDescription &property) override;
