@@ -8,6 +8,8 @@
 
 #include "model/CommonDataMO.h"
 #include "model/ExtraDataMO.h"
+#include "model/GlobalAttachmentFetcher.h"
+#include "model/SyncHooks.h"
 #include "model/SyncableObjectMO.h"
 #include "model/foundation/Clock.h"
 #include "model/foundation/Log.h"
@@ -19,6 +21,12 @@ const QString kFileURL = QStringLiteral("fileURL");
 const QString kFileName = QStringLiteral("fileName");
 const QString kFileModTime = QStringLiteral("fileModTime");
 const QString kLocalFileModTime = QStringLiteral("localFileModTime");
+const QString kLocalFilePath = QStringLiteral("localFilePath");
+// How often a file that is still to come is looked for, how long a
+// temporary file must stay unchanged, and when waiting stops.
+constexpr double kCheckInterval = 1;
+constexpr double kSettleSeconds = 5;
+constexpr double kGiveUpSeconds = 30;
 constexpr int kGlobalFileNameLength = 100;
 
 QString g_resourceFolder;
@@ -31,11 +39,35 @@ Date fileDate(const QString &path) {
     return Date::fromDateTime(QFileInfo(path).lastModified());
 }
 
-}  // namespace
-
-QString AttachmentFiles::attachmentsFolder() {
-    return QDir(Paths::applicationSupportFolder()).filePath(QStringLiteral("Attachments"));
+bool isTemporaryFile(const QString &absolutePath) {
+    const QString temp = QDir(QDir::tempPath()).canonicalPath() + QLatin1Char('/');
+    const QString canonical = QFileInfo(QFileInfo(absolutePath).absolutePath()).canonicalFilePath();
+    return (canonical + QLatin1Char('/')).startsWith(temp);
 }
+
+// Copies `source` to the record's path and notes it as saved, a change of
+// the item.
+bool copyIn(ExtraDataMO &record, const QString &source, QString *error) {
+    const QString target = *AttachmentFiles::pathForAttachmentByExpandingResourceURLs(record);
+    if (!AttachmentFiles::copyFile(source, target, error))
+        return false;
+    record.setDateValue(fileDate(source), kFileModTime);
+    AttachmentFiles::noteAttachmentWasSavedToDiskAndTouchParentObject(record, true);
+    return true;
+}
+
+// A web file whose copy is on disk takes the copy's date and is noted as
+// saved, without a change of the item.
+bool noteGlobalFileIfPresent(ExtraDataMO &record) {
+    const QString copy = AttachmentFiles::pathForGlobalFileURL(stringOf(record, kFileURL));
+    if (!QFileInfo::exists(copy))
+        return false;
+    record.setDateValue(fileDate(copy), kFileModTime);
+    AttachmentFiles::noteAttachmentWasSavedToDiskAndTouchParentObject(record, false);
+    return true;
+}
+
+}  // namespace
 
 QString AttachmentFiles::resourceFolder() {
     if (!g_resourceFolder.isEmpty())
@@ -61,7 +93,7 @@ QString AttachmentFiles::pathForGlobalFileURL(const QString &url) {
     name.remove(QRegularExpression(QStringLiteral("^https?://"),
                                    QRegularExpression::CaseInsensitiveOption));
     name.replace(QLatin1Char('/'), QLatin1Char('-')).replace(QLatin1Char(':'), QLatin1Char('-'));
-    return QDir(attachmentsFolder()).filePath(name.left(kGlobalFileNameLength));
+    return QDir(Paths::attachmentsFolder()).filePath(name.left(kGlobalFileNameLength));
 }
 
 std::optional<QString> AttachmentFiles::pathForAttachmentByExpandingResourceURLs(
@@ -72,7 +104,7 @@ std::optional<QString> AttachmentFiles::pathForAttachmentByExpandingResourceURLs
         QString name = info.completeBaseName() + QLatin1Char('-') + record.uid();
         if (!info.suffix().isEmpty())
             name += QLatin1Char('.') + info.suffix();
-        return QDir(attachmentsFolder()).filePath(name);
+        return QDir(Paths::attachmentsFolder()).filePath(name);
     }
     const QString url = stringOf(record, kFileURL);
     if (isInternalURL(url))
@@ -117,10 +149,11 @@ void AttachmentFiles::noteAttachmentWasSavedToDiskAndTouchParentObject(ExtraData
     record.setDateValue(record.dateValueForKey(kFileModTime), kLocalFileModTime);
     logInfo("attachmentWasSavedToDisk: %@ (%@)", attachmentFileName(record), record.uid());
     CommonDataMO *parent = record.parentObject();
-    if (!touch || !parent)
+    if (!parent)
         return;
-    if (SyncableObjectMO *info = parent->objectInfo())
+    if (SyncableObjectMO *info = parent->objectInfo(); touch && info)
         info->touchLastModTime();
+    SyncHooks::shared().objectUpdated(parent);
 }
 
 bool AttachmentFiles::copyFile(const QString &from, const QString &to, QString *error) {
@@ -136,7 +169,8 @@ bool AttachmentFiles::copyFile(const QString &from, const QString &to, QString *
     return false;
 }
 
-ExtraDataMO *AttachmentFiles::attachLocalFile(const QString &path, CommonDataMO *object) {
+ExtraDataMO *AttachmentFiles::attachLocalFile(const QString &path, CommonDataMO *object,
+                                              bool checkOnTempFiles) {
     const QString resources = QDir(resourceFolder()).absolutePath() + QLatin1Char('/');
     const QString absolute = QFileInfo(path).absoluteFilePath();
     if (absolute.startsWith(resources))
@@ -150,18 +184,61 @@ ExtraDataMO *AttachmentFiles::attachLocalFile(const QString &path, CommonDataMO 
     ExtraDataMO *record = ExtraDataMO::makeExtra(QStringLiteral("Attachment"), object);
     record->assignUIDIfNeeded();  // the file's name needs one, even during a sync
     record->setValue(kFileName, fileName);
+    if (checkOnTempFiles && isTemporaryFile(absolute)) {
+        record->setValue(kLocalFilePath, absolute);
+        if (!QFileInfo::exists(absolute))
+            logWarning("attachLocalFile: error attaching temporary file %@ (%@)... will try later",
+                       absolute, QStringLiteral("no such file"));
+        const Date now = Clock::shared().now();
+        Clock::shared().schedule(now.addingSeconds(kCheckInterval),
+                                 [ref = ObjectRef<ExtraDataMO>(record), now] {
+                                     checkAttachedTempFile(ref, now, std::nullopt);
+                                 });
+        return record;
+    }
     QString error;
-    if (!copyFile(path, *pathForAttachmentByExpandingResourceURLs(*record), &error)) {
+    if (!copyIn(*record, path, &error)) {
         logError("attachLocalFile: error attaching file %@ (%@)", path, error);
         record->deleteExtra();
         return nullptr;
     }
-    record->setDateValue(fileDate(path), kFileModTime);
-    noteAttachmentWasSavedToDiskAndTouchParentObject(*record, true);
     return record;
 }
 
-ExtraDataMO *AttachmentFiles::attachGlobalFile(const QString &url, CommonDataMO *object) {
+void AttachmentFiles::checkAttachedTempFile(const ObjectRef<ExtraDataMO> &ref, Date firstCheck,
+                                            std::optional<Date> modTime) {
+    ExtraDataMO *record = ref.get();
+    if (!record)
+        return;
+    const QString path = stringOf(*record, kLocalFilePath);
+    const Date now = Clock::shared().now();
+    const double waited = now.secondsSince(firstCheck);
+    std::optional<Date> seen;
+    if (QFileInfo::exists(path)) {
+        seen = fileDate(path);
+        if (seen == modTime && waited > kSettleSeconds) {
+            logInfo("checkAttachedTempFile: attaching temporary file %@", path);
+            QString error;
+            if (!copyIn(*record, path, &error)) {
+                logError("checkAttachedTempFile: error attaching file %@ (%@)", path, error);
+                record->deleteExtra();
+                return;
+            }
+            record->setValue(kLocalFilePath, QVariant());
+            return;
+        }
+    } else if (waited > kGiveUpSeconds) {
+        logError("checkAttachedTempFile: file never appeared %@... deleting", path);
+        record->deleteExtra();
+        return;
+    }
+    Clock::shared().schedule(now.addingSeconds(kCheckInterval), [ref, firstCheck, seen] {
+        checkAttachedTempFile(ref, firstCheck, seen);
+    });
+}
+
+ExtraDataMO *AttachmentFiles::attachGlobalFile(const QString &url, CommonDataMO *object,
+                                               bool checkOnFile) {
     for (ExtraDataMO *existing : object->extrasForRelationship(QStringLiteral("attachments"))) {
         if (stringOf(*existing, kFileURL) == url)
             return existing;
@@ -170,9 +247,34 @@ ExtraDataMO *AttachmentFiles::attachGlobalFile(const QString &url, CommonDataMO 
     record->setValue(kFileURL, url);
     if (isInternalURL(url)) {
         record->setDateValue(Clock::shared().now(), kFileModTime);
-    } else if (const QString copy = pathForGlobalFileURL(url); QFileInfo::exists(copy)) {
-        record->setDateValue(fileDate(copy), kFileModTime);
-        noteAttachmentWasSavedToDiskAndTouchParentObject(*record, false);
+    } else if (!noteGlobalFileIfPresent(*record) && checkOnFile) {
+        const Date now = Clock::shared().now();
+        Clock::shared().schedule(
+            now.addingSeconds(kCheckInterval),
+            [ref = ObjectRef<ExtraDataMO>(record), now] { checkAttachedGlobalFile(ref, now); });
     }
     return record;
+}
+
+void AttachmentFiles::checkAttachedGlobalFile(const ObjectRef<ExtraDataMO> &ref, Date firstCheck) {
+    ExtraDataMO *record = ref.get();
+    if (!record)
+        return;
+    const QString url = stringOf(*record, kFileURL);
+    if (QFileInfo::exists(pathForGlobalFileURL(url))) {
+        logInfo("checkAttachedGlobalFile: file appeared %@", url);
+        noteAttachmentWasSavedToDiskAndTouchParentObject(*record, false);
+        return;
+    }
+    const Date now = Clock::shared().now();
+    if (now.secondsSince(firstCheck) > kGiveUpSeconds) {
+        logError("checkAttachedGlobalFile: file never appeared %@...", url);
+        return;
+    }
+    Clock::shared().schedule(now.addingSeconds(kCheckInterval),
+                             [ref, firstCheck] { checkAttachedGlobalFile(ref, firstCheck); });
+}
+
+void AttachmentFiles::downloadGlobalFileIfNeeded(ExtraDataMO *record) {
+    GlobalAttachmentFetcher::fetcher().fetchGlobalAttachment(record);
 }

@@ -3,11 +3,14 @@
 #include <QString>
 #include <optional>
 
+#include "model/foundation/Date.h"
+#include "model/store/ObjectRef.h"
+
 class CommonDataMO;
 class ExtraDataMO;
 
 // The files of attachment records (entities Attachment and FileAttachment)
-// in the "Attachments" folder of the application-support folder.
+// in the attachments folder (Paths::attachmentsFolder).
 //
 // Where a record's file lives:
 // - a record with a `fileName`: "<name without extension>-<uid>[.<extension>]";
@@ -21,7 +24,6 @@ class AttachmentFiles {
 public:
     static constexpr char kInternalScheme[] = "merovan://";
 
-    static QString attachmentsFolder();
     // Where internal addresses point; the program's resource folder unless a
     // caller (tests, a relocated install) sets another. An empty folder
     // restores the default.
@@ -56,12 +58,29 @@ public:
     // folder as its internal address (attachGlobalFile); otherwise an
     // Attachment record is made and the file copied in. An item that already
     // has an attachment of that file name gets nothing new (that record is
-    // returned). A copy
-    // that fails is logged and loses the new record. Returns the record, or
-    // nullptr when the copy failed.
-    static ExtraDataMO *attachLocalFile(const QString &path, CommonDataMO *object);
+    // returned). A copy that fails is logged and loses the new record
+    // (nullptr).
+    //
+    // With `checkOnTempFiles`, a file in the temporary folder may still be
+    // being written: the record keeps it in `localFilePath` and the file is
+    // looked at every second (on the shared clock). It is copied in once it
+    // was unchanged between two looks and the first look is more than five
+    // seconds old; a file that has not appeared after thirty seconds, or
+    // that cannot be copied then, loses the record.
+    static ExtraDataMO *attachLocalFile(const QString &path, CommonDataMO *object,
+                                        bool checkOnTempFiles = false);
     // A web (or internal) address attached to the item: the item's
     // attachment of that address if it has one, else a new record; a web file
-    // already downloaded is noted as saved.
-    static ExtraDataMO *attachGlobalFile(const QString &url, CommonDataMO *object);
+    // already downloaded is noted as saved. With `checkOnFile`, a web file
+    // not on disk yet is looked for every second and noted as saved when it
+    // appears, for at most thirty seconds.
+    static ExtraDataMO *attachGlobalFile(const QString &url, CommonDataMO *object,
+                                         bool checkOnFile = false);
+    // Queues the record's web file with the fetcher (GlobalAttachmentFetcher).
+    static void downloadGlobalFileIfNeeded(ExtraDataMO *record);
+
+private:
+    static void checkAttachedTempFile(const ObjectRef<ExtraDataMO> &record, Date firstCheck,
+                                      std::optional<Date> modTime);
+    static void checkAttachedGlobalFile(const ObjectRef<ExtraDataMO> &record, Date firstCheck);
 };

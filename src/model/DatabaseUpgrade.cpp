@@ -1,7 +1,14 @@
 #include "model/DatabaseUpgrade.h"
 
-#include "model/ModelObject.h"
+#include <QDir>
+#include <QDirIterator>
+
+#include "model/CommonDataMO.h"
+#include "model/ExtraDataMO.h"
+#include "model/ItemReminders.h"
+#include "model/ReminderRecord.h"
 #include "model/foundation/Log.h"
+#include "model/foundation/Paths.h"
 #include "model/foundation/Preferences.h"
 #include "model/store/ManagedObjectContext.h"
 
@@ -21,6 +28,11 @@ void DatabaseUpgrade::finishUpgradeFromVersion(const QString &oldVersion) {
     };
     if (from({"3.2", "4.0", "4.1"}))
         rewriteTagHistoryPreference();
+    if (from({"3.2", "4.0"})) {
+        recomputeAttendeeSearchText();
+        moveProximityToXProps();
+        removeOldExchangeCaches();
+    }
     if (from({"4.1"}))
         moveExchangeTagsToLocalTags();
     try {
@@ -48,6 +60,50 @@ void DatabaseUpgrade::moveExchangeTagsToLocalTags() {
             local << withSpaces(tag);
         event->setTagListValue(local, QStringLiteral("localTags"));
         event->setTagListValue({}, QStringLiteral("tags"));
+    }
+}
+
+// Attendee names became searchable.
+void DatabaseUpgrade::recomputeAttendeeSearchText() {
+    FetchRequest request(QStringLiteral("Event"));
+    request.setPredicate(
+        Predicate::fromFormat(QStringLiteral("(%K == %d) AND (%K.@count > 0)"),
+                              {QStringLiteral("eventType"), 0, QStringLiteral("attendees")}));
+    for (ManagedObject *object : m_context->executeFetchRequest(request)) {
+        if (auto *event = ModelObject::as<CommonDataMO>(object))
+            event->calcSearchText();
+    }
+}
+
+// Location reminders kept their settings as a dictionary in `recipients`;
+// they are unknown iCalendar properties of the alarm now.
+void DatabaseUpgrade::moveProximityToXProps() {
+    FetchRequest request(QStringLiteral("Reminder"));
+    request.setPredicate(Predicate::fromFormat(
+        QStringLiteral("%K == %d"),
+        {QStringLiteral("reminderType"), ItemReminders::kLocationReminderType}));
+    for (ManagedObject *object : m_context->executeFetchRequest(request)) {
+        auto *reminder = ModelObject::as<ExtraDataMO>(object);
+        const QVariant recipients = reminder->unarchivedValueForKey(QStringLiteral("recipients"));
+        if (recipients.typeId() != QMetaType::QVariantMap)
+            continue;
+        reminder->setArchivedValue(ReminderRecord::xPropsFromProximityDict(recipients.toMap()),
+                                   QStringLiteral("xProps"));
+        reminder->setArchivedValue(QVariant(), QStringLiteral("recipients"));
+    }
+}
+
+// Folders named "exchange" below the application-support folder held an
+// older Exchange cache.
+void DatabaseUpgrade::removeOldExchangeCaches() {
+    QDirIterator folders(Paths::applicationSupportFolder(), {QStringLiteral("exchange")},
+                         QDir::Dirs | QDir::NoDotAndDotDot, QDirIterator::Subdirectories);
+    QStringList found;
+    while (folders.hasNext())
+        found << folders.next();
+    for (const QString &folder : found) {
+        if (!QDir(folder).removeRecursively())
+            logError("upgrade: cannot remove %@", folder);
     }
 }
 

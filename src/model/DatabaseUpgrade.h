@@ -16,6 +16,9 @@ public:
     void finishUpgradeFromVersion(const QString &oldVersion);
 
 private:
+    void recomputeAttendeeSearchText();
+    void moveProximityToXProps();
+    void removeOldExchangeCaches();
     void moveExchangeTagsToLocalTags();
     void rewriteTagHistoryPreference();
 

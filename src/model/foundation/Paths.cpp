@@ -24,6 +24,14 @@ QString logsFolder() {
     return QDir(applicationSupportFolder()).filePath(QStringLiteral("Logs"));
 }
 
+QString attachmentsFolder() {
+    return QDir(applicationSupportFolder()).filePath(QStringLiteral("Attachments"));
+}
+
+QString graphicsFolder() {
+    return QDir(applicationSupportFolder()).filePath(QStringLiteral("Graphics"));
+}
+
 QString preferencesFile() {
     const QString name = QLatin1String(kProductName) + QStringLiteral(".conf");
     if (!home().isEmpty())

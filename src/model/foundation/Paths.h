@@ -11,6 +11,9 @@ inline constexpr char kProductName[] = "Merovan";
 QString applicationSupportFolder();
 // The rolling log files.
 QString logsFolder();
+// The copies of attachment files, and the graphics the user added.
+QString attachmentsFolder();
+QString graphicsFolder();
 // The preferences file: below $MEROVAN_HOME when it is set, else in the
 // user's configuration folder.
 QString preferencesFile();

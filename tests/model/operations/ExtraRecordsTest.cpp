@@ -6,6 +6,7 @@
 
 #include "model/AttachmentFiles.h"
 #include "model/Queries.h"
+#include "model/foundation/Paths.h"
 #include "model/objects/ModelFixture.h"
 
 namespace {
@@ -14,7 +15,7 @@ class ExtraRecordsTest : public ModelTest {
 protected:
     ExtraRecordsTest() {
         Queries::setContext(&context());
-        QDir().mkpath(AttachmentFiles::attachmentsFolder());
+        QDir().mkpath(Paths::attachmentsFolder());
     }
     ~ExtraRecordsTest() override { Queries::setContext(nullptr); }
 
