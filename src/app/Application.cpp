@@ -8,6 +8,7 @@
 #include "app/LogFileManager.h"
 #include "app/SignalWatcher.h"
 #include "app/StoreSession.h"
+#include "app/commands/AgendaCommand.h"
 #include "app/commands/CalendarCommands.h"
 #include "app/commands/EventCommands.h"
 #include "app/commands/ShowCommand.h"
@@ -18,6 +19,7 @@
 #include "model/foundation/StartMode.h"
 #include "time/CalendarDates.h"
 #include "time/TimeZoneUtilities.h"
+#include "time/recurrence/ItemRecurrence.h"
 
 #ifndef MEROVAN_VERSION
 #define MEROVAN_VERSION "0.0.0"
@@ -33,6 +35,8 @@ Application::Application(int &argc, char **argv) : m_app(argc, argv) {
     // adding an interval to a calendar date keeps its zone.
     TimeZoneUtilities::installNameTranslation();
     CalendarDates::fixDateByAddingTimeInterval();
+    // The days an item shows on follow every change of its dates.
+    ItemRecurrence::installDaysMaintenance();
     QCoreApplication::setApplicationName(QLatin1String(Paths::kProductName));
     QCoreApplication::setApplicationVersion(version());
 }
@@ -113,6 +117,7 @@ void Application::registerCommands() {
     registerCalendarCommands(m_registry);
     registerEventCommands(m_registry);
     registerShowCommand(m_registry);
+    registerAgendaCommand(m_registry);
 }
 
 int Application::exec() {
