@@ -19,6 +19,16 @@ public:
 
     virtual ServerType serverType(const ModelObject *caldavService) const = 0;
 
+    // The kind of a calendar of the account, as the engine classifies it from
+    // what the server said of it. A calendar of kind kFullAccessCalendarType
+    // is the user's to manage in full, whatever the privileges recorded for
+    // it.
+    static constexpr int kFullAccessCalendarType = 3;
+    virtual int typeOfCalendar(const CommonDataMO *calendar,
+                               const ModelObject *caldavService) const = 0;
+    // The server keeps files attached to items.
+    virtual bool supportsAttachments(const ModelObject *caldavService) const = 0;
+
     // The server sends invitations and replies itself (implicit scheduling).
     virtual bool supportsAutoScheduling(const ModelObject *caldavService) const = 0;
     // The server offers the scheduling outbox that the client posts to.

@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <optional>
 
+#include "model/CalDAVEngine.h"
 #include "model/CommonDataMO.h"
+#include "model/ServiceEngines.h"
+#include "model/ServiceKind.h"
 #include "model/SyncableObjectMO.h"
 
 namespace {
@@ -46,6 +49,10 @@ int containerAccess(const CommonDataMO &container, bool forChildren) {
                 : own;
         return std::min(level, forChildren ? 3 : 2);
     }
+    if (!forChildren)
+        if (const CalDAVEngine *engine = ServiceEngines::shared().calDAVEngineFor(owner))
+            if (engine->typeOfCalendar(&container, owner) == CalDAVEngine::kFullAccessCalendarType)
+                return CalendarAccess::kFullAccess;
     return remoteAccess(container, owner).value_or(own);
 }
 
@@ -67,6 +74,19 @@ int CalendarAccess::effectiveAccess(const CommonDataMO &object) {
     const int level = containerAccess(*container, true);
     const QVariant own = object.valueForKey(kAccess);
     return own.isValid() ? std::min(level, int(own.toLongLong())) : level;
+}
+
+int CalendarAccess::effectiveAccessForDelete(const CommonDataMO &object, bool countClassification) {
+    const int level = effectiveAccess(object);
+    const CommonDataMO *container = object.parentContainer();
+    if (!countClassification || object.isContainer() || !container ||
+        object.integerValueForKey(QStringLiteral("classification")) == 0)
+        return level;
+    const ModelObject *owner = container->owningService();
+    if (!ServiceKind::is(owner, ServiceKind::kCalDAV) &&
+        !ServiceKind::is(owner, ServiceKind::kExchange))
+        return level;
+    return containerAccess(*container, true) < kFullAccess ? std::min(level, kReadOnly) : level;
 }
 
 int CalendarAccess::effectiveAccessForChildren(const CommonDataMO &calendar) {

@@ -14,12 +14,21 @@ class CommonDataMO;
 // subscribe password is stored, at most 2 for the calendar itself and at
 // most 3 for its items. Any other owner grants the `remoteAccess` of the
 // container's remote object for it (the calendar's `access` when there is
-// none). An item's own stored `access` limits the result further.
+// none); a CalDAV calendar the engine classifies as the user's to manage
+// (CalDAVEngine::kFullAccessCalendarType) has full access itself. An item's
+// own stored `access` limits the result further.
 class CalendarAccess {
 public:
+    static constexpr int kReadOnly = 2;
     static constexpr int kFullAccess = 4;
 
     static int effectiveAccess(const CommonDataMO &object);
+    // The item's effective access for deleting it or changing the user's
+    // part in it. With `countClassification`, a private item (`classification`
+    // not 0) on a CalDAV or Exchange calendar that grants its items less than
+    // full access (another person's calendar, shared or delegated) is at
+    // most read-only: its owner alone decides about it.
+    static int effectiveAccessForDelete(const CommonDataMO &object, bool countClassification);
     // What the container's items may do (the container's level as its items
     // see it).
     static int effectiveAccessForChildren(const CommonDataMO &calendar);

@@ -8,6 +8,7 @@
 #include "model/RemoteServiceQueries.h"
 #include "model/ServiceEngines.h"
 #include "model/ServiceKind.h"
+#include "model/SyncHooks.h"
 #include "model/SyncableObjectMO.h"
 #include "model/util/TextCompare.h"
 
@@ -96,6 +97,41 @@ bool CalendarCapabilities::canHoldPrivateEvents() const {
     if (const CalDAVEngine *engine = ServiceEngines::shared().calDAVEngineFor(m_owner))
         return engine->supportsPrivateEventsOnCalendar(m_calendar, m_owner);
     return ServiceKind::is(m_owner, ServiceKind::kExchange);
+}
+
+ModelObject *CalendarCapabilities::parentCalDAVService() const {
+    return ServiceKind::is(m_owner, ServiceKind::kCalDAV) ? m_owner : nullptr;
+}
+
+ModelObject *CalendarCapabilities::parentExchangeService() const {
+    return ServiceKind::is(m_owner, ServiceKind::kExchange) ? m_owner : nullptr;
+}
+
+bool CalendarCapabilities::canHoldAttachments() const {
+    const ServiceEngines &engines = ServiceEngines::shared();
+    if (parentCalDAVService()) {
+        const CalDAVEngine *engine = engines.calDAVEngineFor(m_owner);
+        return engine && engine->supportsAttachments(m_owner);
+    }
+    if (parentExchangeService()) {
+        const ExchangeEngine *engine = engines.exchangeEngineFor(m_owner);
+        return engine && engine->supportsAttachments(m_owner);
+    }
+    return true;
+}
+
+bool CalendarCapabilities::autoFetchAttachments() const {
+    return m_calendar && canHoldAttachments() &&
+           m_calendar->boolValueForKey(QStringLiteral("localFetchAttachments"));
+}
+
+void CalendarCapabilities::setFetchAttachments(CommonDataMO *calendar, bool fetch) {
+    const QString key = QStringLiteral("localFetchAttachments");
+    if (calendar->boolValueForKey(key) == fetch)
+        return;
+    calendar->setBoolValue(fetch, key);
+    if (fetch && calendar->owningService())
+        SyncHooks::shared().tickle(calendar->owningService());
 }
 
 CommonDataMO *CalendarCapabilities::relatedContainerThatCanHoldEventType(

@@ -39,6 +39,21 @@ public:
     // CalDAV: the engine's answer; Exchange: true; elsewhere false.
     bool canHoldPrivateEvents() const;
 
+    // The owning service when it is a CalDAV / an Exchange account, else
+    // nullptr.
+    ModelObject *parentCalDAVService() const;
+    ModelObject *parentExchangeService() const;
+    // Whether the owner keeps attachments: CalDAV and Exchange accounts as
+    // their engines say (none registered: no); a calendar without owner and
+    // every other kind of service: yes.
+    bool canHoldAttachments() const;
+    // Attachment files are fetched as soon as their items arrive: the
+    // calendar can hold attachments and its `localFetchAttachments` is set.
+    bool autoFetchAttachments() const;
+    // Stores the calendar's `localFetchAttachments`; turning it on asks the
+    // owner to sync, so that the files come at once.
+    static void setFetchAttachments(CommonDataMO *calendar, bool fetch);
+
     // The calendar of the same CalDAV or Exchange account best suited to take
     // items of the type in place of this one (none elsewhere): among the
     // account's subscribed calendars that can hold the type and have a

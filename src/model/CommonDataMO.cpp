@@ -4,6 +4,7 @@
 
 #include "model/AttachmentFiles.h"
 #include "model/CalendarPublishing.h"
+#include "model/CalendarSubscription.h"
 #include "model/ExtraDataMO.h"
 #include "model/Queries.h"
 #include "model/Schema.h"
@@ -64,6 +65,19 @@ CommonDataMO *giveDataObject(SyncableObjectMO *syncable, const QString &entityNa
         data->setObject(kParentContainerDirect, container->objectData());
     }
     return data;
+}
+
+// A calendar a sync creates is subscribed once the sync's current step is
+// over, when its service subscribes to new calendars; one the user creates
+// goes to the services that republish new calendars.
+void settleNewCalendar(CommonDataMO *calendar) {
+    if (!SyncableObjectMO::isSyncInProgress()) {
+        CalendarSubscription::autoRepublishJustSubscribed(*calendar, false);
+        return;
+    }
+    const ModelObject *syncing = SyncableObjectMO::syncingService();
+    if (syncing && syncing->boolValueForKey(QStringLiteral("autoSubscribeContainers")))
+        CalendarSubscription::scheduleAutoSubscribe(calendar);
 }
 
 }  // namespace
@@ -167,6 +181,8 @@ CommonDataMO *CommonDataMO::makeObject(const QString &entityName, CommonDataMO *
         syncable->touchLastModTime();
         syncable->delaySyncWithOwner();
     }
+    if (data->isContainer())
+        settleNewCalendar(data);
     return data;
 }
 

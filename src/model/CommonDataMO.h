@@ -58,6 +58,10 @@ public:
     // palette colour. Without a sync in progress the new object gets a uid
     // and is stamped. Any other entity throws std::invalid_argument
     // "CommonDataMO makeObject: invalid entity %@".
+    // A new calendar is published to the services that republish new
+    // calendars (CalendarSubscription::autoRepublishJustSubscribed); one
+    // made by the sync of a service that subscribes to new calendars is
+    // subscribed right after the current event (scheduleAutoSubscribe).
     static CommonDataMO *makeObject(const QString &entityName, CommonDataMO *container,
                                     ModelObject *service);
     // The same owned by the service syncing now (if any).

@@ -12,9 +12,13 @@
 #include <cstring>
 #include <stdexcept>
 
+#include "model/CalendarPublishing.h"
+#include "model/CommonDataMO.h"
 #include "model/DatabaseControllerDelegate.h"
 #include "model/DatabaseUpgrade.h"
+#include "model/RemoteServiceLifecycle.h"
 #include "model/Schema.h"
+#include "model/SyncableObjectMO.h"
 #include "model/foundation/Log.h"
 #include "model/foundation/Paths.h"
 #include "model/foundation/Preferences.h"
@@ -45,6 +49,15 @@ QString currentUserName() {
         return QString::fromLocal8Bit(entry->pw_name);
     }
     return qEnvironmentVariable("USER");
+}
+
+// Withdraws a container from a service it is published to; a deleted
+// calendar only leaves the list.
+void withdrawFromService(ManagedObject *container, ModelObject *service) {
+    if (CommonDataMO *calendar = ModelObject::as<SyncableObjectMO>(container)->objectData())
+        CalendarPublishing::setIsPublished(*calendar, false, service, false);
+    else
+        service->removeObject(QStringLiteral("publishedContainers"), container);
 }
 
 }  // namespace
@@ -397,7 +410,7 @@ void DatabaseController::resetServices(const QList<ManagedObject *> &services,
         const QList<ManagedObject *> published =
             service->objectsForKey(QStringLiteral("publishedContainers"));
         for (ManagedObject *container : published)
-            service->removeObject(QStringLiteral("publishedContainers"), container);
+            withdrawFromService(container, ModelObject::as<ModelObject>(service));
         if (!published.isEmpty() && m_taskControl && m_taskControl->forceResetSync(service))
             ++m_resetServicesCount;
     }
@@ -422,9 +435,9 @@ void DatabaseController::scheduleResetFinish() {
 }
 
 void DatabaseController::unpublishToServices(const QList<ManagedObject *> &services) {
-    resetServices(services, [this](const QList<ManagedObject *> &reset) {
+    resetServices(services, [](const QList<ManagedObject *> &reset) {
         for (ManagedObject *service : reset)
-            m_managedObjectContext->deleteObject(service);
+            RemoteServiceLifecycle::deleteRemoteService(ModelObject::as<ModelObject>(service));
     });
 }
 

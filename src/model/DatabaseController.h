@@ -89,6 +89,8 @@ public:
     void resetServices(const QList<ManagedObject *> &services,
                        std::function<void(const QList<ManagedObject *> &)> finish);
     void resetSyncHasFinished(ManagedObject *service);
+    // Resets the services as above, then deletes each of them
+    // (RemoteServiceLifecycle::deleteRemoteService).
     void unpublishToServices(const QList<ManagedObject *> &services);
     void resetDatabase();
     void closeDatabaseAsIfReset();

@@ -16,6 +16,10 @@ public:
     virtual void crashRecoveryDatabase(bool /*inProgress*/) {}
     // A sync task stored an object received from its service.
     virtual void databaseControllerObjectReceived(ManagedObject * /*object*/) {}
+    // A service record was just made, and one is about to be deleted (its
+    // calendars and attachment files are already gone).
+    virtual void databaseControllerRemoteServiceWillBeAdded(ManagedObject * /*service*/) {}
+    virtual void databaseControllerRemoteServiceWillBeDeleted(ManagedObject * /*service*/) {}
     virtual void presentError(const QString & /*description*/) {}
     // The database was reset: the application should quit now.
     virtual void terminateApplication() {}

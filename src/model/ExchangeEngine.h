@@ -17,6 +17,15 @@ public:
 
     virtual ServerType serverType(const ModelObject *exchangeService) const = 0;
 
+    // The kind of a folder of the account (by the mailbox it lives in). The
+    // user cannot stop subscribing to a folder of kind
+    // kAlwaysSubscribedContainerType.
+    static constexpr int kAlwaysSubscribedContainerType = 2;
+    virtual int typeOfContainer(const CommonDataMO *container,
+                                const ModelObject *exchangeService) const = 0;
+    // The account keeps files attached to items.
+    virtual bool supportsAttachments(const ModelObject *exchangeService) const = 0;
+
     // The address of the user as the owner of `container` (none when the
     // account does not know it) and, through `userName` when given, the name
     // that goes with it (empty when unknown).

@@ -1,5 +1,6 @@
 #include "model/ItemAccess.h"
 
+#include "model/CalendarAccess.h"
 #include "model/CalendarCapabilities.h"
 #include "model/CommonDataMO.h"
 #include "model/MeetingRoles.h"
@@ -10,6 +11,10 @@ constexpr int kReadWrite = 3;
 constexpr qint64 kCancelledStatus = 7;
 constexpr qint64 kNeedsActionStatus = 1;
 }  // namespace
+
+ItemAccess::ItemAccess(CommonDataMO *item)
+    : ItemAccess(item, CalendarAccess::effectiveAccess(*item),
+                 CalendarAccess::effectiveAccessForDelete(*item, true)) {}
 
 int ItemAccess::effectiveAccessForKey(const QString &key) const {
     if (key.startsWith(QLatin1String("local")))

@@ -13,6 +13,9 @@ class ItemAccess {
 public:
     ItemAccess(CommonDataMO *item, int effectiveAccess, int accessForDelete)
         : m_item(item), m_effectiveAccess(effectiveAccess), m_accessForDelete(accessForDelete) {}
+    // The item's levels as CalendarAccess computes them (for deletion with
+    // its classification counted).
+    explicit ItemAccess(CommonDataMO *item);
 
     // "local…" keys: 3; "attendeeStatus" and "blocksTime": 2 on a cancelled
     // item, else the access for deletion; "container":

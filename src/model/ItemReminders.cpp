@@ -1,5 +1,6 @@
 #include "model/ItemReminders.h"
 
+#include "model/CalendarCapabilities.h"
 #include "model/CommonDataMO.h"
 #include "model/ExtraDataMO.h"
 #include "model/ItemDates.h"
@@ -80,7 +81,7 @@ void ItemReminders::getReminderVisibilityForStartDate(std::optional<Date> startD
 QList<CommonDataMO *> ItemReminders::setFilterReminders(CommonDataMO *calendar,
                                                         bool filterReminders, bool fetchAttachments,
                                                         bool filterToDos) {
-    calendar->setBoolValue(fetchAttachments, QStringLiteral("localFetchAttachments"));
+    CalendarCapabilities::setFetchAttachments(calendar, fetchAttachments);
     const bool remindersChanged =
         changeFlag(calendar, QStringLiteral("localFilterReminders"), filterReminders);
     const bool toDosChanged = changeFlag(calendar, QStringLiteral("localFilterToDos"), filterToDos);

@@ -35,7 +35,8 @@ public:
     void getReminderVisibilityForStartDate(std::optional<Date> startDate, double *beforeOffset,
                                            double *afterOffset) const;
 
-    // Stores the calendar's `localFetchAttachments`, and `localFilterReminders`
+    // Stores the calendar's `localFetchAttachments` (CalendarCapabilities::
+    // setFetchAttachments), and `localFilterReminders`
     // and `localFilterToDos` when they change; returns the items whose display
     // changes with them: those with reminders when the reminder filter
     // changed, the to-dos when the to-do filter changed.

@@ -29,6 +29,10 @@ ServiceEngine *ServiceEngines::engineForName(const QString &serviceName) const {
     return m_engines.value(serviceName).get();
 }
 
+const ServiceEngine *ServiceEngines::engineFor(const ModelObject *service) const {
+    return service ? engineForName(ServiceKind::of(service)) : nullptr;
+}
+
 template <typename Engine>
 const Engine *ServiceEngines::engineOfKind(const ModelObject *service, const char *kind) const {
     if (!ServiceKind::is(service, kind))

@@ -25,6 +25,8 @@ public:
     // Replaces the engine of the kind; a null engine removes it.
     void registerEngine(const QString &serviceName, std::shared_ptr<ServiceEngine> engine);
     ServiceEngine *engineForName(const QString &serviceName) const;
+    // The engine of the service's kind, or nullptr (no service, or no engine).
+    const ServiceEngine *engineFor(const ModelObject *service) const;
 
     // The engine of the service's kind when `service` is a CalDAV / Exchange
     // account and that engine is registered; nullptr otherwise.

@@ -28,6 +28,15 @@ public:
     // A sync stored an object received from its service
     // (`databaseControllerObjectReceived` of the database controller's delegate).
     virtual void objectReceived(ModelObject * /*syncableObject*/) {}
+
+    // Ask the service's task to sync now (`tickle`).
+    virtual void tickle(ModelObject * /*service*/) {}
+    // The service is about to be deleted: its task is told
+    // (`serviceWillBeDeleted`) and stopped.
+    virtual void serviceWillBeDeleted(ModelObject * /*service*/) {}
+    // The calendars offered by the peer of a subscription to another copy on
+    // the local network changed: refresh the list of what it offers.
+    virtual void refreshServerListIfNeeded(ModelObject * /*service*/) {}
     // What the user sees of an item changed without a change of its content,
     // e.g. an attachment's file arrived (`databaseControllerObjectUpdated`).
     virtual void objectUpdated(ModelObject * /*dataObject*/) {}

@@ -14,6 +14,11 @@
 class FakeCalDAVEngine : public CalDAVEngine {
 public:
     ServerType serverType(const ModelObject *) const override { return type; }
+    int typeOfCalendar(const CommonDataMO *, const ModelObject *) const override {
+        return calendarType;
+    }
+    bool supportsAttachments(const ModelObject *) const override { return attachments; }
+    QList<ModelObject *> childServices(const ModelObject *) const override { return children; }
     bool supportsAutoScheduling(const ModelObject *) const override { return autoScheduling; }
     bool supportsOldScheduling(const ModelObject *) const override { return oldScheduling; }
     bool supportsScheduleAgent(const ModelObject *) const override { return scheduleAgent; }
@@ -44,6 +49,9 @@ public:
     }
 
     ServerType type = ServerType::Generic;
+    int calendarType = 0;
+    bool attachments = true;
+    QList<ModelObject *> children;
     bool autoScheduling = false;
     bool oldScheduling = false;
     bool scheduleAgent = false;
@@ -64,6 +72,10 @@ public:
 class FakeExchangeEngine : public ExchangeEngine {
 public:
     ServerType serverType(const ModelObject *) const override { return type; }
+    int typeOfContainer(const CommonDataMO *, const ModelObject *) const override {
+        return containerType;
+    }
+    bool supportsAttachments(const ModelObject *) const override { return attachments; }
     std::optional<QString> bestUserAddressForContainer(const CommonDataMO *, QString *userName,
                                                        const ModelObject *) const override {
         if (userName)
@@ -73,6 +85,8 @@ public:
     void setDefaultsForNewEvent(CommonDataMO *) const override { ++defaultsSet; }
 
     ServerType type = ServerType::OnPremises;
+    int containerType = 0;
+    bool attachments = true;
     std::optional<QString> bestAddress;
     QString bestName;
     mutable int defaultsSet = 0;
