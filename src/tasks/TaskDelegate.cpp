@@ -1,0 +1,3 @@
+#include "tasks/TaskDelegate.h"
+
+TaskDelegate::~TaskDelegate() = default;

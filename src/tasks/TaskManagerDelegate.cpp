@@ -1,0 +1,3 @@
+#include "tasks/TaskManagerDelegate.h"
+
+TaskManagerDelegate::~TaskManagerDelegate() = default;
