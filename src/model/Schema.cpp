@@ -116,7 +116,9 @@ const std::vector<EntityRow> &entityTable() {
           {"localSortOrder", K::Integer},
           {"localSearchText", K::String},
           {"access", K::Integer},
-          {"createTime", K::Date}},
+          {"createTime", K::Date},
+          // Unknown iCalendar properties, written back on export.
+          {"xProps", K::Archived}},
          {R{"objectInfo", "SyncableObject", "objectData"},
           R{Schema::kExtrasKey, "ExtraData", "parentObject", true, kCascade}}},
         {"CommonContainer", "CommonData", true, Behaviour::Inherited, {}, {}},

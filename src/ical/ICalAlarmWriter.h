@@ -1,0 +1,24 @@
+#pragma once
+
+// INTERNAL to src/ical: an item's reminders as VALARM components.
+
+#include <libical/ical.h>
+#include <optional>
+
+#include "model/foundation/Date.h"
+
+class CommonDataMO;
+
+namespace ICalAlarmWriter {
+
+// One VALARM per synced reminder (and local one under LocalData), sorted by
+// trigger: UID, ACKNOWLEDGED, default and local markers, TRIGGER (absolute
+// in UTC, else relative to the start, else the sentinel time) and ACTION
+// with its companions; placeholder reminders and unknown types are left
+// out. Under PlaceholderAlarm an item without any gets an ACTION:NONE alarm.
+void addAlarms(icalcomponent *component, const CommonDataMO *event, quint32 options);
+
+// The absolute trigger of the item's first synced reminder, if it has one.
+std::optional<Date> firstAbsoluteTrigger(const CommonDataMO *event);
+
+}  // namespace ICalAlarmWriter

@@ -1,0 +1,18 @@
+#pragma once
+
+// INTERNAL to src/ical: an item's attachments as ATTACH properties.
+
+#include <libical/ical.h>
+
+class CommonDataMO;
+
+namespace ICalAttachmentWriter {
+
+// Per attachment: under ManagedAttachments a server-managed one by its
+// address and MANAGED-ID, FMTTYPE, SIZE, FILENAME; a file kept in the
+// attachments folder inline (base64, its MIME type, X-APPLE-FILENAME); any
+// other by its address. A graphic's attachment also carries its opacity and
+// placement, repeated as X-TOLVERN-OPACITY and X-TOLVERN-RECT properties.
+void addAttachments(icalcomponent *component, const CommonDataMO *event, quint32 options);
+
+}  // namespace ICalAttachmentWriter

@@ -1,0 +1,168 @@
+#include "ical/ICalCalendarWriter.h"
+
+#include <QCoreApplication>
+#include <QFileInfo>
+#include <QLocale>
+#include <QSet>
+#include <QTimeZone>
+
+#include "ical/ICalProperties.h"
+#include "ical/ICalWriteOptions.h"
+#include "model/CommonDataMO.h"
+#include "model/Queries.h"
+#include "model/foundation/Clock.h"
+#include "model/foundation/Format.h"
+#include "time/VTimezoneGenerator.h"
+
+namespace {
+
+const char *const kDateKeys[] = {"startTimeAndZone", "endTimeAndZone", "dueTimeAndZone"};
+
+bool isDetached(const CommonDataMO *event) {
+    return event->entityName() == QLatin1String("DetachedEvent");
+}
+
+QList<CommonDataMO *> detachedEventsOf(const CommonDataMO *event) {
+    QList<CommonDataMO *> list;
+    if (isDetached(event))
+        return list;
+    for (ManagedObject *object : event->objectsForKey(QStringLiteral("detachedEvents"))) {
+        if (auto *detached = ModelObject::as<CommonDataMO>(object))
+            list << detached;
+    }
+    return list;
+}
+
+// The year the zone's first transition falls in at or after `when`.
+bool beforeFirstTransitionOfYear(const QTimeZone &zone, const QDateTime &when) {
+    const QDateTime yearStart(QDate(when.date().year(), 1, 1), QTime(0, 0), zone);
+    const QTimeZone::OffsetData next = zone.nextTransition(yearStart);
+    return next.atUtc.isValid() && next.atUtc.date().year() == when.date().year() &&
+           when < next.atUtc;
+}
+
+void setSequence(icalcomponent *component, const QHash<QString, qint64> &sequences) {
+    const char *uid = icalcomponent_get_uid(component);
+    const auto found = uid ? sequences.constFind(QString::fromUtf8(uid)) : sequences.constEnd();
+    if (found != sequences.constEnd())
+        icalcomponent_set_sequence(component, int(*found));
+}
+
+}  // namespace
+
+namespace ICalCalendarWriter {
+
+icalcomponent *calendarHeader(const CommonDataMO *container, ICalMethod method) {
+    icalcomponent *calendar = icalcomponent_new_vcalendar();
+    icalcomponent_add_property(calendar, icalproperty_new_version("2.0"));
+    const QString language = QLocale().name().section(QLatin1Char('_'), 0, 0).toUpper();
+    const QString executable = QFileInfo(QCoreApplication::applicationFilePath()).fileName();
+    const QString productID =
+        format("-//%@//%@ %@//%@", QStringLiteral("Tolvern LLC"),
+               executable.isEmpty() ? QCoreApplication::applicationName() : executable,
+               QCoreApplication::applicationVersion(), language);
+    icalcomponent_add_property(calendar, icalproperty_new_prodid(productID.toUtf8().constData()));
+    icalcomponent_add_property(calendar, icalproperty_new_calscale("GREGORIAN"));
+    if (method != ICalMethod::None)
+        icalcomponent_add_property(
+            calendar, icalproperty_new_from_string(
+                          ("METHOD:" + ICalMethods::name(method)).toUtf8().constData()));
+    if (!container || !container->isContainer())
+        return calendar;
+    ICalProperties::addXProperty(calendar, "X-WR-TIMEZONE",
+                                 QString::fromUtf8(QTimeZone::systemTimeZoneId()));
+    ICalProperties::addXProperty(calendar, "X-WR-CALNAME",
+                                 container->effectiveTitle().value_or(QString()));
+    ICalProperties::addXProperty(
+        calendar, "X-WR-CALDESC",
+        container->stringValueForKey(QStringLiteral("content")).value_or(QString()));
+    ICalProperties::addXProperty(calendar, "X-WR-RELCALID", container->uid());
+    if (const std::optional<RGBColor> color =
+            container->colorValueForKey(QStringLiteral("localColor"))) {
+        const int value = colorValueFromColor(*color);
+        ICalProperties::addXProperty(calendar, "X-APPLE-CALENDAR-COLOR",
+                                     QString::asprintf("#%.2X%.2X%.2X", (value >> 16) & 0xff,
+                                                       (value >> 8) & 0xff, value & 0xff));
+    }
+    if (container->boolValueForKey(QStringLiteral("holidayCalendar")))
+        ICalProperties::addXProperty(calendar, "X-TOLVERN-CALENDAR-TYPE",
+                                     QStringLiteral("HOLIDAY"));
+    ICalProperties::addXProperty(
+        calendar, "X-TOLVERN-DEFAULT-ICON",
+        container->valueForKey(QStringLiteral("defaultIconName")).toString());
+    return calendar;
+}
+
+void addTimeZones(icalcomponent *calendar, const QList<CommonDataMO *> &events,
+                  bool historicallyAccurate) {
+    QList<QTimeZone> zones;
+    QSet<QByteArray> seen;
+    int firstYear = Clock::shared().now().toDateTime().date().year();
+    const int lastYear = firstYear;
+    for (const CommonDataMO *event : events) {
+        if (event->boolValueForKey(QStringLiteral("allDay")) ||
+            event->boolValueForKey(QStringLiteral("floatingEvent")))
+            continue;
+        for (const char *key : kDateKeys) {
+            const std::optional<CalendarDate> date =
+                event->calendarDateValueForKey(QLatin1String(key));
+            if (!date || date->isUniversal())
+                continue;
+            const QTimeZone &zone = date->timeZone();
+            if (!seen.contains(zone.id())) {
+                seen.insert(zone.id());
+                zones << zone;
+            }
+            const QDateTime when = date->date().toDateTime().toTimeZone(zone);
+            const int year = when.date().year() - (beforeFirstTransitionOfYear(zone, when) ? 1 : 0);
+            firstYear = std::min(firstYear, year);
+        }
+    }
+    for (const QTimeZone &zone : zones)
+        icalcomponent_add_component(calendar, VTimezoneGenerator::newVTimezoneForRangeOfYears(
+                                                  zone, firstYear, lastYear, historicallyAccurate));
+}
+
+icalcomponent *wholeObject(const ICalEventRequest &request,
+                           const QHash<QString, qint64> &sequences) {
+    icalcomponent *calendar = calendarHeader(nullptr, request.method);
+    const QList<CommonDataMO *> detached = detachedEventsOf(request.event);
+    if (!(request.options & ICalWriteOptions::NoTimeZones))
+        addTimeZones(calendar, QList<CommonDataMO *>{request.event} + detached, true);
+    if ((request.options & ICalWriteOptions::ConfidentialAccess) &&
+        request.event->integerValueForKey(QStringLiteral("classification")) != 0)
+        ICalProperties::addXProperty(calendar, "X-CALENDARSERVER-ACCESS",
+                                     QStringLiteral("CONFIDENTIAL"));
+    ICalEventRequest each = request;
+    for (CommonDataMO *event : QList<CommonDataMO *>{request.event} + detached) {
+        each.event = event;
+        icalcomponent *component = ICalEventWriter::eventComponent(each);
+        setSequence(component, sequences);
+        icalcomponent_add_component(calendar, component);
+        each.occurrence.reset();  // only the item itself is one occurrence
+    }
+    return calendar;
+}
+
+icalcomponent *calendarExport(CommonDataMO *calendar) {
+    icalcomponent *vcalendar = calendarHeader(calendar, ICalMethod::None);
+    QList<CommonDataMO *> events;
+    for (ManagedObject *object : Queries::objectsInContainer(calendar)) {
+        if (auto *event = ModelObject::as<CommonDataMO>(object))
+            events << event;
+    }
+    addTimeZones(vcalendar, events, true);
+    ICalEventRequest request;
+    for (CommonDataMO *event : events) {
+        // Detached instances follow their original; an orphan stands alone.
+        if (isDetached(event) && event->objectForKey(QStringLiteral("originalEvent")))
+            continue;
+        for (CommonDataMO *each : QList<CommonDataMO *>{event} + detachedEventsOf(event)) {
+            request.event = each;
+            icalcomponent_add_component(vcalendar, ICalEventWriter::eventComponent(request));
+        }
+    }
+    return vcalendar;
+}
+
+}  // namespace ICalCalendarWriter

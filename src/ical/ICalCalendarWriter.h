@@ -1,0 +1,30 @@
+#pragma once
+
+// INTERNAL to src/ical: VCALENDAR components for ICalWriter and the writers
+// of later layers.
+
+#include <libical/ical.h>
+#include <QHash>
+#include <QList>
+#include <QString>
+
+#include "ical/ICalEventWriter.h"
+
+namespace ICalCalendarWriter {
+
+// A new VCALENDAR: VERSION, PRODID, CALSCALE, METHOD (unless none) and, for
+// a calendar, its name, description, uid, colour, holiday marker and icon.
+icalcomponent *calendarHeader(const CommonDataMO *container, ICalMethod method);
+// One VTIMEZONE per zone the items' zoned dates use (not UTC), from the
+// earliest start's year (one earlier when that start comes before the
+// year's first transition) to this year.
+void addTimeZones(icalcomponent *calendar, const QList<CommonDataMO *> &events,
+                  bool historicallyAccurate);
+// The VCALENDAR of an item with its detached instances and zones, SEQUENCE
+// taken from `sequences` (uid → sequence) where it names the item.
+icalcomponent *wholeObject(const ICalEventRequest &request,
+                           const QHash<QString, qint64> &sequences);
+// Every item of the calendar, each followed by its detached instances.
+icalcomponent *calendarExport(CommonDataMO *calendar);
+
+}  // namespace ICalCalendarWriter

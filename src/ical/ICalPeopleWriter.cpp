@@ -1,0 +1,185 @@
+#include "ical/ICalPeopleWriter.h"
+
+#include <QStringList>
+
+#include "ical/ICalEventWriter.h"
+#include "ical/ICalProperties.h"
+#include "ical/ICalWriteOptions.h"
+#include "model/CommonDataMO.h"
+#include "model/CurrentUser.h"
+#include "model/ExtraDataMO.h"
+#include "model/MeetingRoles.h"
+#include "model/util/OwnAddresses.h"
+
+namespace {
+
+const char *const kContactTypes[] = {"COMPANY", "GROUP",       "LOCATION",
+                                     "DEVICE",  "APPLICATION", "OTHER"};
+
+QString field(const ExtraDataMO *record, const char *key) {
+    return record->valueForKey(QLatin1String(key)).toString();
+}
+
+QString calendarAddress(const QString &email) {
+    return email.contains(QLatin1Char('@')) ? QStringLiteral("mailto:") + email : email;
+}
+
+void addParameterIfAny(icalproperty *property, const char *name, const QString &value) {
+    if (!value.isEmpty())
+        ICalProperties::addParameter(property, QLatin1String(name), value);
+}
+
+// CN and the directory address (carried in EMAIL) of a person.
+void addNameAndDirectory(icalproperty *property, const ExtraDataMO *person) {
+    addParameterIfAny(property, "CN", field(person, "name"));
+    addParameterIfAny(property, "EMAIL", field(person, "directoryURL"));
+}
+
+void addAttendee(icalcomponent *component, const ExtraDataMO *attendee, bool forceRSVP,
+                 const QString &organizerEmail, const QString &callerAddress) {
+    const QString email = field(attendee, "email");
+    if (!callerAddress.isEmpty() && email.compare(organizerEmail, Qt::CaseInsensitive) == 0) {
+        icalproperty *property =
+            icalproperty_new_attendee(calendarAddress(callerAddress).toUtf8().constData());
+        addParameterIfAny(property, "PARTSTAT",
+                          QLatin1String(ICalPeopleWriter::participationStatusName(
+                              attendee->integerValueForKey(QStringLiteral("status")))));
+        icalcomponent_add_property(component, property);
+        return;
+    }
+    icalproperty *property = icalproperty_new_attendee(calendarAddress(email).toUtf8().constData());
+    addNameAndDirectory(property, attendee);
+    addParameterIfAny(property, "PARTSTAT",
+                      QLatin1String(ICalPeopleWriter::participationStatusName(
+                          attendee->integerValueForKey(QStringLiteral("status")))));
+    switch (attendee->integerValueForKey(QStringLiteral("attendeeType"))) {
+        case 1:
+            icalproperty_add_parameter(property, icalparameter_new_cutype(ICAL_CUTYPE_GROUP));
+            break;
+        case 2:
+            icalproperty_add_parameter(property, icalparameter_new_cutype(ICAL_CUTYPE_RESOURCE));
+            break;
+        case 3:
+            icalproperty_add_parameter(property, icalparameter_new_cutype(ICAL_CUTYPE_ROOM));
+            break;
+        default:
+            break;
+    }
+    switch (attendee->integerValueForKey(QStringLiteral("role"))) {
+        case 0:
+            icalproperty_add_parameter(property, icalparameter_new_role(ICAL_ROLE_REQPARTICIPANT));
+            break;
+        case 1:
+            icalproperty_add_parameter(property, icalparameter_new_role(ICAL_ROLE_OPTPARTICIPANT));
+            break;
+        case 3:
+            icalproperty_add_parameter(property, icalparameter_new_role(ICAL_ROLE_CHAIR));
+            break;
+        default:
+            break;
+    }
+    if (forceRSVP || attendee->boolValueForKey(QStringLiteral("rsvp")))
+        icalproperty_add_parameter(property, icalparameter_new_rsvp(ICAL_RSVP_TRUE));
+    icalcomponent_add_property(component, property);
+}
+
+}  // namespace
+
+namespace ICalPeopleWriter {
+
+const char *participationStatusName(qint64 status) {
+    switch (status) {
+        case 1:
+            return "NEEDS-ACTION";
+        case 2:
+            return "TENTATIVE";
+        case 3:
+            return "ACCEPTED";
+        case 4:
+            return "IN-PROCESS";
+        case 5:
+            return "DELEGATED";
+        case 6:
+            return "COMPLETED";
+        case 9:
+            return "DECLINED";
+        default:
+            return "";
+    }
+}
+
+void addContacts(icalcomponent *component, const CommonDataMO *event, bool local) {
+    for (const ExtraDataMO *link : event->extrasForRelationship(QStringLiteral("contacts"))) {
+        const bool isLocal = link->isLocalOnly();
+        if (isLocal && !local)
+            continue;
+        icalproperty *property =
+            ICalProperties::addXProperty(component, "X-TOLVERN-CONTACT", field(link, "contactID"));
+        if (!property)
+            continue;
+        if (isLocal)
+            ICalProperties::addParameter(property, QStringLiteral("X-SCOPE"),
+                                         QStringLiteral("LOCAL"));
+        const qint64 type = link->integerValueForKey(QStringLiteral("contactType"));
+        if (type >= 0 && type < qint64(std::size(kContactTypes)))
+            ICalProperties::addParameter(property, QStringLiteral("X-CONTACT-TYPE"),
+                                         QLatin1String(kContactTypes[type]));
+        const qint64 order = link->integerValueForKey(QStringLiteral("nameOrder"));
+        if (order == 0 || order == 1)
+            ICalProperties::addParameter(
+                property, QStringLiteral("X-NAME-ORDER"),
+                order == 0 ? QStringLiteral("FIRST-LAST") : QStringLiteral("LAST-FIRST"));
+        addParameterIfAny(property, "X-FIRST", field(link, "firstName"));
+        addParameterIfAny(property, "X-LAST", field(link, "lastName"));
+        addParameterIfAny(property, "X-EMAIL", field(link, "primaryEmail"));
+        addParameterIfAny(property, "X-PHONE", field(link, "primaryPhone"));
+        addParameterIfAny(property, "X-COMPANY", field(link, "company"));
+    }
+}
+
+void addPeople(icalcomponent *component, const ICalEventRequest &request) {
+    CommonDataMO *event = request.event;
+    const MeetingRoles roles(event);
+    const ExtraDataMO *organizer = roles.anyOrganizer();
+    const bool callerIsOrganizer = request.options & ICalWriteOptions::CallerIsOrganizer;
+    const QString callerAddress = callerIsOrganizer ? request.callerAddress : QString();
+    if (organizer) {
+        const QString email = callerIsOrganizer ? callerAddress : field(organizer, "email");
+        icalproperty *property =
+            icalproperty_new_organizer(calendarAddress(email).toUtf8().constData());
+        addNameAndDirectory(property, organizer);
+        if ((request.options & ICalWriteOptions::ClientScheduling) &&
+            organizer->boolValueForKey(QStringLiteral("localFromITIP")))
+            icalproperty_add_parameter(property,
+                                       icalparameter_new_scheduleagent(ICAL_SCHEDULEAGENT_CLIENT));
+        icalcomponent_add_property(component, property);
+    } else if (request.method == ICalMethod::Publish) {
+        const QStringList addresses = OwnAddresses::addresses();
+        if (!addresses.isEmpty()) {
+            icalproperty *property = icalproperty_new_organizer(
+                (QStringLiteral("mailto:") + addresses.first()).toUtf8().constData());
+            addParameterIfAny(property, "CN", CurrentUser::name());
+            icalcomponent_add_property(component, property);
+        }
+    }
+    if (request.method == ICalMethod::Reply) {
+        const ExtraDataMO *ours = roles.ourAttendeeExtra();
+        if (!ours)
+            return;
+        icalproperty *property =
+            icalproperty_new_attendee(calendarAddress(field(ours, "email")).toUtf8().constData());
+        addNameAndDirectory(property, ours);
+        const bool declines = request.options & ICalWriteOptions::kDeclineMask;
+        addParameterIfAny(property, "PARTSTAT",
+                          QLatin1String(participationStatusName(
+                              declines ? 9 : ours->integerValueForKey(QStringLiteral("status")))));
+        icalcomponent_add_property(component, property);
+        return;
+    }
+    const QString organizerEmail = organizer ? field(organizer, "email") : QString();
+    for (const ExtraDataMO *attendee : event->extrasForRelationship(QStringLiteral("attendees")))
+        addAttendee(component, attendee, request.method == ICalMethod::Request, organizerEmail,
+                    callerAddress);
+}
+
+}  // namespace ICalPeopleWriter

@@ -1,0 +1,43 @@
+#pragma once
+
+// INTERNAL to src/ical: small builders of iCalendar properties shared by the
+// writers. The .cpp files that call them include <libical/ical.h>.
+
+#include <QString>
+#include <QVariantMap>
+#include <optional>
+
+#include "model/RichText.h"
+
+typedef struct icalcomponent_impl icalcomponent;
+typedef struct icalproperty_impl icalproperty;
+
+namespace ICalProperties {
+
+// Adds NAME=value to the property: a parameter the library knows by its
+// value text (an unknown value becomes the library's extension value), any
+// other as an extension parameter of that name, which writes the same.
+void addParameter(icalproperty *property, const QString &name, const QString &value);
+
+// An X- property with a text value, taken as it stands; nothing for an
+// empty value. `globalScope` adds SHARE-SCOPE=GLOBAL. Returns the property
+// (nullptr when nothing was added).
+icalproperty *addXProperty(icalcomponent *component, const char *name, const QString &value,
+                           bool globalScope = false);
+
+// The rich-text copy of a text under `name`: only when the first run carries
+// formatting beyond a plain number or colour, as the property list of the
+// whole text in binary form, base64 (ENCODING=BASE64, VALUE=BINARY,
+// FMTTYPE=application/x-nsarchive).
+void addRichText(icalcomponent *component, const char *name, const std::optional<RichText> &text);
+// Whether a rich text carries such formatting.
+bool hasFormatting(const RichText &text);
+
+// A new ATTACH with an address (URI, the property's default value type).
+icalproperty *newURIAttach(const QString &url);
+
+// The kept unknown properties: name → parameters, the value under
+// "prop-value"; "VALUE" becomes the typed VALUE parameter.
+void addXProps(icalcomponent *component, const QVariantMap &xProps);
+
+}  // namespace ICalProperties

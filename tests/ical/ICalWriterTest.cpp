@@ -1,0 +1,236 @@
+#include <gtest/gtest.h>
+
+#include <QRegularExpression>
+
+#include "ical/ICalFixture.h"
+#include "ical/ICalWriteOptions.h"
+#include "ical/ICalWriter.h"
+#include "model/RichText.h"
+#include "model/SyncableObjectMO.h"
+#include "model/util/OwnAddresses.h"
+#include "time/CalendarDates.h"
+#include "time/recurrence/ItemRecurrence.h"
+#include "time/recurrence/RecurrenceRecord.h"
+#include "time/recurrence/RecurrenceRule.h"
+
+namespace {
+
+using namespace ICalWriteOptions;
+
+class ICalWriterTest : public ICalTest {
+protected:
+    QByteArray write(CommonDataMO *item, ICalMethod method = ICalMethod::None,
+                     quint32 options = 0) {
+        ICalWriter::Request request;
+        request.method = method;
+        request.options = options;
+        return ICalWriter::wholeObject(item, request);
+    }
+    QStringList event(CommonDataMO *item, ICalMethod method = ICalMethod::None,
+                      quint32 options = 0) {
+        const QByteArray text = write(item, method, options);
+        for (const char *kind : {"VEVENT", "VTODO", "VJOURNAL"}) {
+            if (const QStringList lines = component(text, QLatin1String(kind)); !lines.isEmpty())
+                return lines;
+        }
+        return {};
+    }
+    ExtraDataMO *addReminder(CommonDataMO *item, qint64 type, double relative,
+                             const QString &entity = QStringLiteral("Reminder")) {
+        ExtraDataMO *reminder = makeExtra(entity, item);
+        reminder->setIntegerValue(type, QStringLiteral("reminderType"));
+        reminder->setDoubleValue(relative, QStringLiteral("relativeSeconds"));
+        return reminder;
+    }
+};
+
+TEST_F(ICalWriterTest, TheItemTypeChoosesTheComponent) {
+    CommonDataMO *sticky = makeItem(QStringLiteral("Note"), 3);
+    const QByteArray published = write(sticky, ICalMethod::Publish);
+    EXPECT_TRUE(hasLine(component(published, QStringLiteral("VEVENT")),
+                        QStringLiteral("X-TOLVERN-EVENT-TYPE:STICKY")));
+    // Scheduling messages know only events, to-dos and journals.
+    EXPECT_FALSE(component(write(sticky, ICalMethod::Reply), QStringLiteral("VJOURNAL")).isEmpty());
+
+    CommonDataMO *journal = makeItem(QStringLiteral("Diary"), 4);
+    EXPECT_FALSE(component(write(journal), QStringLiteral("VJOURNAL")).isEmpty());
+    EXPECT_TRUE(hasLine(
+        component(write(journal, ICalMethod::None, JournalAsEvent), QStringLiteral("VEVENT")),
+        QStringLiteral("X-TOLVERN-EVENT-TYPE:JOURNAL")));
+}
+
+TEST_F(ICalWriterTest, StatusClassAndIdentity) {
+    CommonDataMO *item = makeItem(QStringLiteral("Review"));
+    item->setIntegerValue(5, QStringLiteral("status"));
+    QStringList lines = event(item);
+    EXPECT_FALSE(hasLine(lines, QStringLiteral("STATUS")));
+    // No organizer: sequence 0 and the item's own uid.
+    EXPECT_EQ(lineStarting(lines, QStringLiteral("SEQUENCE")), QStringLiteral("SEQUENCE:0"));
+    EXPECT_EQ(lineStarting(lines, QStringLiteral("UID")), QStringLiteral("UID:") + item->uid());
+
+    item->setIntegerValue(8, QStringLiteral("status"));
+    item->setIntegerValue(2, QStringLiteral("classification"));
+    lines = event(item);
+    EXPECT_TRUE(hasLine(lines, QStringLiteral("STATUS:CONFIRMED")));
+    EXPECT_TRUE(hasLine(lines, QStringLiteral("CLASS:PRIVATE")));
+    // Cancelling a scheduling message cancels whatever the status.
+    EXPECT_TRUE(
+        hasLine(event(item, ICalMethod::Cancel, Cancelling), QStringLiteral("STATUS:CANCELLED")));
+
+    ExtraDataMO *organizer = makeExtra(QStringLiteral("Organizer"), item);
+    organizer->setValue(QStringLiteral("email"), QStringLiteral("boss@example.org"));
+    organizer->setValue(QStringLiteral("meetingUID"), QStringLiteral("meeting-1"));
+    organizer->setIntegerValue(4, QStringLiteral("localSequence"));
+    lines = event(item);
+    EXPECT_TRUE(hasLine(lines, QStringLiteral("UID:meeting-1")));
+    EXPECT_TRUE(hasLine(lines, QStringLiteral("SEQUENCE:4")));
+    EXPECT_TRUE(hasLine(lines, QStringLiteral("ORGANIZER:mailto:boss@example.org")));
+    // Data of this machine keeps the item's own uid.
+    EXPECT_TRUE(
+        hasLine(event(item, ICalMethod::None, LocalData), QStringLiteral("UID:") + item->uid()));
+}
+
+TEST_F(ICalWriterTest, OnlyFormattedTextGetsItsRichCopy) {
+    CommonDataMO *item = makeItem(QStringLiteral("Plain"));
+    item->setStringValue(QStringLiteral("Notes"), QStringLiteral("content"));
+    EXPECT_FALSE(hasLine(event(item), QStringLiteral("X-TOLVERN-SUMMARY")));
+    item->setAttributedStringValue(
+        RichText(QStringLiteral("Bold"),
+                 {QVariantMap{{QStringLiteral("location"), 0},
+                              {QStringLiteral("length"), 4},
+                              {QStringLiteral("font"), QStringLiteral("Helvetica-Bold")}}}),
+        QStringLiteral("title"));
+    const QStringList lines = event(item);
+    EXPECT_TRUE(hasLine(lines, QStringLiteral("SUMMARY:Bold")));
+    const QString rich = lineStarting(lines, QStringLiteral("X-TOLVERN-SUMMARY"));
+    EXPECT_TRUE(rich.contains(QLatin1String("ENCODING=BASE64")));
+    EXPECT_TRUE(rich.contains(QLatin1String("FMTTYPE=application/x-nsarchive")));
+    EXPECT_FALSE(
+        hasLine(event(item, ICalMethod::None, NoRichText), QStringLiteral("X-TOLVERN-SUMMARY")));
+}
+
+TEST_F(ICalWriterTest, AToDoTakesItsStartFromANearbyAlarm) {
+    CommonDataMO *todo = makeItem(QStringLiteral("File taxes"), 1);
+    todo->setCalendarDateValue(utc(2024, 5, 1, 17), QStringLiteral("dueTimeAndZone"));
+    ExtraDataMO *alarm = addReminder(todo, 0, 0);
+    alarm->setDateValue(utc(2024, 5, 1, 9).date(), QStringLiteral("absoluteTime"));
+    QStringList lines = event(todo, ICalMethod::None, ToDoStart);
+    EXPECT_TRUE(hasLine(lines, QStringLiteral("DTSTART:20240501T090000Z")));
+    EXPECT_TRUE(hasLine(lines, QStringLiteral("DUE:20240501T170000Z")));
+    // Without the option, no start; an alarm far away gives the due time.
+    EXPECT_FALSE(hasLine(event(todo), QStringLiteral("DTSTART")));
+    alarm->setDateValue(utc(2024, 4, 20, 9).date(), QStringLiteral("absoluteTime"));
+    EXPECT_TRUE(hasLine(event(todo, ICalMethod::None, ToDoStart),
+                        QStringLiteral("DTSTART:20240501T170000Z")));
+}
+
+TEST_F(ICalWriterTest, AlarmsOfEachKind) {
+    CommonDataMO *item = makeItem(QStringLiteral("Flight"));
+    item->setCalendarDateValue(utc(2024, 5, 1, 9), QStringLiteral("startTimeAndZone"));
+    addReminder(item, 1, -600)->setValue(QStringLiteral("url"), QStringLiteral("Glass"));
+    ExtraDataMO *mail = addReminder(item, 2, -3600);
+    mail->setArchivedValue(QStringList{QStringLiteral("me@example.org")},
+                           QStringLiteral("recipients"));
+    addReminder(item, 3, 0);  // a placeholder is never written
+    addReminder(item, 0, -60, QStringLiteral("LocalReminder"));
+
+    QString text = QString::fromUtf8(write(item));
+    EXPECT_EQ(text.count(QLatin1String("BEGIN:VALARM")), 2);
+    EXPECT_TRUE(text.contains(QLatin1String("TRIGGER:-PT10M")));
+    EXPECT_TRUE(text.contains(QLatin1String("ACTION:AUDIO")));
+    EXPECT_TRUE(text.contains(QLatin1String("ATTACH:Glass")));
+    EXPECT_TRUE(text.contains(QLatin1String("ATTENDEE:mailto:me@example.org")));
+    EXPECT_FALSE(text.contains(QLatin1String("X-TOLVERN-REMINDER-TYPE")));
+
+    text = QString::fromUtf8(write(item, ICalMethod::None, LocalData | SoundAsDisplay));
+    EXPECT_EQ(text.count(QLatin1String("BEGIN:VALARM")), 3);
+    EXPECT_TRUE(text.contains(QLatin1String("X-TOLVERN-REMINDER-TYPE:LOCAL")));
+    EXPECT_FALSE(text.contains(QLatin1String("ACTION:AUDIO")));
+    EXPECT_FALSE(text.contains(QLatin1String("Glass")));
+
+    CommonDataMO *bare = makeItem(QStringLiteral("Bare"));
+    addReminder(bare, 3, 0);
+    const QStringList placeholder =
+        component(write(bare, ICalMethod::None, PlaceholderAlarm), QStringLiteral("VALARM"));
+    EXPECT_TRUE(hasLine(placeholder, QStringLiteral("ACTION:NONE")));
+    EXPECT_TRUE(hasLine(placeholder, QStringLiteral("TRIGGER;VALUE=DATE-TIME:19760401T005545Z")));
+}
+
+TEST_F(ICalWriterTest, AttendeesCarryOnlyTheWordsTheyHave) {
+    OwnAddresses::setProvider([] { return QStringList{QStringLiteral("me@example.org")}; });
+    CommonDataMO *item = makeItem(QStringLiteral("Meeting"));
+    ExtraDataMO *organizer = makeExtra(QStringLiteral("Organizer"), item);
+    organizer->setValue(QStringLiteral("email"), QStringLiteral("boss@example.org"));
+    ExtraDataMO *observer = makeExtra(QStringLiteral("Attendee"), item);
+    observer->setValue(QStringLiteral("email"), QStringLiteral("watcher@example.org"));
+    observer->setIntegerValue(2, QStringLiteral("role"));
+    ExtraDataMO *me = makeExtra(QStringLiteral("Attendee"), item);
+    me->setValue(QStringLiteral("email"), QStringLiteral("me@example.org"));
+    me->setValue(QStringLiteral("name"), QStringLiteral("Me Myself"));
+    me->setIntegerValue(3, QStringLiteral("status"));
+    me->setIntegerValue(2, QStringLiteral("attendeeType"));
+    me->setIntegerValue(3, QStringLiteral("role"));
+
+    QStringList lines = event(item);
+    EXPECT_EQ(lineStarting(lines, QStringLiteral("ATTENDEE:mailto:watcher")),
+              QStringLiteral("ATTENDEE:mailto:watcher@example.org"));
+    const QString mine = lineStarting(lines, QStringLiteral("ATTENDEE;CN=Me Myself"));
+    for (const char *word : {"PARTSTAT=ACCEPTED", "CUTYPE=RESOURCE", "ROLE=CHAIR"})
+        EXPECT_TRUE(mine.contains(QLatin1String(word))) << word << " in " << mine.toStdString();
+    EXPECT_FALSE(mine.contains(QLatin1String("RSVP")));
+    EXPECT_TRUE(lineStarting(event(item, ICalMethod::Request), QStringLiteral("ATTENDEE;CN=Me"))
+                    .contains(QLatin1String("RSVP=TRUE")));
+
+    // A reply carries only the user, declining under any low option bit.
+    lines = event(item, ICalMethod::Reply, Cancelling);
+    EXPECT_EQ(lines.filter(QRegularExpression(QStringLiteral("^ATTENDEE"))).size(), 1);
+    EXPECT_TRUE(lineStarting(lines, QStringLiteral("ATTENDEE"))
+                    .contains(QLatin1String("PARTSTAT=DECLINED")));
+    EXPECT_TRUE(lineStarting(event(item, ICalMethod::Reply, LocalData), QStringLiteral("ATTENDEE"))
+                    .contains(QLatin1String("PARTSTAT=DECLINED")));
+    EXPECT_TRUE(lineStarting(event(item, ICalMethod::Reply), QStringLiteral("ATTENDEE"))
+                    .contains(QLatin1String("PARTSTAT=ACCEPTED")));
+    OwnAddresses::setProvider({});
+}
+
+}  // namespace
+
+namespace {
+
+TEST_F(ICalWriterTest, ASeriesIsWrittenWithItsExceptionsAndDetachedInstances) {
+    const QTimeZone newYork("America/New_York");
+    CommonDataMO *series = makeItem(QStringLiteral("Standup"));
+    series->setCalendarDateValue(CalendarDates::dateWithYear(2024, 3, 4, 9, 0, 0, false, newYork),
+                                 QStringLiteral("startTimeAndZone"));
+    series->setCalendarDateValue(CalendarDates::dateWithYear(2024, 3, 4, 9, 15, 0, false, newYork),
+                                 QStringLiteral("endTimeAndZone"));
+    ExtraDataMO *rule = ItemRecurrence::attachRecurrence(
+        *RecurrenceRule::fromICalendarText(QStringLiteral("FREQ=DAILY;COUNT=20")), series, false,
+        false);
+    // An exception stored in UTC is written as the wall clock of the start's zone.
+    RecurrenceRecord(rule).setExceptionDates({utc(2024, 3, 12, 13)});
+
+    CommonDataMO *moved =
+        CommonDataMO::makeObject(QStringLiteral("DetachedEvent"), m_calendar, nullptr);
+    moved->setObject(QStringLiteral("originalEvent"), series);
+    moved->objectInfo()->setValue(QStringLiteral("uid"), series->uid());  // one UID per series
+    moved->setCalendarDateValue(utc(2024, 3, 14, 13), QStringLiteral("originalTimeAndZone"));
+    moved->setCalendarDateValue(CalendarDates::dateWithYear(2024, 3, 14, 11, 0, 0, false, newYork),
+                                QStringLiteral("startTimeAndZone"));
+
+    const QByteArray text = write(series, ICalMethod::Request, ThisAndFuture);
+    const QStringList lines = unfolded(text);
+    EXPECT_EQ(text.count("BEGIN:VEVENT"), 2);
+    EXPECT_EQ(text.count("BEGIN:VTIMEZONE"), 1);
+    EXPECT_TRUE(lines.contains(QStringLiteral("EXDATE;TZID=America/New_York:20240312T090000")));
+    EXPECT_TRUE(lines.contains(
+        QStringLiteral("RECURRENCE-ID;TZID=America/New_York;RANGE=THISANDFUTURE:20240314T090000")));
+    EXPECT_TRUE(lines.contains(QStringLiteral("DTSTART;TZID=America/New_York:20240314T110000")));
+    // The caller's sequence numbers win.
+    ICalWriter::Request request;
+    request.sequences.insert(series->uid(), 7);
+    EXPECT_EQ(
+        unfolded(ICalWriter::wholeObject(series, request)).count(QStringLiteral("SEQUENCE:7")), 2);
+}
+
+}  // namespace
