@@ -3,6 +3,7 @@
 #include <stdexcept>
 
 #include "model/AttachmentFiles.h"
+#include "model/CalendarAccess.h"
 #include "model/CalendarPublishing.h"
 #include "model/CalendarSubscription.h"
 #include "model/ExtraDataMO.h"
@@ -316,6 +317,32 @@ std::optional<QString> CommonDataMO::effectiveTitle() const {
     if (std::optional<QString> local = stringValueForKey(QStringLiteral("localTitle")))
         return local;
     return stringValueForKey(QStringLiteral("title"));
+}
+
+std::optional<RichText> CommonDataMO::effectiveAttributedTitle() const {
+    if (std::optional<RichText> local = attributedStringValueForKey(QStringLiteral("localTitle")))
+        return local;
+    return attributedStringValueForKey(QStringLiteral("title"));
+}
+
+QString CommonDataMO::titleKeyForWriting() const {
+    constexpr int kReadWrite = 3;
+    const QString local = QStringLiteral("localTitle");
+    const SyncableObjectMO *info = objectInfo();
+    if (info && info->syncInProgressWithOwner())
+        return QStringLiteral("title");
+    return stringValueForKey(local) ||
+                   (isContainer() && CalendarAccess::effectiveAccess(*this) < kReadWrite)
+               ? local
+               : QStringLiteral("title");
+}
+
+void CommonDataMO::setEffectiveTitle(const QString &title) {
+    setStringValue(title, titleKeyForWriting());
+}
+
+void CommonDataMO::setEffectiveAttributedTitle(const std::optional<RichText> &title) {
+    setAttributedStringValue(title, titleKeyForWriting());
 }
 
 void CommonDataMO::setRandomColor() {

@@ -100,6 +100,13 @@ public:
     // --- Values.
     // `localTitle` when set, else `title`.
     std::optional<QString> effectiveTitle() const;
+    std::optional<RichText> effectiveAttributedTitle() const;
+    // Renaming writes the local override `localTitle` when the object has
+    // one, or is a calendar whose server keeps its title (effective access
+    // below 3: read-only, subscribed or a peer's); otherwise, and always
+    // while its owner syncs, `title`.
+    void setEffectiveTitle(const QString &title);
+    void setEffectiveAttributedTitle(const std::optional<RichText> &title);
     void setRandomColor();
     void setSortPositionFromHint(qint64 hint);
     // " %@ ": tags, title, location, local tags, notes and local notes (each
@@ -127,6 +134,7 @@ protected:
     void didTurnIntoFault() override;
 
 private:
+    QString titleKeyForWriting() const;
     QList<ManagedObject *> extrasInView(const Schema::ExtraRelationship &view) const;
 
     mutable QHash<QString, QVariant> m_valueCache;

@@ -127,4 +127,32 @@ TEST_F(OwnerServiceTest, OwnersDecideAboutAttachmentsAndTheirFetching) {
     EXPECT_TRUE(CalendarCapabilities(local).autoFetchAttachments());
 }
 
+TEST_F(OwnerServiceTest, RenamingKeepsTheTitleOfCalendarsTheServerNames) {
+    ModelObject *account =
+        makeService(QStringLiteral("CalDAV Synchronization"), QStringLiteral("ACCOUNT"));
+    CommonDataMO *writable = makeCalendar(QStringLiteral("RW"), account);
+    writable->setIntegerValue(3, QStringLiteral("access"));
+    writable->setEffectiveTitle(QStringLiteral("Team"));
+    EXPECT_EQ(writable->stringValueForKey(QStringLiteral("title")), QStringLiteral("Team"));
+    EXPECT_FALSE(writable->stringValueForKey(QStringLiteral("localTitle")));
+
+    // A read-only calendar is renamed here only; the server's title stays.
+    CommonDataMO *readOnly = makeCalendar(QStringLiteral("RO"), account);
+    readOnly->setIntegerValue(2, QStringLiteral("access"));
+    readOnly->setStringValue(QStringLiteral("Holidays"), QStringLiteral("title"));
+    readOnly->setEffectiveAttributedTitle(RichText(QStringLiteral("Days off")));
+    EXPECT_EQ(readOnly->stringValueForKey(QStringLiteral("title")), QStringLiteral("Holidays"));
+    EXPECT_EQ(readOnly->effectiveTitle(), QStringLiteral("Days off"));
+    EXPECT_EQ(readOnly->effectiveAttributedTitle()->text, QStringLiteral("Days off"));
+    // Once overridden, the override is what changes, whatever the access.
+    readOnly->setIntegerValue(3, QStringLiteral("access"));
+    readOnly->setEffectiveTitle(QStringLiteral("Leave"));
+    EXPECT_EQ(readOnly->stringValueForKey(QStringLiteral("title")), QStringLiteral("Holidays"));
+    EXPECT_EQ(readOnly->effectiveTitle(), QStringLiteral("Leave"));
+    // The sync writes the server's own title.
+    whileSyncing(account, [&] { readOnly->setEffectiveTitle(QStringLiteral("Feiertage")); });
+    EXPECT_EQ(readOnly->stringValueForKey(QStringLiteral("title")), QStringLiteral("Feiertage"));
+    EXPECT_EQ(readOnly->effectiveTitle(), QStringLiteral("Leave"));
+}
+
 }  // namespace
