@@ -29,12 +29,8 @@ ProcessResult agenda(const QStringList &arguments) {
 }
 
 CalendarDate newYork(int year, int month, int day, int hour) {
-    WallClock clock;
-    clock.year = year;
-    clock.month = month;
-    clock.day = day;
-    clock.hour = hour;
-    return CalendarDate::fromWallClock(clock, QTimeZone("America/New_York"));
+    return CalendarDate::fromWallClock(WallClock{year, month, day, hour},
+                                       QTimeZone("America/New_York"));
 }
 
 CommonDataMO *makeItem(CommonDataMO *calendar, const char *entity, const char *title,
@@ -68,12 +64,8 @@ QStringList fillStore(const QString &calendarUID) {
     moved->setCalendarDateValue(newYork(2026, 11, 16, 9), QStringLiteral("originalTimeAndZone"));
     CommonDataMO *trip = makeItem(calendar, "Event", "Trip", CalendarDate::dateOnly(2026, 11, 5),
                                   CalendarDate::dateOnly(2026, 11, 7));
-    WallClock callTime;
-    callTime.year = 2026;
-    callTime.month = 11;
-    callTime.day = 4;
-    callTime.hour = 8;
-    const CalendarDate floating = CalendarDate::fromWallClock(callTime, TimeZones::universal());
+    const CalendarDate floating =
+        CalendarDate::fromWallClock(WallClock{2026, 11, 4, 8}, TimeZones::universal());
     CommonDataMO *call =
         makeItem(calendar, "Event", "Call", floating, floating.addingTimeInterval(1800));
     call->setBoolValue(true, QStringLiteral("floatingEvent"));

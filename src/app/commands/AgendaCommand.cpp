@@ -18,11 +18,7 @@ namespace {
 const char *const kTypeNames[] = {"event", "todo", "graphic", "sticky", "journal"};
 
 WallClock midnightOf(const QDate &day) {
-    WallClock clock;
-    clock.year = day.year();
-    clock.month = day.month();
-    clock.day = day.day();
-    return clock;
+    return WallClock{day.year(), day.month(), day.day()};
 }
 
 QDate readDay(const CommandArguments &arguments, const QString &option, const QDate &fallback) {

@@ -128,18 +128,19 @@ QList<CalendarDate> ItemRecurrence::exceptionDates() const {
 }
 
 bool ItemRecurrence::wasChangedBySettingAllExceptionDates(const QList<CalendarDate> &dates) {
-    bool changed = false;
-    for (ExtraDataMO *record : ruleRecords())
-        changed = RecurrenceRecord(record).setExceptionDates(dates) || changed;
-    if (changed)
-        rulesChanged();
-    return changed;
+    return setOnEveryRecord(&RecurrenceRecord::setExceptionDates, dates);
 }
 
 bool ItemRecurrence::wasChangedBySettingAllCustomDates(const QList<CalendarDate> &dates) {
+    return setOnEveryRecord(&RecurrenceRecord::setCustomDates, dates);
+}
+
+bool ItemRecurrence::setOnEveryRecord(DatesSetter setter, const QList<CalendarDate> &dates) {
     bool changed = false;
-    for (ExtraDataMO *record : ruleRecords())
-        changed = RecurrenceRecord(record).setCustomDates(dates) || changed;
+    for (ExtraDataMO *record : ruleRecords()) {
+        RecurrenceRecord rules(record);
+        changed = (rules.*setter)(dates) || changed;
+    }
     if (changed)
         rulesChanged();
     return changed;
@@ -250,9 +251,7 @@ void ItemRecurrence::calcFirstAndLastDay(bool flush) {
     double end = visibleStart ? start + after : 0;
     if (const std::optional<CalendarDate> visibleEnd = dates.visibilityEndDate())
         end = std::max(end, visibleEnd->date().secondsSinceReference());
-    const qint64 ownLastDay = hasEnd         ? dayOf(end)
-                              : visibleStart ? kLastDayOpen
-                                             : kFirstDayNone;
+    const qint64 ownLastDay = hasEnd ? dayOf(end) : visibleStart ? kLastDayOpen : kFirstDayNone;
 
     const QList<ExtraDataMO *> records = ruleRecords();
     std::optional<std::vector<std::uint32_t>> offsets;
@@ -268,8 +267,7 @@ void ItemRecurrence::calcFirstAndLastDay(bool flush) {
 
     qint64 lastDay = ownLastDay;
     if (!hasEnd) {
-        if (visibleStart && offsets &&
-            offsets->size() <= std::size_t(detachedInstances().size()))
+        if (visibleStart && offsets && offsets->size() <= std::size_t(detachedInstances().size()))
             lastDay = firstDay;
     } else if (!offsets && !records.isEmpty()) {
         std::optional<Date> latestUntil;
@@ -280,9 +278,8 @@ void ItemRecurrence::calcFirstAndLastDay(bool flush) {
             if (until && (!latestUntil || *until > *latestUntil))
                 latestUntil = until;
         }
-        lastDay = openEnded
-                      ? kLastDayUncompiled
-                      : dayOf(latestUntil->secondsSinceReference() + (end - start));
+        lastDay = openEnded ? kLastDayUncompiled
+                            : dayOf(latestUntil->secondsSinceReference() + (end - start));
     } else if (offsets && !offsets->empty()) {
         lastDay = CompiledDays::isOpenEnded(*offsets) ? kLastDayOpen : dayOf(end + offsets->back());
     }

@@ -11,6 +11,7 @@
 
 class CommonDataMO;
 class ExtraDataMO;
+class RecurrenceRecord;
 
 // The repetition of an item (an event, to-do or other child of a
 // calendar): its rule records, exception dates, detached instances, the
@@ -96,6 +97,10 @@ public:
     static void installDaysMaintenance();
 
 private:
+    using DatesSetter = bool (RecurrenceRecord::*)(const QList<CalendarDate> &dates);
+    // Gives every rule record the dates; true (and the days recomputed)
+    // when any record changed.
+    bool setOnEveryRecord(DatesSetter setter, const QList<CalendarDate> &dates);
     void rulesChanged();
 
     CommonDataMO *m_item;

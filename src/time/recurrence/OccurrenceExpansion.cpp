@@ -8,6 +8,7 @@
 #include "model/store/ManagedObjectContext.h"
 #include "time/recurrence/CompiledDays.h"
 #include "time/recurrence/ItemRecurrence.h"
+#include "time/recurrence/ZoneOffsets.h"
 
 namespace {
 
@@ -56,8 +57,7 @@ OccurrenceExpansion::OccurrenceExpansion(ManagedObjectContext *context, QTimeZon
 Date OccurrenceExpansion::viewInstant(const CalendarDate &date, bool wallClock) const {
     if (!wallClock)
         return date.date();
-    WallClock clock = WallClock::of(date.date(), QTimeZone::utc());
-    return clock.instantIn(m_viewerZone);
+    return ZoneOffsets::instantOf(WallClock::of(date.date(), QTimeZone::utc()), m_viewerZone);
 }
 
 bool OccurrenceExpansion::overlaps(const Occurrence &occurrence, Date from, Date to) const {
@@ -143,19 +143,37 @@ QList<Occurrence> OccurrenceExpansion::occurrences(Date from, Date to) const {
                               {dayNumber(to) + 1, dayNumber(from) - 1}));
     request.setRelationshipKeyPathsForPrefetching(
         {QStringLiteral("extras"), QStringLiteral("detachedEvents")});
-    QList<Occurrence> found;
+    // Titles are read once per item, not once per comparison.
+    struct Named {
+        QString title;
+        qint64 key;
+    };
+    std::vector<Named> names;
+    std::vector<std::pair<Occurrence, std::size_t>> found;
     for (ManagedObject *object : m_context->executeFetchRequest(request)) {
         auto *item = ModelObject::as<CommonDataMO>(object);
         if (!item || item->isDeleted() ||
             (m_calendar && item->parentContainerDirect() != m_calendar))
             continue;
-        found.append(occurrencesOfItem(item, from, to));
+        const QList<Occurrence> ofItem = occurrencesOfItem(item, from, to);
+        if (ofItem.isEmpty())
+            continue;
+        names.push_back({item->effectiveTitle().value_or(QString()), item->objectID().primaryKey});
+        for (const Occurrence &occurrence : ofItem)
+            found.emplace_back(occurrence, names.size() - 1);
     }
-    const auto key = [](const Occurrence &o) {
-        return std::make_tuple(o.viewStart, !o.allDay, o.item->effectiveTitle().value_or(QString()),
-                               o.item->uid());
-    };
-    std::sort(found.begin(), found.end(),
-              [&](const Occurrence &a, const Occurrence &b) { return key(a) < key(b); });
-    return found;
+    std::sort(found.begin(), found.end(), [&](const auto &a, const auto &b) {
+        if (a.first.viewStart != b.first.viewStart)
+            return a.first.viewStart < b.first.viewStart;
+        if (a.first.allDay != b.first.allDay)
+            return a.first.allDay;
+        const Named &x = names[a.second];
+        const Named &y = names[b.second];
+        return std::tie(x.title, x.key) < std::tie(y.title, y.key);
+    });
+    QList<Occurrence> sorted;
+    sorted.reserve(qsizetype(found.size()));
+    for (auto &entry : found)
+        sorted.append(std::move(entry.first));
+    return sorted;
 }

@@ -26,7 +26,8 @@ class ManagedObjectContext;
 //   after `from`; one without duration when it starts in the range.
 //   Floating and all-day times are read on the wall clock of the viewer's
 //   zone.
-// - Order: view start, then all-day before timed, then title, then uid.
+// - Order: view start, then all-day before timed, then title, then the
+//   order in which the items were made.
 // Undated items have no occurrence. Main thread only; nothing is changed.
 class OccurrenceExpansion {
 public:

@@ -9,6 +9,7 @@
 #include "model/foundation/WallClock.h"
 #include "time/ICalTimeConversion.h"
 #include "time/recurrence/ICalRecurrence.h"
+#include "time/recurrence/ZoneOffsets.h"
 
 namespace {
 
@@ -76,14 +77,8 @@ std::vector<Date> RecurrenceSeries::occurrences(std::optional<Date> from, Date t
     const auto instantOf = [&](const icaltimetype &time) {
         if (allDay)
             return CalendarDate::dateOnly(time.year, time.month, time.day).date();
-        WallClock clock;
-        clock.year = time.year;
-        clock.month = time.month;
-        clock.day = time.day;
-        clock.hour = time.hour;
-        clock.minute = time.minute;
-        clock.second = time.second;
-        return clock.instantIn(zone);
+        return ZoneOffsets::instantOf(
+            WallClock{time.year, time.month, time.day, time.hour, time.minute, time.second}, zone);
     };
     const auto inRange = [&](Date date) { return (!from || date >= *from) && date < to; };
 

@@ -38,13 +38,7 @@ void RecurrenceStoreTest::reopen() {
 }
 
 CalendarDate RecurrenceStoreTest::nyTime(int year, int month, int day, int hour, int minute) {
-    WallClock clock;
-    clock.year = year;
-    clock.month = month;
-    clock.day = day;
-    clock.hour = hour;
-    clock.minute = minute;
-    return CalendarDate::fromWallClock(clock, newYork());
+    return CalendarDate::fromWallClock(WallClock{year, month, day, hour, minute}, newYork());
 }
 
 CommonDataMO *RecurrenceStoreTest::makeEvent(const QString &title, const CalendarDate &start,
