@@ -11,6 +11,7 @@
 #include "app/commands/AgendaCommand.h"
 #include "app/commands/CalendarCommands.h"
 #include "app/commands/EventCommands.h"
+#include "app/commands/ExportCommand.h"
 #include "app/commands/ShowCommand.h"
 #include "model/foundation/Log.h"
 #include "model/foundation/Paths.h"
@@ -118,6 +119,7 @@ void Application::registerCommands() {
     registerEventCommands(m_registry);
     registerShowCommand(m_registry);
     registerAgendaCommand(m_registry);
+    registerExportCommand(m_registry);
 }
 
 int Application::exec() {

@@ -12,18 +12,16 @@ CommandArguments::CommandArguments(const QStringList &words, const QStringList &
                                    const QStringList &valuedOptions) {
     for (int i = 0; i < words.size(); ++i) {
         const QString &word = words[i];
-        if (!word.startsWith(QLatin1String("--")) || word == QLatin1String("--")) {
-            m_positional << word;
-            continue;
-        }
         if (flags.contains(word)) {
             m_options.insert(word, QString());
         } else if (valuedOptions.contains(word)) {
             if (i + 1 >= words.size())
                 throw CommandError(QStringLiteral("option %1 needs a value").arg(word), 2);
             m_options.insert(word, words[++i]);
-        } else {
+        } else if (word.startsWith(QLatin1String("--")) && word != QLatin1String("--")) {
             throw CommandError(QStringLiteral("unknown option %1").arg(word), 2);
+        } else {
+            m_positional << word;
         }
     }
 }

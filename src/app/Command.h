@@ -18,8 +18,9 @@ private:
     int m_exitCode;
 };
 
-// The words after a command's name: options ("--name" or "--name VALUE") and
-// positional arguments. Unknown options are usage errors.
+// The words after a command's name: the options the command names ("--name",
+// "--name VALUE", or a short one such as "-o FILE") and positional
+// arguments. Unknown "--" options are usage errors.
 class CommandArguments {
 public:
     CommandArguments(const QStringList &words, const QStringList &flags,
