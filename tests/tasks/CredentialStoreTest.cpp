@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <QCoreApplication>
-#include <QProcess>
 #include <cstdio>
 
 #include "model/ModelObject.h"
@@ -62,30 +61,10 @@ MEROVAN_CHILD_ROUTINE(keyringMissing) {
     return 0;
 }
 
-ProcessResult runWithKeyring(const char *routine) {
-    QProcess process;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("MEROVAN_TEST_CHILD"), QString::fromLatin1(routine));
-    process.setProcessEnvironment(environment);
-    process.start(QStringLiteral("sh"), {QStringLiteral(MEROVAN_KEYRING_SCRIPT),
-                                         QCoreApplication::applicationFilePath()});
-    ProcessResult result;
-    if (!process.waitForFinished(120000)) {
-        process.kill();
-        process.waitForFinished();
-        result.err = QStringLiteral("timed out");
-        return result;
-    }
-    result.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-    result.out = QString::fromUtf8(process.readAllStandardOutput());
-    result.err = QString::fromUtf8(process.readAllStandardError());
-    return result;
-}
-
 }  // namespace
 
 TEST(SecretServiceCredentialStoreTest, KeepsPasswordsInTheKeyring) {
-    const ProcessResult result = runWithKeyring("keyringRoundTrip");
+    const ProcessResult result = runOnPrivateBus("keyringRoundTrip");
     EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
 }
 

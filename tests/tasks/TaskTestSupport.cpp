@@ -1,5 +1,8 @@
 #include "tasks/TaskTestSupport.h"
 
+#include <QCoreApplication>
+#include <QProcess>
+
 #include "model/Schema.h"
 
 ScriptedTask::ScriptedTask(const QString &name, QStringList *journal, Slice slice)
@@ -74,4 +77,24 @@ ManagedObjectContext &TaskManagerTest::context() {
         m_context = std::make_unique<ManagedObjectContext>(m_store.get());
     }
     return *m_context;
+}
+
+ProcessResult runOnPrivateBus(const char *routine) {
+    QProcess process;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("MEROVAN_TEST_CHILD"), QString::fromLatin1(routine));
+    process.setProcessEnvironment(environment);
+    process.start(QStringLiteral("sh"), {QStringLiteral(MEROVAN_KEYRING_SCRIPT),
+                                         QCoreApplication::applicationFilePath()});
+    ProcessResult result;
+    if (!process.waitForFinished(120000)) {
+        process.kill();
+        process.waitForFinished();
+        result.err = QStringLiteral("timed out");
+        return result;
+    }
+    result.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+    result.out = QString::fromUtf8(process.readAllStandardOutput());
+    result.err = QString::fromUtf8(process.readAllStandardError());
+    return result;
 }

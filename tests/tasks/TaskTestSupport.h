@@ -63,3 +63,7 @@ private:
     std::unique_ptr<PersistentStore> m_store;
     std::unique_ptr<ManagedObjectContext> m_context;
 };
+
+// Runs the child routine of this test binary on a private D-Bus session
+// with an unlocked keyring of its own.
+ProcessResult runOnPrivateBus(const char *routine);

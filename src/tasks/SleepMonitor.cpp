@@ -1,0 +1,3 @@
+#include "tasks/SleepMonitor.h"
+
+SleepMonitor::~SleepMonitor() = default;
