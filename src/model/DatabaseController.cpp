@@ -102,8 +102,8 @@ void DatabaseController::startup() {
 
 void DatabaseController::initController() {
     m_applicationSupportFolder = Paths::applicationSupportFolder();
-    m_attachmentsFolder = QDir(m_applicationSupportFolder).filePath(QStringLiteral("Attachments"));
-    m_addedGraphicsFolder = QDir(m_applicationSupportFolder).filePath(QStringLiteral("Graphics"));
+    m_attachmentsFolder = Paths::attachmentsFolder();
+    m_addedGraphicsFolder = Paths::graphicsFolder();
     for (const QString &folder : {m_applicationSupportFolder, m_attachmentsFolder}) {
         if (QDir().mkpath(folder))
             continue;
