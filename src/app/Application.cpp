@@ -3,11 +3,13 @@
 #include <QFile>
 #include <QJsonObject>
 
+#include "app/BackgroundTasks.h"
 #include "app/FileLogger.h"
 #include "app/InfoCommand.h"
 #include "app/LogFileManager.h"
 #include "app/SignalWatcher.h"
 #include "app/StoreSession.h"
+#include "app/commands/AccountsCommand.h"
 #include "app/commands/AgendaCommand.h"
 #include "app/commands/CalendarCommands.h"
 #include "app/commands/EventCommands.h"
@@ -119,6 +121,7 @@ void Application::registerCommands() {
     registerEventCommands(m_registry);
     registerShowCommand(m_registry);
     registerAgendaCommand(m_registry);
+    registerAccountsCommand(m_registry);
     registerExportCommand(m_registry);
 }
 
@@ -175,7 +178,12 @@ int Application::runCommand(const QStringList &words) {
 }
 
 int Application::runForeground(SignalWatcher &watcher) {
+    // "-offline": the network tasks stay stopped for this run.
+    if (StartModes::current() == StartMode::Offline)
+        Preferences::shared().setBool(QStringLiteral("offline"), true);
+    BackgroundTasks tasks;
     StoreSession session;
+    session.setTaskControl(&tasks.control());
     try {
         session.open();
     } catch (const std::exception &error) {

@@ -7,6 +7,7 @@
 #include "app/Command.h"
 #include "model/DatabaseController.h"
 #include "model/foundation/StartMode.h"
+#include "tasks/TaskManager.h"
 
 StoreSession::StoreSession() = default;
 
@@ -20,6 +21,7 @@ void StoreSession::open() {
             resetExistingStore();
         m_controller = std::make_unique<DatabaseController>();
         m_controller->setDelegate(this);
+        m_controller->setTaskControl(m_taskControl);
         m_controller->startup();
     } catch (const std::exception &error) {
         m_controller.reset();
@@ -76,4 +78,19 @@ void StoreSession::terminateApplication() {
     m_terminated = true;
     if (!m_resetting)
         QCoreApplication::quit();
+}
+
+void StoreSession::databaseControllerObjectReceived(ManagedObject *object) {
+    if (TaskManager::hasSharedManager())
+        TaskManager::sharedManager().objectReceived(object);
+}
+
+void StoreSession::databaseControllerRemoteServiceWillBeAdded(ManagedObject *service) {
+    if (TaskManager::hasSharedManager())
+        TaskManager::sharedManager().remoteServiceWillBeAdded(service);
+}
+
+void StoreSession::databaseControllerRemoteServiceWillBeDeleted(ManagedObject *service) {
+    if (TaskManager::hasSharedManager())
+        TaskManager::sharedManager().remoteServiceWillBeDeleted(service);
 }

@@ -23,6 +23,8 @@ public:
     // opened.
     void open();
     void close();
+    // The task framework the controller drives (set before open()); none: no tasks.
+    void setTaskControl(DatabaseTaskControl *control) { m_taskControl = control; }
     DatabaseController &controller() { return *m_controller; }
 
     // DatabaseControllerDelegate
@@ -30,11 +32,16 @@ public:
     void crashRecoveryDatabase(bool inProgress) override;
     void presentError(const QString &description) override;
     void terminateApplication() override;
+    // Passed on to the task manager while it runs.
+    void databaseControllerObjectReceived(ManagedObject *object) override;
+    void databaseControllerRemoteServiceWillBeAdded(ManagedObject *service) override;
+    void databaseControllerRemoteServiceWillBeDeleted(ManagedObject *service) override;
 
 private:
     void resetExistingStore();
 
     std::unique_ptr<DatabaseController> m_controller;
+    DatabaseTaskControl *m_taskControl = nullptr;
     bool m_opened = false;
     QString m_openError;  // presented while opening, reported with the failure
     bool m_resetting = false;

@@ -1,0 +1,14 @@
+#include "app/BackgroundTasks.h"
+
+#include "tasks/LogindSleepMonitor.h"
+
+BackgroundTasks::BackgroundTasks() : m_sleep(std::make_unique<LogindSleepMonitor>()) {
+    SyncHooks::setShared(&m_hooks);
+    CredentialStore::setShared(&m_credentials);
+    m_control.watchSleep(m_sleep.get());
+}
+
+BackgroundTasks::~BackgroundTasks() {
+    CredentialStore::setShared(nullptr);
+    SyncHooks::setShared(nullptr);
+}
