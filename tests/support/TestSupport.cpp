@@ -61,6 +61,10 @@ ProcessResult runMerovan(const QStringList &arguments, const QProcessEnvironment
     environment.insert(extra);
     process.setProcessEnvironment(environment);
     process.start(merovanExecutable(), arguments);
+    return finishProcess(process, timeoutMs);
+}
+
+ProcessResult finishProcess(QProcess &process, int timeoutMs) {
     ProcessResult result;
     if (!process.waitForFinished(timeoutMs)) {
         process.kill();
@@ -102,15 +106,5 @@ std::unique_ptr<QProcess> startChildRoutine(const char *name, const QProcessEnvi
 
 ProcessResult runChildRoutine(const char *name, const QProcessEnvironment &extra, int timeoutMs) {
     std::unique_ptr<QProcess> process = startChildRoutine(name, extra);
-    ProcessResult result;
-    if (!process->waitForFinished(timeoutMs)) {
-        process->kill();
-        process->waitForFinished();
-        result.err = QStringLiteral("timed out");
-        return result;
-    }
-    result.exitCode = process->exitStatus() == QProcess::NormalExit ? process->exitCode() : -1;
-    result.out = QString::fromUtf8(process->readAllStandardOutput());
-    result.err = QString::fromUtf8(process->readAllStandardError());
-    return result;
+    return finishProcess(*process, timeoutMs);
 }

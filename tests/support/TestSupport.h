@@ -63,6 +63,9 @@ struct ProcessResult {
 ProcessResult runMerovan(const QStringList &arguments, const QProcessEnvironment &extra = {},
                          int timeoutMs = 60000);
 QString merovanExecutable();
+// Waits for the started process (killing it after `timeoutMs`) and collects
+// its exit code and output.
+ProcessResult finishProcess(QProcess &process, int timeoutMs);
 // A file of the source tree (for test data).
 QString sourcePath(const QString &relative);
 

@@ -86,15 +86,5 @@ ProcessResult runOnPrivateBus(const char *routine) {
     process.setProcessEnvironment(environment);
     process.start(QStringLiteral("sh"), {QStringLiteral(MEROVAN_KEYRING_SCRIPT),
                                          QCoreApplication::applicationFilePath()});
-    ProcessResult result;
-    if (!process.waitForFinished(120000)) {
-        process.kill();
-        process.waitForFinished();
-        result.err = QStringLiteral("timed out");
-        return result;
-    }
-    result.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-    result.out = QString::fromUtf8(process.readAllStandardOutput());
-    result.err = QString::fromUtf8(process.readAllStandardError());
-    return result;
+    return finishProcess(process, 120000);
 }
