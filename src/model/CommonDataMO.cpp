@@ -151,10 +151,15 @@ void CommonDataMO::setDatesObserver(DatesObserver observer) {
     datesObserver = observer;
 }
 
+void CommonDataMO::noteDatesChanged() {
+    if (datesObserver && isChild() && !isDeleted())
+        datesObserver(this);
+}
+
 void CommonDataMO::didChangeValueForKey(const PropertyDescription &property) {
     m_valueCache.remove(property.name);
-    if (datesObserver && isChild() && kDateAttributes.contains(property.name))
-        datesObserver(this);
+    if (kDateAttributes.contains(property.name))
+        noteDatesChanged();
     if (!isSyncedAttribute(property))
         return;
     if (SyncableObjectMO *info = objectInfo())

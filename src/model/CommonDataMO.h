@@ -127,6 +127,9 @@ public:
     // is told (the time library installs it at start-up; none by default).
     using DatesObserver = void (*)(CommonDataMO *item);
     static void setDatesObserver(DatesObserver observer);
+    // Tells the observer about an item whose days may have changed for
+    // another reason (a reminder or rule record came or went).
+    void noteDatesChanged();
 
 protected:
     QHash<QString, QVariant> *valueCache() const override { return &m_valueCache; }

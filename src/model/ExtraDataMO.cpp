@@ -13,6 +13,8 @@
 namespace {
 const QString kParentObject = QStringLiteral("parentObject");
 const QString kUid = QStringLiteral("uid");
+const QString kRelativeSeconds = QStringLiteral("relativeSeconds");
+const QString kAbsoluteTime = QStringLiteral("absoluteTime");
 
 // The item's record of the entity whose `key` matches `value`
 // (case-insensitively), else a new one holding it.
@@ -66,9 +68,30 @@ void ExtraDataMO::didChangeValueForKey(const PropertyDescription &property) {
         m_knownParent = parentObject();
         noteChangeOfParent(previous);
         noteChangeOfParent(m_knownParent);
-    } else if (isSyncedAttribute(property)) {
-        noteChangeOfParent(parentObject());
+        noteDaysOfParents(previous, m_knownParent);
+    } else {
+        if (isSyncedAttribute(property))
+            noteChangeOfParent(parentObject());
+        if (isReminder() && (property.name == kRelativeSeconds || property.name == kAbsoluteTime))
+            noteDaysOfParents(parentObject(), nullptr);
     }
+}
+
+bool ExtraDataMO::isReminder() const {
+    return entityName() == QLatin1String("Reminder") ||
+           entityName() == QLatin1String("LocalReminder");
+}
+
+// A reminder shows its item earlier or later, and an item that lost a rule
+// repeats differently; a new rule is counted once its fields are set.
+void ExtraDataMO::noteDaysOfParents(CommonDataMO *previous, CommonDataMO *current) const {
+    const bool rule = entityName() == QLatin1String("RecurrenceRule");
+    if (!isReminder() && !rule)
+        return;
+    if (previous && previous != current)
+        previous->noteDatesChanged();
+    if (current && !rule)
+        current->noteDatesChanged();
 }
 
 void ExtraDataMO::noteChangeOfParent(CommonDataMO *parent) const {

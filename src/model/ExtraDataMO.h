@@ -77,7 +77,9 @@ protected:
     void prepareForDeletion() override;
 
 private:
+    bool isReminder() const;
     void noteChangeOfParent(CommonDataMO *parent) const;
+    void noteDaysOfParents(CommonDataMO *previous, CommonDataMO *current) const;
 
     mutable QHash<QString, QVariant> m_valueCache;
     // The parent as last seen, so that a record leaving it stamps it.
