@@ -20,7 +20,8 @@ void TaskSyncHooks::greatlyDelaySyncIfNeeded(ModelObject *service, bool delay) {
 }
 
 void TaskSyncHooks::objectReceived(ModelObject *syncableObject) {
-    TaskManager::sharedManager().objectReceived(syncableObject);
+    if (TaskManager::hasSharedManager())
+        TaskManager::sharedManager().objectReceived(syncableObject);
 }
 
 void TaskSyncHooks::tickle(ModelObject *service) {
@@ -36,5 +37,6 @@ void TaskSyncHooks::serviceWillBeDeleted(ModelObject *service) {
 }
 
 void TaskSyncHooks::objectUpdated(ModelObject *dataObject) {
-    TaskManager::sharedManager().objectUpdated(dataObject);
+    if (TaskManager::hasSharedManager())
+        TaskManager::sharedManager().objectUpdated(dataObject);
 }

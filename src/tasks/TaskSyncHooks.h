@@ -5,7 +5,7 @@
 // The object model's notices delivered to the tasks: local changes and
 // edits reach the task of the service concerned, received and updated
 // objects the task manager (and through it the application). A service
-// without a running task is left alone.
+// without a running task, or a notice while no manager runs, is left alone.
 class TaskSyncHooks : public SyncHooks {
 public:
     void notePendingChanges(ModelObject *service) override;

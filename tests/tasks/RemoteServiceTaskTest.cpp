@@ -391,3 +391,23 @@ TEST(SyncStateTest, StatusLines) {
     EXPECT_FALSE(SyncState::isRestartable(SyncState::Synchronizing));
     EXPECT_FALSE(SyncState::isRestartable(8));
 }
+
+TEST_F(RemoteServiceTaskTest, ReceivedObjectsReachTheManagerOnlyWhileItRuns) {
+    class Collector : public TaskManagerDelegate {
+    public:
+        void taskManagerSyncableObjectsChanged(const QSet<ManagedObject *> &objects) override {
+            received += objects.size();
+        }
+        qsizetype received = 0;
+    } collector;
+    manager().setDelegate(&collector);
+    ModelObject *service = makeService(QStringLiteral("S9"));
+    SyncHooks::shared().objectReceived(service);
+    add(QStringLiteral("any"));
+    advance(0);
+    EXPECT_EQ(collector.received, 1);
+    TaskManager::stopSharedManager();
+    SyncHooks::shared().objectReceived(service);
+    SyncHooks::shared().objectUpdated(service);
+    EXPECT_FALSE(TaskManager::hasSharedManager()) << "a late notice starts no manager";
+}
