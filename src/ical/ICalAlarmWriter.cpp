@@ -18,7 +18,6 @@ namespace {
 
 using namespace ICalWriteOptions;
 
-enum ReminderType : qint64 { Display = 0, Sound = 1, Email = 2, Procedure = 4 };
 // Types from here on are written only when asked for.
 constexpr qint64 kFirstExtendedType = 5;
 
@@ -45,20 +44,20 @@ icalproperty *newTrigger(const Reminder &reminder) {
 // The action and its companions; false for a reminder that is not written.
 bool addAction(icalcomponent *alarm, const Reminder &reminder, quint32 options) {
     qint64 type = reminder.reminderType;
-    if (type == Sound && (options & SoundAsDisplay))
-        type = Display;
+    if (type == Reminder::Sound && (options & SoundAsDisplay))
+        type = Reminder::Display;
     const QString url = reminder.url.value_or(QString());
     switch (type) {
-        case Display:
+        case Reminder::Display:
             icalcomponent_add_property(alarm, icalproperty_new_action(ICAL_ACTION_DISPLAY));
             icalcomponent_add_property(alarm, icalproperty_new_description(""));
             return true;
-        case Sound:
+        case Reminder::Sound:
             icalcomponent_add_property(alarm, icalproperty_new_action(ICAL_ACTION_AUDIO));
             if (!url.isEmpty())
                 icalcomponent_add_property(alarm, ICalProperties::newURIAttach(url));
             return true;
-        case Email:
+        case Reminder::Email:
             icalcomponent_add_property(alarm, icalproperty_new_action(ICAL_ACTION_EMAIL));
             icalcomponent_add_property(alarm, icalproperty_new_summary(""));
             icalcomponent_add_property(alarm, icalproperty_new_description(""));
@@ -67,12 +66,12 @@ bool addAction(icalcomponent *alarm, const Reminder &reminder, quint32 options) 
                     alarm, icalproperty_new_attendee(
                                (QStringLiteral("mailto:") + recipient).toUtf8().constData()));
             return true;
-        case Procedure:
+        case Reminder::Procedure:
             icalcomponent_add_property(alarm, icalproperty_new_action(ICAL_ACTION_PROCEDURE));
             if (!url.isEmpty())
                 icalcomponent_add_property(alarm, ICalProperties::newURIAttach(url));
             return true;
-        case ItemReminders::kLocationReminderType:
+        case Reminder::Location:
             icalcomponent_add_property(alarm, icalproperty_new_action(ICAL_ACTION_DISPLAY));
             return true;
         default:
@@ -115,8 +114,7 @@ void addAlarms(icalcomponent *component, const CommonDataMO *event, quint32 opti
         const Reminder reminder = ReminderRecord(*record).reminder();
         const bool extendedAllowed =
             (options & LocalData) ||
-            (reminder.reminderType == ItemReminders::kLocationReminderType &&
-             (options & ProximityAlarms));
+            (reminder.reminderType == Reminder::Location && (options & ProximityAlarms));
         if (reminder.reminderType >= kFirstExtendedType && !extendedAllowed)
             continue;
         icalcomponent *alarm = icalcomponent_new_valarm();

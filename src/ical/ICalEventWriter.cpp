@@ -171,10 +171,9 @@ void EventBuilder::addDates() {
                                                             CalendarDate(*alarm, QTimeZone::utc()),
                                                             false, false));
                 m_start.reset();
-                if (end)
-                    icalcomponent_add_property(
-                        m_component,
-                        ICalDates::newDateProperty(ICAL_DUE_PROPERTY, *end, m_allDay, floating));
+                icalcomponent_add_property(
+                    m_component,
+                    ICalDates::newDateProperty(ICAL_DUE_PROPERTY, *end, m_allDay, floating));
                 return;
             }
         }

@@ -35,23 +35,24 @@ void addNameAndDirectory(icalproperty *property, const ExtraDataMO *person) {
     addParameterIfAny(property, "EMAIL", field(person, "directoryURL"));
 }
 
+void addParticipation(icalproperty *property, qint64 status) {
+    addParameterIfAny(property, "PARTSTAT",
+                      QLatin1String(ICalPeopleWriter::participationStatusName(status)));
+}
+
 void addAttendee(icalcomponent *component, const ExtraDataMO *attendee, bool forceRSVP,
                  const QString &organizerEmail, const QString &callerAddress) {
     const QString email = field(attendee, "email");
     if (!callerAddress.isEmpty() && email.compare(organizerEmail, Qt::CaseInsensitive) == 0) {
         icalproperty *property =
             icalproperty_new_attendee(calendarAddress(callerAddress).toUtf8().constData());
-        addParameterIfAny(property, "PARTSTAT",
-                          QLatin1String(ICalPeopleWriter::participationStatusName(
-                              attendee->integerValueForKey(QStringLiteral("status")))));
+        addParticipation(property, attendee->integerValueForKey(QStringLiteral("status")));
         icalcomponent_add_property(component, property);
         return;
     }
     icalproperty *property = icalproperty_new_attendee(calendarAddress(email).toUtf8().constData());
     addNameAndDirectory(property, attendee);
-    addParameterIfAny(property, "PARTSTAT",
-                      QLatin1String(ICalPeopleWriter::participationStatusName(
-                          attendee->integerValueForKey(QStringLiteral("status")))));
+    addParticipation(property, attendee->integerValueForKey(QStringLiteral("status")));
     switch (attendee->integerValueForKey(QStringLiteral("attendeeType"))) {
         case 1:
             icalproperty_add_parameter(property, icalparameter_new_cutype(ICAL_CUTYPE_GROUP));
@@ -170,9 +171,8 @@ void addPeople(icalcomponent *component, const ICalEventRequest &request) {
             icalproperty_new_attendee(calendarAddress(field(ours, "email")).toUtf8().constData());
         addNameAndDirectory(property, ours);
         const bool declines = request.options & ICalWriteOptions::kDeclineMask;
-        addParameterIfAny(property, "PARTSTAT",
-                          QLatin1String(participationStatusName(
-                              declines ? 9 : ours->integerValueForKey(QStringLiteral("status")))));
+        addParticipation(property,
+                         declines ? 9 : ours->integerValueForKey(QStringLiteral("status")));
         icalcomponent_add_property(component, property);
         return;
     }

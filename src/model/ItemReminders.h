@@ -3,6 +3,7 @@
 #include <QList>
 #include <optional>
 
+#include "model/Reminder.h"
 #include "model/foundation/Date.h"
 
 class CommonDataMO;
@@ -14,7 +15,7 @@ class ExtraDataMO;
 // ("LocalReminder", "LocalContactLink") local. Main thread only.
 class ItemReminders {
 public:
-    static constexpr qint64 kLocationReminderType = 10;
+    static constexpr qint64 kLocationReminderType = Reminder::Location;
 
     explicit ItemReminders(const CommonDataMO *item) : m_item(item) {}
 

@@ -13,7 +13,17 @@
 // `absoluteTime`. `xProps` holds the unknown iCalendar properties of the alarm
 // (name → parameters, the value under "prop-value").
 struct Reminder {
-    qint64 reminderType = 0;
+    // The codes of `reminderType`.
+    enum Type : qint64 {
+        Display = 0,
+        Sound = 1,        // `url` names the sound
+        Email = 2,        // to `recipients`
+        Placeholder = 3,  // kept, never written back
+        Procedure = 4,    // opens or runs `url`
+        Location = 10,    // a display alarm tied to a place
+    };
+
+    qint64 reminderType = Display;
     double relativeSeconds = 0;
     std::optional<Date> absoluteTime;
     std::optional<QString> title;

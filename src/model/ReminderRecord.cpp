@@ -4,13 +4,9 @@
 #include <cmath>
 
 #include "model/ExtraDataMO.h"
-#include "model/ItemReminders.h"
 
 namespace {
 
-constexpr qint64 kSoundReminder = 1;
-constexpr qint64 kEmailReminder = 2;
-constexpr qint64 kProcedureReminder = 4;
 constexpr double kTimeTolerance = 0.5;
 const QString kPropValue = QStringLiteral("prop-value");
 const QString kValueParameter = QStringLiteral("VALUE");
@@ -62,15 +58,15 @@ bool ReminderRecord::equalsReminder(const Reminder &other, bool testStrings, boo
         !sameTime(mine.relativeSeconds, other.relativeSeconds) ||
         !sameTime(mine.absoluteTime, other.absoluteTime))
         return false;
-    if (mine.reminderType == ItemReminders::kLocationReminderType &&
+    if (mine.reminderType == Reminder::Location &&
         proximityDictFromXProps(mine.xProps) != proximityDictFromXProps(other.xProps))
         return false;
-    if (testSound && mine.reminderType == kSoundReminder && !sameText(mine.url, other.url))
+    if (testSound && mine.reminderType == Reminder::Sound && !sameText(mine.url, other.url))
         return false;
     if (!testStrings)
         return true;
     const bool urlIsTarget =
-        mine.reminderType == kEmailReminder || mine.reminderType == kProcedureReminder;
+        mine.reminderType == Reminder::Email || mine.reminderType == Reminder::Procedure;
     return sameText(mine.title, other.title) && sameText(mine.note, other.note) &&
            (!urlIsTarget || sameText(mine.url, other.url)) &&
            addressSet(mine.recipients) == addressSet(other.recipients);
