@@ -4,6 +4,7 @@
 #include "model/CalendarAccess.h"
 #include "model/CommonDataMO.h"
 #include "model/ExchangeEngine.h"
+#include "model/ItemCodes.h"
 #include "model/ItemReminders.h"
 #include "model/RemoteServiceQueries.h"
 #include "model/ServiceEngines.h"
@@ -13,7 +14,6 @@
 #include "model/util/TextCompare.h"
 
 namespace {
-constexpr qint64 kToDoType = 1;
 
 bool syncingWithOwner(const CommonDataMO *calendar) {
     const SyncableObjectMO *info = calendar ? calendar->objectInfo() : nullptr;
@@ -66,7 +66,7 @@ bool CalendarCapabilities::canHoldEventType(qint64 eventType) const {
     if (supported != 0 &&
         (eventType < 0 || eventType > 62 || !(supported & (qint64(1) << eventType))))
         return false;
-    return eventType != kToDoType || !effectiveFilterToDos();
+    return eventType != ItemType::ToDo || !effectiveFilterToDos();
 }
 
 bool CalendarCapabilities::canHoldReminderType(qint64 reminderType) const {

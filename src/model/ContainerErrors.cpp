@@ -8,12 +8,12 @@
 #include "model/CommonDataMO.h"
 #include "model/ErrorPresenter.h"
 #include "model/EventTypeName.h"
+#include "model/ItemCodes.h"
 #include "model/UserError.h"
 #include "model/foundation/Format.h"
 #include "model/foundation/Log.h"
 
 namespace {
-constexpr qint64 kToDoType = 1;
 constexpr qint64 kItemWriteAccess = 3;
 
 // The calendars reported in this turn of the event loop.
@@ -83,7 +83,7 @@ void ContainerErrors::reportOldMeetingError(const CommonDataMO *item,
 void ContainerErrors::reportEventTypeError(const CommonDataMO *calendar, qint64 eventType) {
     const QString title = titleOf(calendar);
     const QString types = eventTypeToString(eventType, false, true);
-    if (eventType == kToDoType && CalendarCapabilities(calendar).effectiveFilterToDos())
+    if (eventType == ItemType::ToDo && CalendarCapabilities(calendar).effectiveFilterToDos())
         reportForCalendar(calendar, QStringLiteral("You cannot create %2$@ on the calendar "
                                                    "\"%1$@\" because you are filtering them out.")
                                         .replace(QLatin1String("%1$@"), title)

@@ -3,13 +3,12 @@
 #include "model/CalendarAccess.h"
 #include "model/CalendarCapabilities.h"
 #include "model/CommonDataMO.h"
+#include "model/ItemCodes.h"
 #include "model/MeetingRoles.h"
 
 namespace {
 constexpr int kReadOnly = 2;
 constexpr int kReadWrite = 3;
-constexpr qint64 kCancelledStatus = 7;
-constexpr qint64 kNeedsActionStatus = 1;
 }  // namespace
 
 ItemAccess::ItemAccess(CommonDataMO *item)
@@ -20,7 +19,7 @@ int ItemAccess::effectiveAccessForKey(const QString &key) const {
     if (key.startsWith(QLatin1String("local")))
         return kReadWrite;
     if (key == QLatin1String("attendeeStatus") || key == QLatin1String("blocksTime"))
-        return m_item->integerValueForKey(QStringLiteral("status")) == kCancelledStatus
+        return m_item->integerValueForKey(QStringLiteral("status")) == StatusCode::Cancelled
                    ? kReadOnly
                    : m_accessForDelete;
     if (key == QLatin1String("container"))
@@ -43,6 +42,6 @@ int ItemAccess::effectiveAccessForReminders() const {
     const MeetingRoles roles(m_item);
     if (roles.weAreTheOrganizer())
         return kReadOnly;
-    return roles.ourAttendeeStatus() >= kNeedsActionStatus || roles.cameByMail() ? kReadWrite
-                                                                                 : kReadOnly;
+    return roles.ourAttendeeStatus() >= StatusCode::NeedsAction || roles.cameByMail() ? kReadWrite
+                                                                                      : kReadOnly;
 }

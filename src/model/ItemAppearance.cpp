@@ -3,11 +3,10 @@
 #include <cmath>
 
 #include "model/CommonDataMO.h"
+#include "model/ItemCodes.h"
 #include "model/MeetingRoles.h"
 
 namespace {
-
-constexpr qint64 kStickyType = 3;
 
 AppearanceDefaults &sharedDefaults() {
     static AppearanceDefaults defaults;
@@ -58,7 +57,7 @@ FontDescription ItemAppearance::font(bool forceDefaultFont,
                 calendar ? calendar->fontValueForKey(QStringLiteral("localFont")) : std::nullopt)
             chosen = own;
         else if (m_item->isChild() &&
-                 m_item->integerValueForKey(QStringLiteral("eventType")) == kStickyType)
+                 m_item->integerValueForKey(QStringLiteral("eventType")) == ItemType::Sticky)
             chosen = defaults.defaultStickyFont;
     }
     FontDescription result = chosen.value_or(defaults.systemFont);

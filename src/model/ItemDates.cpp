@@ -3,12 +3,10 @@
 #include <QDateTime>
 
 #include "model/CommonDataMO.h"
+#include "model/ItemCodes.h"
 #include "model/foundation/WallClock.h"
 
 namespace {
-constexpr qint64 kEventType = 0;
-constexpr qint64 kToDoType = 1;
-constexpr qint64 kJournalType = 4;
 
 // Whole days, hours, minutes and seconds from `from` to `to` (not before it).
 DateComponents forwardComponents(const QDateTime &from, const QDateTime &to) {
@@ -34,20 +32,20 @@ std::optional<CalendarDate> ItemDates::dateForKey(const char *key) const {
 }
 
 bool ItemDates::isTask() const {
-    return eventType() == kToDoType;
+    return eventType() == ItemType::ToDo;
 }
 
 bool ItemDates::canHaveTime() const {
-    return eventType() == kEventType;
+    return eventType() == ItemType::Event;
 }
 
 bool ItemDates::canBeUndated() const {
     const qint64 type = eventType();
-    return type == kToDoType || type == kJournalType;
+    return type == ItemType::ToDo || type == ItemType::Journal;
 }
 
 bool ItemDates::canBlockTime() const {
-    return eventType() == kEventType && dateForKey("startTimeAndZone");
+    return eventType() == ItemType::Event && dateForKey("startTimeAndZone");
 }
 
 bool ItemDates::hasTime() const {

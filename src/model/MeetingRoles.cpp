@@ -7,14 +7,12 @@
 #include "model/CurrentUser.h"
 #include "model/ExchangeEngine.h"
 #include "model/ExtraDataMO.h"
+#include "model/ItemCodes.h"
 #include "model/ServiceEngines.h"
 #include "model/util/OwnAddresses.h"
 #include "model/util/TextCompare.h"
 
 namespace {
-constexpr qint64 kCancelledStatus = 7;
-constexpr qint64 kNeedsActionStatus = 1;
-constexpr qint64 kTentativeStatus = 2;
 constexpr qint64 kTentativeBlocksTime = 2;
 constexpr qint64 kAccessAboveAll = 5;
 constexpr qsizetype kNameDistanceLimit = 3;
@@ -207,17 +205,17 @@ bool MeetingRoles::weAreTheAttendee(const ExtraDataMO *attendee) {
 }
 
 bool MeetingRoles::isPendingInvitation() const {
-    return ourAttendeeStatus() == kNeedsActionStatus && itemStatus() != kCancelledStatus;
+    return ourAttendeeStatus() == StatusCode::NeedsAction && itemStatus() != StatusCode::Cancelled;
 }
 
 bool MeetingRoles::isPendingInvitationOrTentativeMeeting() const {
-    if (itemStatus() == kCancelledStatus)
+    if (itemStatus() == StatusCode::Cancelled)
         return false;
     if (m_object->isChild() &&
         m_object->integerValueForKey(QStringLiteral("blocksTime")) == kTentativeBlocksTime)
         return true;
     const qint64 status = ourAttendeeStatus();
-    return status == kNeedsActionStatus || status == kTentativeStatus;
+    return status == StatusCode::NeedsAction || status == StatusCode::Tentative;
 }
 
 // --- Taking over a meeting -------------------------------------------------------

@@ -5,7 +5,7 @@
 namespace StringsFile {
 namespace {
 
-QString quoted(const QString &text) {
+QString quotedEntry(const QString &text) {
     QString out = QStringLiteral("\"");
     for (const QChar c : text) {
         switch (c.unicode()) {
@@ -182,7 +182,7 @@ private:
 QString stringsFileFormatFromDictionary(const QVariantMap &dictionary) {
     QString text;
     for (auto it = dictionary.cbegin(); it != dictionary.cend(); ++it)
-        text += quoted(it.key()) + QStringLiteral(" = ") + quoted(it.value().toString()) +
+        text += quotedEntry(it.key()) + QStringLiteral(" = ") + quotedEntry(it.value().toString()) +
                 QStringLiteral(";\n");
     return text;
 }

@@ -1,16 +1,16 @@
 #include "model/SyncHooks.h"
 
 namespace {
-SyncHooks *g_shared = nullptr;
+SyncHooks *g_sharedHooks = nullptr;
 }
 
 SyncHooks::~SyncHooks() = default;
 
 SyncHooks &SyncHooks::shared() {
     static SyncHooks none;
-    return g_shared ? *g_shared : none;
+    return g_sharedHooks ? *g_sharedHooks : none;
 }
 
 void SyncHooks::setShared(SyncHooks *hooks) {
-    g_shared = hooks;
+    g_sharedHooks = hooks;
 }

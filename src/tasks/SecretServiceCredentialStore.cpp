@@ -1,8 +1,10 @@
 #include "tasks/SecretServiceCredentialStore.h"
 
 // GLib names a structure field "signals", which Qt's keyword macro would replace.
+#pragma push_macro("signals")
 #undef signals
 #include <libsecret/secret.h>
+#pragma pop_macro("signals")
 
 #include "model/foundation/Log.h"
 

@@ -9,7 +9,6 @@
 
 namespace {
 
-constexpr double kSecondsPerDay = 86400.0;
 constexpr double kJulianDateOf1970 = 2440587.5;
 
 const QString &rfc3339Format() {
@@ -53,11 +52,11 @@ Date truncatedDate(Date date) {
 }
 
 double julianDate(Date date) {
-    return date.secondsSince1970() / kSecondsPerDay + kJulianDateOf1970;
+    return date.secondsSince1970() / Date::kSecondsPerDay + kJulianDateOf1970;
 }
 
 Date dateFromJulianDate(double julianDate) {
-    return Date::fromSecondsSince1970((julianDate - kJulianDateOf1970) * kSecondsPerDay);
+    return Date::fromSecondsSince1970((julianDate - kJulianDateOf1970) * Date::kSecondsPerDay);
 }
 
 QString rfc3339String(Date date) {

@@ -6,8 +6,6 @@
 
 namespace {
 
-constexpr double kSecondsPerDay = 86400.0;
-
 // Seconds since midnight, with the fraction: the part of a reading that whole
 // days and months do not count.
 double timeOfDay(const WallClock &clock) {
@@ -34,7 +32,8 @@ GregorianCalendar::GregorianCalendar(QTimeZone zone, QLocale locale)
       m_minimumDaysInFirstWeek(m_firstWeekday == 2 ? 4 : 1) {}
 
 qint64 GregorianCalendar::weekStart(qint64 firstDayOfPeriod) const {
-    const int weekday = WallClock::fromLocalSeconds(firstDayOfPeriod * kSecondsPerDay).weekday();
+    const int weekday =
+        WallClock::fromLocalSeconds(firstDayOfPeriod * Date::kSecondsPerDay).weekday();
     const int intoWeek = (weekday - m_firstWeekday + 7) % 7;
     return firstDayOfPeriod - intoWeek + (7 - intoWeek >= m_minimumDaysInFirstWeek ? 0 : 7);
 }
@@ -111,8 +110,8 @@ qint64 GregorianCalendar::daysFromDate(Date date, Date toDate) const {
 qint64 GregorianCalendar::monthsFromDate(Date date, Date toDate) const {
     const WallClock from = WallClock::of(date, m_zone);
     const WallClock to = WallClock::of(toDate, m_zone);
-    const double fromRest = from.day * kSecondsPerDay + timeOfDay(from);
-    const double toRest = to.day * kSecondsPerDay + timeOfDay(to);
+    const double fromRest = from.day * Date::kSecondsPerDay + timeOfDay(from);
+    const double toRest = to.day * Date::kSecondsPerDay + timeOfDay(to);
     return wholePeriods(qint64(to.year - from.year) * 12 + (to.month - from.month), date > toDate,
                         toRest<fromRest, toRest> fromRest);
 }
@@ -127,7 +126,7 @@ int GregorianCalendar::isoWeekNumberForDate(Date date, bool useFollowingMonday) 
     const WallClock clock = WallClock::of(date, m_zone);
     const int mondayBased = (clock.weekday() + 5) % 7;  // Monday 0 … Sunday 6
     const qint64 thursday = clock.dayNumber() + 3 - mondayBased;
-    const int thursdayYear = WallClock::fromLocalSeconds(thursday * kSecondsPerDay).year;
+    const int thursdayYear = WallClock::fromLocalSeconds(thursday * Date::kSecondsPerDay).year;
     return int((thursday - WallClock::dayNumberOf(thursdayYear, 1, 1)) / 7 + 1);
 }
 

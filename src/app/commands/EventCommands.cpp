@@ -5,12 +5,10 @@
 #include "app/commands/ItemLookup.h"
 #include "app/commands/StoreEdit.h"
 #include "model/CommonDataMO.h"
+#include "model/ItemCodes.h"
 #include "model/foundation/TimeZones.h"
 
 namespace {
-
-constexpr qint64 kEventType = 0;
-constexpr qint64 kToDoType = 1;
 
 QTimeZone zoneFromArguments(const CommandArguments &arguments) {
     if (!arguments.has(QStringLiteral("--zone")))
@@ -40,7 +38,7 @@ int runEventAdd(CommandContext &context) {
         CommonDataMO *calendar = ItemLookup::calendarWithUID(calendarUID);
         CommonDataMO *item = CommonDataMO::makeObject(QStringLiteral("Event"), calendar, nullptr);
         item->setStringValue(title, QStringLiteral("title"));
-        item->setIntegerValue(toDo ? kToDoType : kEventType, QStringLiteral("eventType"));
+        item->setIntegerValue(toDo ? ItemType::ToDo : ItemType::Event, QStringLiteral("eventType"));
         item->setBoolValue(allDay, QStringLiteral("allDay"));
         item->setCalendarDateValue(times.start, QStringLiteral("startTimeAndZone"));
         item->setCalendarDateValue(

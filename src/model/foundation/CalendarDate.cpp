@@ -10,7 +10,6 @@
 
 namespace {
 
-constexpr double kSecondsPerDay = 86400.0;
 constexpr double kNoon = 43200.0;
 
 CalendarDate addExactly(const CalendarDate &date, double seconds) {
@@ -54,8 +53,8 @@ bool CalendarDate::isDateOnly() const {
     if (!isUniversal())
         return false;
     // A universal zone has offset zero, and the reference date is a midnight.
-    const double secondOfDay = std::fmod(m_date.secondsSinceReference(), kSecondsPerDay);
-    return secondOfDay == kNoon || secondOfDay == kNoon - kSecondsPerDay;
+    const double secondOfDay = std::fmod(m_date.secondsSinceReference(), Date::kSecondsPerDay);
+    return secondOfDay == kNoon || secondOfDay == kNoon - Date::kSecondsPerDay;
 }
 
 DateComponents CalendarDate::components() const {

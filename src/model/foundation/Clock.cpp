@@ -5,7 +5,7 @@
 #include <cmath>
 
 namespace {
-Clock *g_shared = nullptr;
+Clock *g_sharedClock = nullptr;
 
 SystemClock &systemClock() {
     static SystemClock clock;
@@ -23,11 +23,11 @@ int millisecondsUntil(Date when, Date now) {
 Clock::~Clock() = default;
 
 Clock &Clock::shared() {
-    return g_shared ? *g_shared : systemClock();
+    return g_sharedClock ? *g_sharedClock : systemClock();
 }
 
 void Clock::setShared(Clock *clock) {
-    g_shared = clock;
+    g_sharedClock = clock;
 }
 
 // --- SystemClock -------------------------------------------------------------

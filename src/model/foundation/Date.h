@@ -12,6 +12,7 @@ class Date {
 public:
     // Seconds between 1970-01-01 and 2001-01-01 (UTC).
     static constexpr double kSecondsFrom1970 = 978307200.0;
+    static constexpr double kSecondsPerDay = 86400.0;
 
     constexpr Date() = default;
     constexpr explicit Date(double secondsSinceReference) : m_seconds(secondsSinceReference) {}

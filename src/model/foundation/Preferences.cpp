@@ -6,7 +6,7 @@
 #include "model/foundation/Paths.h"
 
 namespace {
-Preferences *g_shared = nullptr;
+Preferences *g_sharedPreferences = nullptr;
 }  // namespace
 
 Preferences::Preferences(const QString &filePath)
@@ -15,14 +15,14 @@ Preferences::Preferences(const QString &filePath)
 Preferences::~Preferences() = default;
 
 Preferences &Preferences::shared() {
-    if (g_shared)
-        return *g_shared;
+    if (g_sharedPreferences)
+        return *g_sharedPreferences;
     static Preferences fileBacked(Paths::preferencesFile());
     return fileBacked;
 }
 
 void Preferences::setShared(Preferences *preferences) {
-    g_shared = preferences;
+    g_sharedPreferences = preferences;
 }
 
 void Preferences::registerDefaults(const QVariantMap &defaults) {

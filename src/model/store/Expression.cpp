@@ -12,7 +12,7 @@
 
 namespace {
 
-QString quoted(const QString &text) {
+QString quotedLiteral(const QString &text) {
     QString result;
     result.reserve(text.size() + 2);
     result += QLatin1Char('"');
@@ -83,7 +83,7 @@ QString valueDescription(const QVariant &value) {
         case QMetaType::Float:
             return real(value.toDouble());
         case QMetaType::QString:
-            return quoted(value.toString());
+            return quotedLiteral(value.toString());
         case QMetaType::QByteArray:
             return QLatin1Char('<') + QString::fromLatin1(value.toByteArray().toHex()) +
                    QLatin1Char('>');

@@ -13,10 +13,6 @@ namespace {
 
 const QString kSchemaHashKey = QStringLiteral("SchemaHash");
 
-QString quoted(const QString &identifier) {
-    return QLatin1Char('"') + identifier + QLatin1Char('"');
-}
-
 QString sqlType(const PropertyDescription *property) {
     if (property->isRelationship)
         return QStringLiteral("INTEGER");
@@ -214,7 +210,7 @@ void PersistentStore::ensureTables() {
     SqliteConnection &db = *m_connection;
     for (auto it = m_layouts.cbegin(); it != m_layouts.cend(); ++it) {
         const TableLayout &layout = it.value();
-        const QString table = quoted(layout.table);
+        const QString table = sqlIdentifier(layout.table);
         db.execute(
             QStringLiteral(
                 "CREATE TABLE IF NOT EXISTS %1 (Z_PK INTEGER PRIMARY KEY, Z_ENT INTEGER NOT NULL)")
@@ -226,14 +222,14 @@ void PersistentStore::ensureTables() {
         for (const Column &column : layout.columns) {
             if (!existing.contains(column.name))
                 db.execute(QStringLiteral("ALTER TABLE %1 ADD COLUMN %2 %3")
-                               .arg(table, quoted(column.name), sqlType(column.property)));
+                               .arg(table, sqlIdentifier(column.name), sqlType(column.property)));
             if (column.property->isIndexed || column.property->isRelationship)
                 db.execute(QStringLiteral("CREATE INDEX IF NOT EXISTS %1 ON %2(%3)")
-                               .arg(quoted(layout.table + QLatin1Char('_') + column.name), table,
-                                    quoted(column.name)));
+                               .arg(sqlIdentifier(layout.table + QLatin1Char('_') + column.name),
+                                    table, sqlIdentifier(column.name)));
         }
         db.execute(QStringLiteral("CREATE INDEX IF NOT EXISTS %1 ON %2(Z_ENT)")
-                       .arg(quoted(layout.table + QStringLiteral("_Z_ENT")), table));
+                       .arg(sqlIdentifier(layout.table + QStringLiteral("_Z_ENT")), table));
         QSet<QString> ranges;
         for (const EntityDescription *entity : it.key()->selfAndDescendants()) {
             for (const EntityDescription::RangeIndex &range : entity->rangeIndexes()) {
@@ -253,7 +249,7 @@ void PersistentStore::ensureTables() {
                 QStringLiteral("CREATE TABLE IF NOT EXISTS %1 (Z_SOURCE INTEGER NOT NULL, "
                                "Z_TARGET INTEGER NOT NULL, PRIMARY KEY (Z_SOURCE, Z_TARGET));"
                                "CREATE INDEX IF NOT EXISTS %2 ON %1(Z_TARGET)")
-                    .arg(quoted(join), quoted(join + QStringLiteral("_Z_TARGET"))));
+                    .arg(sqlIdentifier(join), sqlIdentifier(join + QStringLiteral("_Z_TARGET"))));
         }
     }
 }
@@ -269,9 +265,9 @@ void PersistentStore::ensureRangeIndex(const EntityDescription::RangeIndex &rang
     if (db.queryValue(QStringLiteral("SELECT 1 FROM sqlite_master WHERE name = '%1'").arg(tree))
             .isValid())
         return;
-    const QString table = quoted(range.low->entity->root()->name());
-    const QString low = quoted(range.low->name);
-    const QString high = quoted(range.high->name);
+    const QString table = sqlIdentifier(range.low->entity->root()->name());
+    const QString low = sqlIdentifier(range.low->name);
+    const QString high = sqlIdentifier(range.high->name);
     // Rows already there (a store made before the index) go in as saving
     // would put them.
     const auto clamped = [](const QString &value) {
@@ -281,7 +277,7 @@ void PersistentStore::ensureRangeIndex(const EntityDescription::RangeIndex &rang
     db.execute(QStringLiteral("CREATE VIRTUAL TABLE %1 USING rtree_i32(id, low, high);"
                               "INSERT INTO %1 SELECT Z_PK, %3, %4 FROM %2 WHERE %5 IS NOT NULL "
                               "AND %6 IS NOT NULL")
-                   .arg(quoted(tree), table, clamped(QStringLiteral("min(%1)").arg(both)),
+                   .arg(sqlIdentifier(tree), table, clamped(QStringLiteral("min(%1)").arg(both)),
                         clamped(QStringLiteral("max(%1)").arg(both)), low, high));
 }
 
@@ -302,7 +298,7 @@ std::optional<std::pair<qint64, qint64>> PersistentStore::rangeIndexEntry(const 
 void PersistentStore::initPrimaryKeys() {
     for (auto it = m_layouts.cbegin(); it != m_layouts.cend(); ++it) {
         const QVariant largest = m_connection->queryValue(
-            QStringLiteral("SELECT MAX(Z_PK) FROM %1").arg(quoted(it.value().table)));
+            QStringLiteral("SELECT MAX(Z_PK) FROM %1").arg(sqlIdentifier(it.value().table)));
         m_lastPrimaryKey.insert(it.key(), largest.toLongLong());
     }
 }

@@ -12,10 +12,6 @@
 
 namespace {
 
-QString quoted(const QString &name) {
-    return QLatin1Char('"') + name + QLatin1Char('"');
-}
-
 class Compiler {
 public:
     Compiler(const PersistentStore &store, PredicateSql &out) : m_store(store), m_out(out) {}
@@ -99,7 +95,7 @@ std::optional<QString> Compiler::column(const QString &key, const EntityDescript
     if (!property || property->isToMany || (property->isAttribute() && property->isTransient))
         return std::nullopt;
     // Sub-entities may add columns the entity itself lacks; those are fine.
-    return alias + QLatin1Char('.') + quoted(property->name);
+    return alias + QLatin1Char('.') + sqlIdentifier(property->name);
 }
 
 std::optional<QString> Compiler::value(const QVariant &constant) {
@@ -173,7 +169,7 @@ std::optional<QString> Compiler::rangeLookup(const QList<Predicate> &conjuncts,
         m_out.bindings << PersistentStore::rangeIndexValue(std::floor(*upper))
                        << PersistentStore::rangeIndexValue(std::ceil(*lower));
         return QStringLiteral("%1.Z_PK IN (SELECT id FROM %2 WHERE low <= ? AND high >= ?)")
-            .arg(alias, quoted(PersistentStore::rangeIndexTable(range)));
+            .arg(alias, sqlIdentifier(PersistentStore::rangeIndexTable(range)));
     }
     return std::nullopt;
 }
@@ -240,7 +236,7 @@ std::optional<QString> Compiler::throughRelationship(const Predicate &p,
         const QString count =
             QStringLiteral(
                 "(SELECT COUNT(*) FROM %1 %2 WHERE %2.%3 = %4.Z_PK AND %2.Z_ENT IN (%5))")
-                .arg(quoted(layout.table), sub, quoted(first->inverse->name), alias,
+                .arg(sqlIdentifier(layout.table), sub, sqlIdentifier(first->inverse->name), alias,
                      m_store.entityCodeList(first->inverse->entity, true));
         return compareTo(count, p.comparisonOperator(), p.rightExpression());
     }
@@ -260,9 +256,10 @@ std::optional<QString> Compiler::throughRelationship(const Predicate &p,
         return std::nullopt;
     if (first->isToMany)
         return QStringLiteral("%1.Z_PK IN (SELECT %2.%3 FROM %4 %2 WHERE %5)")
-            .arg(alias, sub, quoted(first->inverse->name), quoted(layout.table), *condition);
+            .arg(alias, sub, sqlIdentifier(first->inverse->name), sqlIdentifier(layout.table),
+                 *condition);
     return QStringLiteral("%1.%2 IN (SELECT %3.Z_PK FROM %4 %3 WHERE %5)")
-        .arg(alias, quoted(first->name), sub, quoted(layout.table), *condition);
+        .arg(alias, sqlIdentifier(first->name), sub, sqlIdentifier(layout.table), *condition);
 }
 
 std::optional<QString> Compiler::compareTo(const QString &left, ComparisonOperator op,

@@ -11,6 +11,11 @@ struct sqlite3_stmt;
 
 class SqliteConnection;
 
+// A table or column name as an SQL identifier, in double quotes.
+inline QString sqlIdentifier(const QString &name) {
+    return QLatin1Char('"') + name + QLatin1Char('"');
+}
+
 // A prepared statement. Bind values by 1-based index, step through rows, read
 // columns by 0-based index. Resets itself for reuse when re-bound.
 class SqliteStatement {

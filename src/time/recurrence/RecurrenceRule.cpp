@@ -8,7 +8,7 @@
 
 namespace {
 
-QVariant listValue(const QList<int> &values) {
+QVariant describedList(const QList<int> &values) {
     QVariantList list;
     for (int value : values)
         list.append(value);
@@ -22,9 +22,9 @@ QString RecurrenceRule::description() const {
         "count = %ld, frequency = %ld, interval = %ld, weekStartDay = %ld, regenerate = %ld, "
         "until = %@, byDayDays = %@, byDayFreq = %@, byMonth = %@, byMonthDay = %@, "
         "bySetPos = %@, byWeekNumber = %@, byYearDay = %@",
-        count, frequency, interval, weekStartDay, regenerate, until, listValue(byDayDays),
-        listValue(byDayFreq), listValue(byMonth), listValue(byMonthDay), listValue(bySetPos),
-        listValue(byWeekNumber), listValue(byYearDay));
+        count, frequency, interval, weekStartDay, regenerate, until, describedList(byDayDays),
+        describedList(byDayFreq), describedList(byMonth), describedList(byMonthDay),
+        describedList(bySetPos), describedList(byWeekNumber), describedList(byYearDay));
 }
 
 QString RecurrenceRule::iCalendarText(bool allDay) const {
