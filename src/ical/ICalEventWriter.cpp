@@ -4,6 +4,7 @@
 
 #include "ical/ICalAlarmWriter.h"
 #include "ical/ICalAttachmentWriter.h"
+#include "ical/ICalCodes.h"
 #include "ical/ICalDates.h"
 #include "ical/ICalPeopleWriter.h"
 #include "ical/ICalProperties.h"
@@ -21,7 +22,9 @@ namespace {
 
 using namespace ICalWriteOptions;
 
-enum EventType : qint64 { Event = 0, ToDo = 1, Graphic = 2, Sticky = 3, Journal = 4 };
+using ICalCodes::Event;
+using ICalCodes::Journal;
+using ICalCodes::ToDo;
 // A to-do's alarm this close to its due time gives the to-do its start.
 constexpr double kAlarmStartWindow = 43200;
 
@@ -114,10 +117,8 @@ icalcomponent *EventBuilder::build() {
 
     m_component = icalcomponent_new(componentKind());
     if (m_wholeItem) {
-        const char *typeName = m_type == Graphic                            ? "GRAPHIC"
-                               : m_type == Sticky                           ? "STICKY"
-                               : (m_type == Journal && has(JournalAsEvent)) ? "JOURNAL"
-                                                                            : nullptr;
+        const char *typeName =
+            m_type == Journal && !has(JournalAsEvent) ? nullptr : ICalCodes::eventTypeName(m_type);
         if (typeName)
             ICalProperties::addXProperty(m_component, "X-TOLVERN-EVENT-TYPE",
                                          QLatin1String(typeName), has(GlobalScope));
@@ -297,24 +298,13 @@ void EventBuilder::addRecurrenceID() {
 }
 
 void EventBuilder::addStatus() {
-    icalproperty_status status = ICAL_STATUS_NONE;
-    switch (m_event->integerValueForKey(QStringLiteral("status"))) {
-        case 2:
-            status = ICAL_STATUS_TENTATIVE;
-            break;
-        case 7:
-            status = ICAL_STATUS_CANCELLED;
-            break;
-        case 8:
-            status = ICAL_STATUS_CONFIRMED;
-            break;
-        default:
-            break;
-    }
+    const char *status =
+        ICalCodes::itemStatusName(m_event->integerValueForKey(QStringLiteral("status")));
     if (has(Cancelling) && !m_wholeItem)
-        status = ICAL_STATUS_CANCELLED;
-    if (status != ICAL_STATUS_NONE)
-        icalcomponent_add_property(m_component, icalproperty_new_status(status));
+        status = "CANCELLED";
+    if (status)
+        icalcomponent_add_property(m_component,
+                                   icalproperty_new_status(icalproperty_string_to_status(status)));
 }
 
 void EventBuilder::addLinksAndTags() {

@@ -2,6 +2,7 @@
 
 #include <QStringList>
 
+#include "ical/ICalCodes.h"
 #include "ical/ICalEventWriter.h"
 #include "ical/ICalProperties.h"
 #include "ical/ICalWriteOptions.h"
@@ -12,9 +13,6 @@
 #include "model/util/OwnAddresses.h"
 
 namespace {
-
-const char *const kContactTypes[] = {"COMPANY", "GROUP",       "LOCATION",
-                                     "DEVICE",  "APPLICATION", "OTHER"};
 
 QString field(const ExtraDataMO *record, const char *key) {
     return record->valueForKey(QLatin1String(key)).toString();
@@ -37,7 +35,7 @@ void addNameAndDirectory(icalproperty *property, const ExtraDataMO *person) {
 
 void addParticipation(icalproperty *property, qint64 status) {
     addParameterIfAny(property, "PARTSTAT",
-                      QLatin1String(ICalPeopleWriter::participationStatusName(status)));
+                      QLatin1String(ICalCodes::participationStatusName(status)));
 }
 
 void addAttendee(icalcomponent *component, const ExtraDataMO *attendee, bool forceRSVP,
@@ -53,32 +51,12 @@ void addAttendee(icalcomponent *component, const ExtraDataMO *attendee, bool for
     icalproperty *property = icalproperty_new_attendee(calendarAddress(email).toUtf8().constData());
     addNameAndDirectory(property, attendee);
     addParticipation(property, attendee->integerValueForKey(QStringLiteral("status")));
-    switch (attendee->integerValueForKey(QStringLiteral("attendeeType"))) {
-        case 1:
-            icalproperty_add_parameter(property, icalparameter_new_cutype(ICAL_CUTYPE_GROUP));
-            break;
-        case 2:
-            icalproperty_add_parameter(property, icalparameter_new_cutype(ICAL_CUTYPE_RESOURCE));
-            break;
-        case 3:
-            icalproperty_add_parameter(property, icalparameter_new_cutype(ICAL_CUTYPE_ROOM));
-            break;
-        default:
-            break;
-    }
-    switch (attendee->integerValueForKey(QStringLiteral("role"))) {
-        case 0:
-            icalproperty_add_parameter(property, icalparameter_new_role(ICAL_ROLE_REQPARTICIPANT));
-            break;
-        case 1:
-            icalproperty_add_parameter(property, icalparameter_new_role(ICAL_ROLE_OPTPARTICIPANT));
-            break;
-        case 3:
-            icalproperty_add_parameter(property, icalparameter_new_role(ICAL_ROLE_CHAIR));
-            break;
-        default:
-            break;
-    }
+    if (const char *type = ICalCodes::attendeeTypeName(
+            attendee->integerValueForKey(QStringLiteral("attendeeType"))))
+        ICalProperties::addParameter(property, QStringLiteral("CUTYPE"), QLatin1String(type));
+    if (const char *role =
+            ICalCodes::roleName(attendee->integerValueForKey(QStringLiteral("role"))))
+        ICalProperties::addParameter(property, QStringLiteral("ROLE"), QLatin1String(role));
     if (forceRSVP || attendee->boolValueForKey(QStringLiteral("rsvp")))
         icalproperty_add_parameter(property, icalparameter_new_rsvp(ICAL_RSVP_TRUE));
     icalcomponent_add_property(component, property);
@@ -87,27 +65,6 @@ void addAttendee(icalcomponent *component, const ExtraDataMO *attendee, bool for
 }  // namespace
 
 namespace ICalPeopleWriter {
-
-const char *participationStatusName(qint64 status) {
-    switch (status) {
-        case 1:
-            return "NEEDS-ACTION";
-        case 2:
-            return "TENTATIVE";
-        case 3:
-            return "ACCEPTED";
-        case 4:
-            return "IN-PROCESS";
-        case 5:
-            return "DELEGATED";
-        case 6:
-            return "COMPLETED";
-        case 9:
-            return "DECLINED";
-        default:
-            return "";
-    }
-}
 
 void addContacts(icalcomponent *component, const CommonDataMO *event, bool local) {
     for (const ExtraDataMO *link : event->extrasForRelationship(QStringLiteral("contacts"))) {
@@ -121,15 +78,14 @@ void addContacts(icalcomponent *component, const CommonDataMO *event, bool local
         if (isLocal)
             ICalProperties::addParameter(property, QStringLiteral("X-SCOPE"),
                                          QStringLiteral("LOCAL"));
-        const qint64 type = link->integerValueForKey(QStringLiteral("contactType"));
-        if (type >= 0 && type < qint64(std::size(kContactTypes)))
+        if (const char *type =
+                ICalCodes::contactTypeName(link->integerValueForKey(QStringLiteral("contactType"))))
             ICalProperties::addParameter(property, QStringLiteral("X-CONTACT-TYPE"),
-                                         QLatin1String(kContactTypes[type]));
-        const qint64 order = link->integerValueForKey(QStringLiteral("nameOrder"));
-        if (order == 0 || order == 1)
-            ICalProperties::addParameter(
-                property, QStringLiteral("X-NAME-ORDER"),
-                order == 0 ? QStringLiteral("FIRST-LAST") : QStringLiteral("LAST-FIRST"));
+                                         QLatin1String(type));
+        if (const char *order =
+                ICalCodes::nameOrderName(link->integerValueForKey(QStringLiteral("nameOrder"))))
+            ICalProperties::addParameter(property, QStringLiteral("X-NAME-ORDER"),
+                                         QLatin1String(order));
         addParameterIfAny(property, "X-FIRST", field(link, "firstName"));
         addParameterIfAny(property, "X-LAST", field(link, "lastName"));
         addParameterIfAny(property, "X-EMAIL", field(link, "primaryEmail"));

@@ -18,7 +18,4 @@ void addContacts(icalcomponent *component, const CommonDataMO *event, bool local
 // is set); a PUBLISH without organizer names the user.
 void addPeople(icalcomponent *component, const ICalEventRequest &request);
 
-// The PARTSTAT word of an attendee status code; empty for codes without one.
-const char *participationStatusName(qint64 status);
-
 }  // namespace ICalPeopleWriter

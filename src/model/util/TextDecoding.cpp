@@ -51,28 +51,6 @@ int hexValue(char c) {
     return c <= '9' ? c - '0' : c - 'A' + 10;
 }
 
-QByteArray bytesFromQuotedPrintable(const QByteArray &text) {
-    QByteArray bytes("");  // empty, not null: no bytes still decode to ""
-    bytes.reserve(text.size());
-    const qsizetype size = text.size();
-    for (qsizetype i = 0; i < size; ++i) {
-        if (text[i] != '=') {
-            bytes.append(text[i]);
-            continue;
-        }
-        if (i + 1 >= size)
-            break;
-        const char next = text[i + 1];
-        if (next == '\r' || next == '\n') {
-            i += (next == '\r' && i + 2 < size && text[i + 2] == '\n') ? 2 : 1;
-        } else if (i + 2 < size && isUpperHexDigit(next) && isUpperHexDigit(text[i + 2])) {
-            bytes.append(char(hexValue(next) * 16 + hexValue(text[i + 2])));
-            i += 2;
-        }
-    }
-    return bytes;
-}
-
 }  // namespace
 
 std::optional<TextEncoding> encodingForCharset(const QString &charset) {
@@ -100,6 +78,28 @@ std::optional<QString> stringFromData(const QByteArray &data, const QString &cha
             return text;
     }
     return std::nullopt;
+}
+
+QByteArray bytesFromQuotedPrintable(const QByteArray &text) {
+    QByteArray bytes("");  // empty, not null: no bytes still decode to ""
+    bytes.reserve(text.size());
+    const qsizetype size = text.size();
+    for (qsizetype i = 0; i < size; ++i) {
+        if (text[i] != '=') {
+            bytes.append(text[i]);
+            continue;
+        }
+        if (i + 1 >= size)
+            break;
+        const char next = text[i + 1];
+        if (next == '\r' || next == '\n') {
+            i += (next == '\r' && i + 2 < size && text[i + 2] == '\n') ? 2 : 1;
+        } else if (i + 2 < size && isUpperHexDigit(next) && isUpperHexDigit(text[i + 2])) {
+            bytes.append(char(hexValue(next) * 16 + hexValue(text[i + 2])));
+            i += 2;
+        }
+    }
+    return bytes;
 }
 
 std::optional<QString> stringFromQuotedPrintableString(const QString &text,

@@ -20,6 +20,9 @@ std::optional<TextEncoding> encodingForCharset(const QString &charset);
 // missing (null) data or when nothing decodes it.
 std::optional<QString> stringFromData(const QByteArray &data, const QString &charset);
 
+// The bytes of quoted-printable text, read as below.
+QByteArray bytesFromQuotedPrintable(const QByteArray &text);
+
 // Quoted-printable text decoded to bytes, then to text with stringFromData().
 // The text is read as ASCII. "=" followed by a line break (LF, CR or CRLF) is a
 // soft line break and is dropped with it; "=" followed by two upper-case

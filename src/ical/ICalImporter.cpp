@@ -1,0 +1,252 @@
+#include "ical/ICalImporter.h"
+
+#include <libical/ical.h>
+#include <QHash>
+
+#include "ical/ICalCalendarReader.h"
+#include "ical/ICalDateReader.h"
+#include "ical/ICalEventReader.h"
+#include "ical/ICalPropertyReader.h"
+#include "ical/ICalReadOptions.h"
+#include "model/CommonDataMO.h"
+#include "model/ExtraDataMO.h"
+#include "model/Queries.h"
+#include "model/SyncableObjectMO.h"
+#include "model/foundation/Log.h"
+#include "model/store/ManagedObjectContext.h"
+#include "time/recurrence/ItemRecurrence.h"
+
+namespace {
+
+bool isItem(icalcomponent *component) {
+    const icalcomponent_kind kind = icalcomponent_isa(component);
+    return kind == ICAL_VEVENT_COMPONENT || kind == ICAL_VTODO_COMPONENT ||
+           kind == ICAL_VJOURNAL_COMPONENT;
+}
+
+// What the parser noted about properties it could not read, joined.
+QString parserNotes(icalcomponent *component) {
+    QStringList notes;
+    for (icalproperty *property =
+             icalcomponent_get_first_property(component, ICAL_XLICERROR_PROPERTY);
+         property; property = icalcomponent_get_next_property(component, ICAL_XLICERROR_PROPERTY)) {
+        const char *text = icalproperty_get_xlicerror(property);
+        if (text)
+            notes << QString::fromUtf8(text).trimmed();
+    }
+    return notes.join(QLatin1String("; "));
+}
+
+// Why the component cannot become an item; none when it can.
+std::optional<QString> problemOf(icalcomponent *component, icalcomponent *vcalendar) {
+    if (!isItem(component))
+        return QStringLiteral("not an event, to-do or journal entry (%1)")
+            .arg(QString::fromUtf8(icalcomponent_kind_to_string(icalcomponent_isa(component))));
+    const auto unreadable = [&](icalproperty_kind kind) {
+        icalproperty *property = icalcomponent_get_first_property(component, kind);
+        return !property || !ICalDateReader::dateOfProperty(property, vcalendar);
+    };
+    QString problem;
+    if (icalcomponent_isa(component) == ICAL_VEVENT_COMPONENT && unreadable(ICAL_DTSTART_PROPERTY))
+        problem = QStringLiteral("an event without a readable start (DTSTART)");
+    else if (icalcomponent_get_first_property(component, ICAL_RECURRENCEID_PROPERTY) &&
+             unreadable(ICAL_RECURRENCEID_PROPERTY))
+        problem = QStringLiteral("an unreadable RECURRENCE-ID");
+    if (problem.isEmpty())
+        return std::nullopt;
+    const QString notes = parserNotes(component);
+    return notes.isEmpty() ? problem : problem + QStringLiteral(": ") + notes;
+}
+
+QString uidOf(icalcomponent *component) {
+    const char *uid = icalcomponent_get_uid(component);
+    return uid ? QString::fromUtf8(uid).trimmed() : QString();
+}
+
+QString productIDOf(icalcomponent *vcalendar) {
+    icalproperty *property = icalcomponent_get_first_property(vcalendar, ICAL_PRODID_PROPERTY);
+    return property ? ICalPropertyReader::textOfProperty(property).value_or(QString()) : QString();
+}
+
+}  // namespace
+
+struct ICalImporter::Parsed {
+    icalcomponent *root = nullptr;
+    QList<icalcomponent *> calendars;
+
+    ~Parsed() {
+        if (root)
+            icalcomponent_free(root);
+    }
+};
+
+// One import into one calendar.
+class ICalImporter::Run {
+public:
+    Run(CommonDataMO *calendar, quint32 options) : m_calendar(calendar), m_options(options) {
+        for (ManagedObject *object : Queries::objectsInContainer(calendar)) {
+            auto *item = ModelObject::as<CommonDataMO>(object);
+            if (item && item->entityName() == QLatin1String("Event") && !item->uid().isEmpty())
+                m_masters.insert(item->uid(), item);
+        }
+    }
+
+    // Items first, then the occurrences, so that an occurrence finds its
+    // repeating item wherever it came.
+    Result run(const QList<icalcomponent *> &calendars) {
+        for (const bool occurrences : {false, true}) {
+            int position = 0;
+            for (icalcomponent *vcalendar : calendars) {
+                ICalCalendarReader::defaultZoneFromVCalendar(m_calendar, vcalendar);
+                for (icalcomponent *component =
+                         icalcomponent_get_first_component(vcalendar, ICAL_ANY_COMPONENT);
+                     component;
+                     component = icalcomponent_get_next_component(vcalendar, ICAL_ANY_COMPONENT)) {
+                    if (icalcomponent_isa(component) == ICAL_VTIMEZONE_COMPONENT)
+                        continue;
+                    ++position;
+                    const bool occurrence =
+                        icalcomponent_get_first_property(component, ICAL_RECURRENCEID_PROPERTY);
+                    if (occurrence == occurrences)
+                        importComponent(component, vcalendar, position);
+                }
+            }
+        }
+        return m_result;
+    }
+
+private:
+    void skip(const QString &uid, int position, const QString &reason) {
+        const QString which = uid.isEmpty() ? QStringLiteral("component %1").arg(position) : uid;
+        logWarning("ICalImporter: skipped %@: %@", which, reason);
+        m_result.skipped.append({which, reason});
+    }
+    void importComponent(icalcomponent *component, icalcomponent *vcalendar, int position);
+    CommonDataMO *newItem(const QString &entity, const QString &uid);
+    CommonDataMO *detachedInstance(CommonDataMO *master, const CalendarDate &occurrence) const;
+    void saveEveryFewThousand();
+
+    CommonDataMO *m_calendar;
+    const quint32 m_options;
+    QHash<QString, CommonDataMO *> m_masters;
+    Result m_result;
+    int m_unsaved = 0;
+};
+
+CommonDataMO *ICalImporter::Run::newItem(const QString &entity, const QString &uid) {
+    CommonDataMO *item = CommonDataMO::makeObject(entity, m_calendar, nullptr);
+    if (!uid.isEmpty())
+        item->objectInfo()->setValue(QStringLiteral("uid"), uid);
+    return item;
+}
+
+CommonDataMO *ICalImporter::Run::detachedInstance(CommonDataMO *master,
+                                                  const CalendarDate &occurrence) const {
+    for (CommonDataMO *detached : ItemRecurrence(master).detachedInstances()) {
+        const std::optional<CalendarDate> original =
+            detached->calendarDateValueForKey(QStringLiteral("originalTimeAndZone"));
+        if (original && original->date() == occurrence.date())
+            return detached;
+    }
+    return nullptr;
+}
+
+void ICalImporter::Run::importComponent(icalcomponent *component, icalcomponent *vcalendar,
+                                        int position) {
+    const QString uid = uidOf(component);
+    if (const std::optional<QString> problem = problemOf(component, vcalendar)) {
+        skip(uid, position, *problem);
+        return;
+    }
+    icalproperty *recurrenceID =
+        icalcomponent_get_first_property(component, ICAL_RECURRENCEID_PROPERTY);
+    CommonDataMO *master = uid.isEmpty() ? nullptr : m_masters.value(uid);
+    CommonDataMO *item = nullptr;
+    bool made = false;
+    ICalEventSource source{component, vcalendar, productIDOf(vcalendar), m_options, false};
+    if (recurrenceID && master) {
+        const CalendarDate occurrence = *ICalDateReader::dateOfProperty(recurrenceID, vcalendar);
+        item = detachedInstance(master, occurrence);
+        if (!item) {
+            item = newItem(QStringLiteral("DetachedEvent"), uid);
+            item->setObject(QStringLiteral("originalEvent"), master);
+            item->setCalendarDateValue(occurrence, QStringLiteral("originalTimeAndZone"));
+            made = true;
+        }
+        source.detached = true;
+    } else {
+        if (recurrenceID)
+            logInfo("ICalImporter: no repeating item %@ for an occurrence, stored as an item", uid);
+        item = recurrenceID ? nullptr : master;
+        if (!item) {
+            item = newItem(QStringLiteral("Event"), uid);
+            made = true;
+            if (!uid.isEmpty() && !recurrenceID)
+                m_masters.insert(uid, item);
+        }
+    }
+    if (!made) {
+        for (ExtraDataMO *reminder : item->extrasForRelationship(QStringLiteral("reminders")))
+            reminder->deleteExtra();
+    }
+    if (!ICalEventReader::eventFromComponent(item, source)) {
+        if (made) {
+            m_masters.remove(uid);
+            m_calendar->managedObjectContext()->deleteObject(item->objectInfo());
+        }
+        skip(uid, position, QStringLiteral("the store refused it (see the log)"));
+        return;
+    }
+    if (source.detached)
+        ItemRecurrence(master).detachedInstancesChanged();
+    ++(made ? m_result.stored : m_result.updated);
+    saveEveryFewThousand();
+}
+
+void ICalImporter::Run::saveEveryFewThousand() {
+    if (++m_unsaved < kItemsPerSave)
+        return;
+    m_calendar->managedObjectContext()->save();
+    m_unsaved = 0;
+}
+
+ICalImporter::ICalImporter(const QByteArray &text) : m_parsed(std::make_unique<Parsed>()) {
+    icalerror_set_errors_are_fatal(0);
+    m_parsed->root = icalparser_parse_string(text.constData());
+    icalcomponent *root = m_parsed->root;
+    if (root && icalcomponent_isa(root) == ICAL_VCALENDAR_COMPONENT) {
+        m_parsed->calendars << root;
+    } else if (root && icalcomponent_isa(root) == ICAL_XROOT_COMPONENT) {
+        for (icalcomponent *calendar =
+                 icalcomponent_get_first_component(root, ICAL_VCALENDAR_COMPONENT);
+             calendar; calendar = icalcomponent_get_next_component(root, ICAL_VCALENDAR_COMPONENT))
+            m_parsed->calendars << calendar;
+    }
+    if (m_parsed->calendars.isEmpty())
+        throw NotICalendar("not iCalendar data: no VCALENDAR");
+}
+
+ICalImporter::~ICalImporter() = default;
+
+std::optional<QString> ICalImporter::calendarName() const {
+    icalcomponent *vcalendar = m_parsed->calendars.first();
+    for (icalproperty *property = icalcomponent_get_first_property(vcalendar, ICAL_X_PROPERTY);
+         property; property = icalcomponent_get_next_property(vcalendar, ICAL_X_PROPERTY)) {
+        if (ICalPropertyReader::propertyName(property).compare(QLatin1String("X-WR-CALNAME"),
+                                                               Qt::CaseInsensitive) == 0)
+            return ICalPropertyReader::textOfProperty(property);
+    }
+    return std::nullopt;
+}
+
+void ICalImporter::describeCalendar(CommonDataMO *calendar) const {
+    ICalCalendarReader::calendarFromVCalendar(calendar, m_parsed->calendars.first());
+}
+
+ICalImporter::Result ICalImporter::importInto(CommonDataMO *calendar, quint32 options) {
+    return Run(calendar, options).run(m_parsed->calendars);
+}
+
+ICalImporter::Result ICalImporter::importInto(CommonDataMO *calendar) {
+    return importInto(calendar, ICalReadOptions::Alarms | ICalReadOptions::Attachments);
+}

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <QByteArray>
+#include <QList>
+#include <QString>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+
+class CommonDataMO;
+
+// iCalendar text (one VCALENDAR or several) read into a calendar of the
+// store: files the user imports, and any caller that has a whole calendar's
+// text. Items are matched by UID within the calendar and updated in place;
+// a component with a RECURRENCE-ID becomes (or updates) a detached instance
+// of the repeating item of its UID, wherever that comes in the text, and a
+// normal item when the calendar has no such item. A component that cannot be
+// read is skipped, leaving nothing of itself behind; everything else is
+// stored. Main thread only.
+class ICalImporter {
+public:
+    // The text is not iCalendar at all.
+    class NotICalendar : public std::runtime_error {
+    public:
+        using std::runtime_error::runtime_error;
+    };
+
+    // A component left out, named by its UID or, without one, its position
+    // ("component 3"), and why.
+    struct Skipped {
+        QString component;
+        QString reason;
+    };
+    struct Result {
+        int stored = 0;   // new items
+        int updated = 0;  // items that were in the calendar
+        QList<Skipped> skipped;
+    };
+
+    // Parses the text; throws NotICalendar when it holds no VCALENDAR.
+    explicit ICalImporter(const QByteArray &text);
+    ~ICalImporter();
+    ICalImporter(const ICalImporter &) = delete;
+    ICalImporter &operator=(const ICalImporter &) = delete;
+
+    // X-WR-CALNAME of the first VCALENDAR, if it names one.
+    std::optional<QString> calendarName() const;
+    // A new calendar described by the first VCALENDAR: title, colour,
+    // notes, holiday marker and icon.
+    void describeCalendar(CommonDataMO *calendar) const;
+
+    // Reads every VEVENT, VTODO and VJOURNAL into the calendar with alarms
+    // and attachments (`options`: ICalReadOptions). Old reminders of an
+    // updated item are replaced by the component's. The store is saved after
+    // every kItemsPerSave items; the caller saves the rest.
+    static constexpr int kItemsPerSave = 2000;
+    Result importInto(CommonDataMO *calendar, quint32 options);
+    Result importInto(CommonDataMO *calendar);
+
+private:
+    class Run;
+    struct Parsed;
+    std::unique_ptr<Parsed> m_parsed;
+};

@@ -1,0 +1,150 @@
+#include "ical/ICalPeopleReader.h"
+
+#include <libical/ical.h>
+#include <QSet>
+
+#include "ical/ICalCodes.h"
+#include "ical/ICalEventReader.h"
+#include "ical/ICalPropertyReader.h"
+#include "ical/ICalReadOptions.h"
+#include "model/CommonDataMO.h"
+#include "model/ExtraDataMO.h"
+
+namespace {
+
+using ICalPropertyReader::parameterText;
+
+// The address of a calendar user without its "mailto:".
+QString addressOf(icalproperty *property) {
+    QString address = ICalPropertyReader::textOfProperty(property).value_or(QString()).trimmed();
+    if (address.startsWith(QLatin1String("mailto:"), Qt::CaseInsensitive))
+        address = address.mid(7);
+    return address;
+}
+
+// CN and the directory address (EMAIL) of a person.
+void readNameAndDirectory(ExtraDataMO *person, icalproperty *property) {
+    const std::optional<QString> name = parameterText(property, "CN");
+    person->setValue(QStringLiteral("name"), name ? QVariant(*name) : QVariant());
+    std::optional<QString> directory = parameterText(property, "EMAIL");
+    if (directory && directory->startsWith(QLatin1Char('/')) &&
+        !directory->endsWith(QLatin1Char('/')))
+        directory->append(QLatin1Char('/'));
+    person->setValue(QStringLiteral("directoryURL"), directory ? QVariant(*directory) : QVariant());
+}
+
+qint64 attendeeCode(icalproperty *property, const char *parameter, qint64 (*code)(const QString &),
+                    qint64 fallback) {
+    const std::optional<QString> word = parameterText(property, parameter);
+    return word ? code(*word) : fallback;
+}
+
+void readAttendee(ExtraDataMO *attendee, icalproperty *property) {
+    readNameAndDirectory(attendee, property);
+    attendee->setIntegerValue(
+        attendeeCode(property, "PARTSTAT", ICalCodes::participationStatusOfName, 1),
+        QStringLiteral("status"));
+    attendee->setIntegerValue(attendeeCode(property, "CUTYPE", ICalCodes::attendeeTypeOfName, 0),
+                              QStringLiteral("attendeeType"));
+    attendee->setIntegerValue(attendeeCode(property, "ROLE", ICalCodes::roleOfName, 0),
+                              QStringLiteral("role"));
+    const std::optional<QString> rsvp = parameterText(property, "RSVP");
+    attendee->setBoolValue(rsvp && rsvp->compare(QLatin1String("TRUE"), Qt::CaseInsensitive) == 0,
+                           QStringLiteral("rsvp"));
+    attendee->assignUIDIfNeeded();
+}
+
+void readOrganizer(ExtraDataMO *organizer, icalproperty *property, icalcomponent *component) {
+    readNameAndDirectory(organizer, property);
+    const char *uid = icalcomponent_get_uid(component);
+    organizer->setValue(QStringLiteral("meetingUID"),
+                        uid ? QVariant(QString::fromUtf8(uid)) : QVariant());
+    organizer->assignUIDIfNeeded();
+    icalproperty *sequence = icalcomponent_get_first_property(component, ICAL_SEQUENCE_PROPERTY);
+    const qint64 number = sequence ? icalproperty_get_sequence(sequence) : 0;
+    organizer->setIntegerValue(number, QStringLiteral("localSequence"));
+    organizer->setIntegerValue(number, QStringLiteral("localRequestSequence"));
+    const std::optional<QString> agent = parameterText(property, "SCHEDULE-AGENT");
+    organizer->setBoolValue(
+        agent && agent->compare(QLatin1String("CLIENT"), Qt::CaseInsensitive) == 0,
+        QStringLiteral("localFromITIP"));
+}
+
+void readContact(ExtraDataMO *link, icalproperty *property) {
+    const auto word = [property](const char *name, std::optional<qint64> (*code)(const QString &)) {
+        const std::optional<QString> text = parameterText(property, name);
+        return text ? code(*text) : std::nullopt;
+    };
+    if (const std::optional<qint64> type = word("X-CONTACT-TYPE", ICalCodes::contactTypeOfName))
+        link->setIntegerValue(*type, QStringLiteral("contactType"));
+    if (const std::optional<qint64> order = word("X-NAME-ORDER", ICalCodes::nameOrderOfName))
+        link->setIntegerValue(*order, QStringLiteral("nameOrder"));
+    for (const auto &[name, key] :
+         {std::pair{"X-FIRST", "firstName"}, std::pair{"X-LAST", "lastName"},
+          std::pair{"X-EMAIL", "primaryEmail"}, std::pair{"X-PHONE", "primaryPhone"},
+          std::pair{"X-COMPANY", "company"}}) {
+        const std::optional<QString> value = parameterText(property, name);
+        link->setValue(QLatin1String(key), value ? QVariant(*value) : QVariant());
+    }
+}
+
+void deleteUnnamed(CommonDataMO *event, const QString &relationship,
+                   const QSet<ExtraDataMO *> &named, bool keepLocal) {
+    for (ExtraDataMO *record : event->extrasForRelationship(relationship)) {
+        if (!named.contains(record) && !(keepLocal && record->isLocalOnly()))
+            record->deleteExtra();
+    }
+}
+
+}  // namespace
+
+namespace ICalPeopleReader {
+
+void readPeople(CommonDataMO *event, const ICalEventSource &source) {
+    icalcomponent *component = source.component;
+    QSet<ExtraDataMO *> named;
+    for (icalproperty *property =
+             icalcomponent_get_first_property(component, ICAL_ATTENDEE_PROPERTY);
+         property; property = icalcomponent_get_next_property(component, ICAL_ATTENDEE_PROPERTY)) {
+        const QString address = addressOf(property);
+        if (address.isEmpty())
+            continue;
+        ExtraDataMO *attendee = ExtraDataMO::attachAttendee(address, event);
+        readAttendee(attendee, property);
+        named.insert(attendee);
+    }
+    const bool readOrganizerAtAll =
+        !named.isEmpty() || (source.options & ICalReadOptions::OrganizerAlways);
+    icalproperty *organizerProperty =
+        readOrganizerAtAll ? icalcomponent_get_first_property(component, ICAL_ORGANIZER_PROPERTY)
+                           : nullptr;
+    if (organizerProperty && !addressOf(organizerProperty).isEmpty()) {
+        ExtraDataMO *organizer = ExtraDataMO::attachOrganizer(addressOf(organizerProperty), event);
+        readOrganizer(organizer, organizerProperty, component);
+        named.insert(organizer);
+    }
+    deleteUnnamed(event, QStringLiteral("attendees"), named, false);
+    deleteUnnamed(event, QStringLiteral("organizers"), named, false);
+
+    QSet<ExtraDataMO *> links;
+    for (icalproperty *property = icalcomponent_get_first_property(component, ICAL_X_PROPERTY);
+         property; property = icalcomponent_get_next_property(component, ICAL_X_PROPERTY)) {
+        if (ICalPropertyReader::propertyName(property).compare(QLatin1String("X-TOLVERN-CONTACT"),
+                                                               Qt::CaseInsensitive) != 0)
+            continue;
+        const QString contactID =
+            ICalPropertyReader::textOfProperty(property).value_or(QString()).trimmed();
+        if (contactID.isEmpty())
+            continue;
+        const std::optional<QString> scope = parameterText(property, "X-SCOPE");
+        const bool local =
+            scope && scope->compare(QLatin1String("LOCAL"), Qt::CaseInsensitive) == 0;
+        ExtraDataMO *link = ExtraDataMO::attachContact(contactID, event, local);
+        readContact(link, property);
+        links.insert(link);
+    }
+    // Local links travel only in this machine's own copies: keep them.
+    deleteUnnamed(event, QStringLiteral("contacts"), links, true);
+}
+
+}  // namespace ICalPeopleReader
