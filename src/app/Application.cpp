@@ -14,6 +14,7 @@
 #include "app/commands/CalendarCommands.h"
 #include "app/commands/EventCommands.h"
 #include "app/commands/ExportCommand.h"
+#include "app/commands/ImportCommand.h"
 #include "app/commands/ShowCommand.h"
 #include "model/foundation/Log.h"
 #include "model/foundation/Paths.h"
@@ -123,6 +124,7 @@ void Application::registerCommands() {
     registerAgendaCommand(m_registry);
     registerAccountsCommand(m_registry);
     registerExportCommand(m_registry);
+    registerImportCommand(m_registry);
 }
 
 int Application::exec() {
