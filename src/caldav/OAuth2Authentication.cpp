@@ -1,0 +1,3 @@
+#include "caldav/OAuth2Authentication.h"
+
+OAuth2Authentication::~OAuth2Authentication() = default;

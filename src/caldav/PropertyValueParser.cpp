@@ -1,0 +1,105 @@
+#include "caldav/PropertyValueParser.h"
+
+#include <QStringList>
+
+#include "caldav/PropertyKey.h"
+#include "caldav/XMLElement.h"
+
+namespace {
+
+// The keys of the children of every `inner` child of every `outer` child.
+QStringList nestedChildKeys(const XMLElement &element, const QString &outer, const QString &inner) {
+    QStringList keys;
+    for (const XMLElement *outerElement : element.childrenWithKey(outer))
+        for (const XMLElement *innerElement : outerElement->childrenWithKey(inner))
+            keys += innerElement->childKeys();
+    return keys;
+}
+
+QStringList hrefTexts(const XMLElement &element) {
+    QStringList texts;
+    for (const XMLElement *href : element.childrenWithKey(QStringLiteral("href")))
+        texts.append(href->text);
+    return texts;
+}
+
+QVariantList neededPrivileges(const XMLElement &element) {
+    // The resources stand in the element itself or in DAV:need-privileges children.
+    QList<const XMLElement *> resources = element.childrenWithKey(QStringLiteral("resource"));
+    for (const XMLElement *inner : element.childrenWithKey(QStringLiteral("need-privileges")))
+        resources += inner->childrenWithKey(QStringLiteral("resource"));
+    QVariantList needed;
+    for (const XMLElement *resource : resources) {
+        QStringList privileges;
+        for (const XMLElement *privilege : resource->childrenWithKey(QStringLiteral("privilege")))
+            privileges += privilege->childKeys();
+        for (const QString &href : hrefTexts(*resource))
+            for (const QString &privilege : privileges)
+                needed.append(QVariantMap{{QStringLiteral("href"), href},
+                                          {QStringLiteral("privilege"), privilege}});
+    }
+    return needed;
+}
+
+}  // namespace
+
+PropertyValueParser::~PropertyValueParser() = default;
+
+QVariant PropertyValueParser::valueForElement(const XMLElement &element,
+                                              const QString &property) const {
+    if (property == QLatin1String("resourcetype"))
+        return element.childKeys();
+    if (property == QLatin1String("group-membership"))
+        return hrefTexts(element);
+    if (property == QLatin1String("group-member-set")) {
+        QVariantList responses;
+        for (const XMLElement *response : element.childrenWithKey(QStringLiteral("response")))
+            responses.append(responseDictionary(*response));
+        return responses;
+    }
+    if (property == QLatin1String("current-user-privilege-set")) {
+        QStringList keys;
+        for (const XMLElement *privilege : element.childrenWithKey(QStringLiteral("privilege")))
+            keys += privilege->childKeys();
+        return keys;
+    }
+    if (property == QLatin1String("principal-search-property-set"))
+        return nestedChildKeys(element, QStringLiteral("principal-search-property"),
+                               QStringLiteral("prop"));
+    if (property == QLatin1String("supported-report-set"))
+        return nestedChildKeys(element, QStringLiteral("supported-report"),
+                               QStringLiteral("report"));
+    if (property == QLatin1String("need-privileges"))
+        return neededPrivileges(element);
+    return element.text;
+}
+
+QVariantMap PropertyValueParser::responseDictionary(const XMLElement &response) const {
+    QVariantMap dictionary;
+    QVariantList propstats;
+    for (const XMLElement &child : response.children) {
+        if (child.key == QLatin1String("status")) {
+            dictionary.insert(child.key, WebDAVURL::statusFromStatusLine(child.text));
+        } else if (child.key == QLatin1String("propstat")) {
+            QVariantMap propstat;
+            for (const XMLElement &part : child.children) {
+                if (part.key == QLatin1String("prop")) {
+                    for (const XMLElement &property : part.children)
+                        propstat.insert(property.key, valueForElement(property, property.key));
+                } else if (part.key == QLatin1String("status")) {
+                    propstat.insert(QStringLiteral("property status"),
+                                    WebDAVURL::statusFromStatusLine(part.text));
+                } else if (part.key == QLatin1String("responsedescription")) {
+                    propstat.insert(part.key, part.text);
+                }
+            }
+            propstats.append(propstat);
+        } else if (!dictionary.contains(child.key)) {
+            // Of repeated elements (several DAV:href) the first one counts.
+            dictionary.insert(child.key, child.text);
+        }
+    }
+    if (!propstats.isEmpty())
+        dictionary.insert(QStringLiteral("propstat"), propstats);
+    return dictionary;
+}
