@@ -18,10 +18,6 @@ namespace {
 
 constexpr qint64 kGraphicType = 2;
 
-QString field(const ExtraDataMO *record, const char *key) {
-    return record->valueForKey(QLatin1String(key)).toString();
-}
-
 void freeBuffer(char *data, void *) {
     std::free(data);
 }
@@ -67,7 +63,7 @@ void addGraphicPlacement(icalcomponent *component, icalproperty *attach,
                          const ExtraDataMO *record) {
     const QString opacity =
         QString::asprintf("%.2f", record->opacityValueForKey(QStringLiteral("opacity")));
-    const QString rect = field(record, "cellRelativeRect");
+    const QString rect = ICalProperties::textField(record, "cellRelativeRect");
     ICalProperties::addParameter(attach, QStringLiteral("X-TOLVERN-OPACITY"), opacity);
     if (!rect.isEmpty())
         ICalProperties::addParameter(attach, QStringLiteral("X-TOLVERN-RECT"), rect);
@@ -83,7 +79,7 @@ namespace ICalAttachmentWriter {
 void addAttachments(icalcomponent *component, const CommonDataMO *event, quint32 options) {
     const bool graphic = event->integerValueForKey(QStringLiteral("eventType")) == kGraphicType;
     for (const ExtraDataMO *record : event->extrasForRelationship(QStringLiteral("attachments"))) {
-        const QString fileURL = field(record, "fileURL");
+        const QString fileURL = ICalProperties::textField(record, "fileURL");
         const QVariantMap managed = record->dictionaryValueForKey(QStringLiteral("url"));
         const std::optional<QString> path =
             AttachmentFiles::pathForAttachmentByExpandingResourceURLs(*record);

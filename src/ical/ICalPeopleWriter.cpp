@@ -14,14 +14,6 @@
 
 namespace {
 
-QString field(const ExtraDataMO *record, const char *key) {
-    return record->valueForKey(QLatin1String(key)).toString();
-}
-
-QString calendarAddress(const QString &email) {
-    return email.contains(QLatin1Char('@')) ? QStringLiteral("mailto:") + email : email;
-}
-
 void addParameterIfAny(icalproperty *property, const char *name, const QString &value) {
     if (!value.isEmpty())
         ICalProperties::addParameter(property, QLatin1String(name), value);
@@ -29,8 +21,8 @@ void addParameterIfAny(icalproperty *property, const char *name, const QString &
 
 // CN and the directory address (carried in EMAIL) of a person.
 void addNameAndDirectory(icalproperty *property, const ExtraDataMO *person) {
-    addParameterIfAny(property, "CN", field(person, "name"));
-    addParameterIfAny(property, "EMAIL", field(person, "directoryURL"));
+    addParameterIfAny(property, "CN", ICalProperties::textField(person, "name"));
+    addParameterIfAny(property, "EMAIL", ICalProperties::textField(person, "directoryURL"));
 }
 
 void addParticipation(icalproperty *property, qint64 status) {
@@ -40,15 +32,16 @@ void addParticipation(icalproperty *property, qint64 status) {
 
 void addAttendee(icalcomponent *component, const ExtraDataMO *attendee, bool forceRSVP,
                  const QString &organizerEmail, const QString &callerAddress) {
-    const QString email = field(attendee, "email");
+    const QString email = ICalProperties::textField(attendee, "email");
     if (!callerAddress.isEmpty() && email.compare(organizerEmail, Qt::CaseInsensitive) == 0) {
-        icalproperty *property =
-            icalproperty_new_attendee(calendarAddress(callerAddress).toUtf8().constData());
+        icalproperty *property = icalproperty_new_attendee(
+            ICalProperties::calendarAddress(callerAddress).toUtf8().constData());
         addParticipation(property, attendee->integerValueForKey(QStringLiteral("status")));
         icalcomponent_add_property(component, property);
         return;
     }
-    icalproperty *property = icalproperty_new_attendee(calendarAddress(email).toUtf8().constData());
+    icalproperty *property =
+        icalproperty_new_attendee(ICalProperties::calendarAddress(email).toUtf8().constData());
     addNameAndDirectory(property, attendee);
     addParticipation(property, attendee->integerValueForKey(QStringLiteral("status")));
     if (const char *type = ICalCodes::attendeeTypeName(
@@ -71,8 +64,8 @@ void addContacts(icalcomponent *component, const CommonDataMO *event, bool local
         const bool isLocal = link->isLocalOnly();
         if (isLocal && !local)
             continue;
-        icalproperty *property =
-            ICalProperties::addXProperty(component, "X-TOLVERN-CONTACT", field(link, "contactID"));
+        icalproperty *property = ICalProperties::addXProperty(
+            component, "X-TOLVERN-CONTACT", ICalProperties::textField(link, "contactID"));
         if (!property)
             continue;
         if (isLocal)
@@ -86,11 +79,11 @@ void addContacts(icalcomponent *component, const CommonDataMO *event, bool local
                 ICalCodes::nameOrderName(link->integerValueForKey(QStringLiteral("nameOrder"))))
             ICalProperties::addParameter(property, QStringLiteral("X-NAME-ORDER"),
                                          QLatin1String(order));
-        addParameterIfAny(property, "X-FIRST", field(link, "firstName"));
-        addParameterIfAny(property, "X-LAST", field(link, "lastName"));
-        addParameterIfAny(property, "X-EMAIL", field(link, "primaryEmail"));
-        addParameterIfAny(property, "X-PHONE", field(link, "primaryPhone"));
-        addParameterIfAny(property, "X-COMPANY", field(link, "company"));
+        addParameterIfAny(property, "X-FIRST", ICalProperties::textField(link, "firstName"));
+        addParameterIfAny(property, "X-LAST", ICalProperties::textField(link, "lastName"));
+        addParameterIfAny(property, "X-EMAIL", ICalProperties::textField(link, "primaryEmail"));
+        addParameterIfAny(property, "X-PHONE", ICalProperties::textField(link, "primaryPhone"));
+        addParameterIfAny(property, "X-COMPANY", ICalProperties::textField(link, "company"));
     }
 }
 
@@ -101,9 +94,10 @@ void addPeople(icalcomponent *component, const ICalEventRequest &request) {
     const bool callerIsOrganizer = request.options & ICalWriteOptions::CallerIsOrganizer;
     const QString callerAddress = callerIsOrganizer ? request.callerAddress : QString();
     if (organizer) {
-        const QString email = callerIsOrganizer ? callerAddress : field(organizer, "email");
+        const QString email =
+            callerIsOrganizer ? callerAddress : ICalProperties::textField(organizer, "email");
         icalproperty *property =
-            icalproperty_new_organizer(calendarAddress(email).toUtf8().constData());
+            icalproperty_new_organizer(ICalProperties::calendarAddress(email).toUtf8().constData());
         addNameAndDirectory(property, organizer);
         if ((request.options & ICalWriteOptions::ClientScheduling) &&
             organizer->boolValueForKey(QStringLiteral("localFromITIP")))
@@ -123,8 +117,10 @@ void addPeople(icalcomponent *component, const ICalEventRequest &request) {
         const ExtraDataMO *ours = roles.ourAttendeeExtra();
         if (!ours)
             return;
-        icalproperty *property =
-            icalproperty_new_attendee(calendarAddress(field(ours, "email")).toUtf8().constData());
+        icalproperty *property = icalproperty_new_attendee(
+            ICalProperties::calendarAddress(ICalProperties::textField(ours, "email"))
+                .toUtf8()
+                .constData());
         addNameAndDirectory(property, ours);
         const bool declines = request.options & ICalWriteOptions::kDeclineMask;
         addParticipation(property,
@@ -132,7 +128,8 @@ void addPeople(icalcomponent *component, const ICalEventRequest &request) {
         icalcomponent_add_property(component, property);
         return;
     }
-    const QString organizerEmail = organizer ? field(organizer, "email") : QString();
+    const QString organizerEmail =
+        organizer ? ICalProperties::textField(organizer, "email") : QString();
     for (const ExtraDataMO *attendee : event->extrasForRelationship(QStringLiteral("attendees")))
         addAttendee(component, attendee, request.method == ICalMethod::Request, organizerEmail,
                     callerAddress);

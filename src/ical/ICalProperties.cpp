@@ -2,6 +2,7 @@
 
 #include <libical/ical.h>
 
+#include "model/ModelObject.h"
 #include "model/foundation/PropertyList.h"
 
 namespace {
@@ -105,6 +106,14 @@ void addXProps(icalcomponent *component, const QVariantMap &xProps) {
         }
         icalcomponent_add_property(component, property);
     }
+}
+
+QString calendarAddress(const QString &address) {
+    return address.contains(QLatin1Char('@')) ? QStringLiteral("mailto:") + address : address;
+}
+
+QString textField(const ModelObject *record, const char *key) {
+    return record->valueForKey(QLatin1String(key)).toString();
 }
 
 }  // namespace ICalProperties

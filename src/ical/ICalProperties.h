@@ -11,8 +11,15 @@
 
 typedef struct icalcomponent_impl icalcomponent;
 typedef struct icalproperty_impl icalproperty;
+class ModelObject;
 
 namespace ICalProperties {
+
+// The address as a calendar user address: "mailto:" before an e-mail address.
+QString calendarAddress(const QString &address);
+
+// A plain text attribute of a record; empty when it has none.
+QString textField(const ModelObject *record, const char *key);
 
 // Adds NAME=value to the property: a parameter the library knows by its
 // value text (an unknown value becomes the library's extension value), any

@@ -20,11 +20,6 @@ QByteArray take(icalcomponent *component) {
     return bytes;
 }
 
-QByteArray calendarAddress(const QString &address) {
-    return (address.contains(QLatin1Char('@')) ? QStringLiteral("mailto:") + address : address)
-        .toUtf8();
-}
-
 }  // namespace
 
 QByteArray ICalWriter::wholeObject(CommonDataMO *event, const Request &request) {
@@ -65,11 +60,13 @@ QByteArray ICalWriter::freeBusyRequest(const QStringList &attendees, Date start,
                                  QStringLiteral("T"));
     if (maskUID)
         ICalProperties::addXProperty(request, "X-CALENDARSERVER-MASK-UID", *maskUID);
-    icalcomponent_add_property(request,
-                               icalproperty_new_organizer(calendarAddress(organizer).constData()));
+    icalcomponent_add_property(
+        request, icalproperty_new_organizer(
+                     ICalProperties::calendarAddress(organizer).toUtf8().constData()));
     for (const QString &attendee : attendees)
         icalcomponent_add_property(
-            request, icalproperty_new_attendee(calendarAddress(attendee).constData()));
+            request, icalproperty_new_attendee(
+                         ICalProperties::calendarAddress(attendee).toUtf8().constData()));
     icalcomponent_add_component(calendar, request);
     return take(calendar);
 }

@@ -15,7 +15,7 @@ const QString kAccess = QStringLiteral("access");
 const QString kReadPassword = QStringLiteral("localReadPassword");
 const QString kWritePassword = QStringLiteral("localWritePassword");
 
-QString serviceName(const ModelObject *service) {
+QString nameOfService(const ModelObject *service) {
     return service->valueForKey(QStringLiteral("serviceName")).toString();
 }
 
@@ -39,7 +39,7 @@ int containerAccess(const CommonDataMO &container, bool forChildren) {
     if (!owner || SyncableObjectMO::syncingService() == owner)
         return CalendarAccess::kFullAccess;
     const int own = int(container.integerValueForKey(kAccess));
-    if (serviceName(owner) == QLatin1String("Bonjour Subscribe Synchronization")) {
+    if (nameOfService(owner) == QLatin1String("Bonjour Subscribe Synchronization")) {
         const bool subscribePassword =
             container.unmaskedStringValueForKey(QStringLiteral("localSubscribePassword"))
                 .has_value();
@@ -97,7 +97,7 @@ void CalendarAccess::setDefaultSubscriberAccess(CommonDataMO &calendar) {
     const ModelObject *owner = calendar.owningService();
     int cap = kFullAccess;
     if (owner) {
-        const QString kind = serviceName(owner);
+        const QString kind = nameOfService(owner);
         if (kind == QLatin1String("WebDAV Subscribe Synchronization") ||
             kind == QLatin1String("AddressBook Birthday Synchronization"))
             cap = 2;

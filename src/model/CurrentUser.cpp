@@ -6,22 +6,22 @@
 #include <QMutex>
 
 namespace {
-QMutex g_mutex;
-CurrentUser::NameProvider g_provider;
+QMutex g_nameMutex;
+CurrentUser::NameProvider g_nameProvider;
 }  // namespace
 
 QString CurrentUser::name() {
     NameProvider provider;
     {
-        QMutexLocker lock(&g_mutex);
-        provider = g_provider;
+        QMutexLocker lock(&g_nameMutex);
+        provider = g_nameProvider;
     }
     return provider ? provider() : accountName();
 }
 
 void CurrentUser::setNameProvider(NameProvider provider) {
-    QMutexLocker lock(&g_mutex);
-    g_provider = std::move(provider);
+    QMutexLocker lock(&g_nameMutex);
+    g_nameProvider = std::move(provider);
 }
 
 QString CurrentUser::accountName() {

@@ -3,14 +3,14 @@
 #include "model/StandardErrorPresenter.h"
 
 namespace {
-ErrorPresenter *g_installed = nullptr;
+ErrorPresenter *g_installedPresenter = nullptr;
 }  // namespace
 
 ErrorPresenter &ErrorPresenter::shared() {
     static StandardErrorPresenter standardError;
-    return g_installed ? *g_installed : standardError;
+    return g_installedPresenter ? *g_installedPresenter : standardError;
 }
 
 void ErrorPresenter::setShared(ErrorPresenter *presenter) {
-    g_installed = presenter;
+    g_installedPresenter = presenter;
 }

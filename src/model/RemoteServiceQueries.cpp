@@ -11,10 +11,10 @@
 
 namespace {
 
-const QString kObjectData = QStringLiteral("objectData");
+const QString kObjectDataKey = QStringLiteral("objectData");
 const QString kUID = QStringLiteral("uid");
-const QString kLastModTime = QStringLiteral("lastModTime");
-const QString kPublishedTo = QStringLiteral("publishedTo");
+const QString kLastModTimeKey = QStringLiteral("lastModTime");
+const QString kPublishedToKey = QStringLiteral("publishedTo");
 
 // A service whose deletion was saved has no context, and nothing left.
 QList<ManagedObject *> members(ManagedObject *service, const QString &key) {
@@ -39,7 +39,7 @@ ManagedObject *containerWithUID(const QList<ManagedObject *> &containers, const 
 }
 
 bool passesFilter(ManagedObject *container, int filter) {
-    auto *calendar = ModelObject::as<ModelObject>(container->objectForKey(kObjectData));
+    auto *calendar = ModelObject::as<ModelObject>(container->objectForKey(kObjectDataKey));
     if (!calendar || filter < 0)
         return false;
     if (filter == 0)
@@ -68,7 +68,7 @@ ManagedObject *withdrawal(ManagedObject *record, ManagedObjectContext &scratch) 
     }
     ManagedObject *container = scratch.insertNewObject(entity);
     container->setValue(kUID, record->valueForKey(kUID));
-    container->setValue(kLastModTime, record->valueForKey(kLastModTime));
+    container->setValue(kLastModTimeKey, record->valueForKey(kLastModTimeKey));
     return container;
 }
 
@@ -98,7 +98,7 @@ QSet<ManagedObject *> RemoteServiceQueries::ownedContainersPublishedToService(
     ManagedObject *service, ManagedObject *otherService) {
     QSet<ManagedObject *> published;
     for (ManagedObject *container : ownedContainers(service)) {
-        if (otherService && container->objectsForKey(kPublishedTo).contains(otherService))
+        if (otherService && container->objectsForKey(kPublishedToKey).contains(otherService))
             published.insert(container);
     }
     return published;
@@ -107,7 +107,7 @@ QSet<ManagedObject *> RemoteServiceQueries::ownedContainersPublishedToService(
 QSet<ManagedObject *> RemoteServiceQueries::containersOwnedByService(ManagedObject *service) {
     QSet<ManagedObject *> calendars;
     for (ManagedObject *container : ownedContainers(service)) {
-        if (ManagedObject *calendar = container->objectForKey(kObjectData))
+        if (ManagedObject *calendar = container->objectForKey(kObjectDataKey))
             calendars.insert(calendar);
     }
     return calendars;
@@ -130,7 +130,7 @@ QSet<ManagedObject *> RemoteServiceQueries::ownedFileAttachments(ManagedObject *
 QSet<ManagedObject *> RemoteServiceQueries::servicesPublishedTo(ManagedObject *service) {
     QSet<ManagedObject *> services;
     for (ManagedObject *container : ownedContainers(service)) {
-        for (ManagedObject *target : container->objectsForKey(kPublishedTo))
+        for (ManagedObject *target : container->objectsForKey(kPublishedToKey))
             services.insert(target);
     }
     return services;
@@ -141,13 +141,13 @@ RemoteServiceQueries::PublicContainers RemoteServiceQueries::publicContainersRec
     PublicContainers result;
     for (ManagedObject *container : publishedContainers(service)) {
         if (date ? isAfter(container, QStringLiteral("localReceivedTime"), *date)
-                 : container->objectForKey(kObjectData) != nullptr)
+                 : container->objectForKey(kObjectDataKey) != nullptr)
             result.containers.append(container);
     }
     if (!date)
         return result;
     for (ManagedObject *record : members(service, QStringLiteral("unpublishedContainers"))) {
-        if (!isAfter(record, kLastModTime, *date))
+        if (!isAfter(record, kLastModTimeKey, *date))
             continue;
         if (!result.withdrawals)
             result.withdrawals =

@@ -5,16 +5,16 @@
 #include "model/ServiceKind.h"
 
 namespace {
-ServiceEngines *g_installed = nullptr;
+ServiceEngines *g_installedEngines = nullptr;
 }  // namespace
 
 ServiceEngines &ServiceEngines::shared() {
     static ServiceEngines processRegistry;
-    return g_installed ? *g_installed : processRegistry;
+    return g_installedEngines ? *g_installedEngines : processRegistry;
 }
 
 void ServiceEngines::setShared(ServiceEngines *registry) {
-    g_installed = registry;
+    g_installedEngines = registry;
 }
 
 void ServiceEngines::registerEngine(const QString &serviceName,

@@ -3,8 +3,8 @@
 #include <QMutex>
 
 namespace {
-QMutex g_mutex;
-OwnAddresses::Provider g_provider;
+QMutex g_addressMutex;
+OwnAddresses::Provider g_addressProvider;
 }  // namespace
 
 bool OwnAddresses::contains(const QString &address) {
@@ -14,13 +14,13 @@ bool OwnAddresses::contains(const QString &address) {
 QStringList OwnAddresses::addresses() {
     Provider provider;
     {
-        QMutexLocker lock(&g_mutex);
-        provider = g_provider;
+        QMutexLocker lock(&g_addressMutex);
+        provider = g_addressProvider;
     }
     return provider ? provider() : QStringList();
 }
 
 void OwnAddresses::setProvider(Provider provider) {
-    QMutexLocker lock(&g_mutex);
-    g_provider = std::move(provider);
+    QMutexLocker lock(&g_addressMutex);
+    g_addressProvider = std::move(provider);
 }
