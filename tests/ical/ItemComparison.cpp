@@ -26,7 +26,7 @@ bool isCompared(const ModelObject &object, const PropertyDescription &property) 
            !isOwnId(object, name);
 }
 
-QString text(const QVariant &value) {
+QString attributeText(const QVariant &value) {
     if (value.typeId() == QMetaType::QByteArray)
         return QString::fromLatin1(value.toByteArray().toBase64());
     return value.toString();
@@ -37,7 +37,8 @@ QStringList describe(const ModelObject &object) {
     QStringList lines;
     for (const PropertyDescription *property : object.entity()->properties()) {
         if (isCompared(object, *property))
-            lines << property->name + QLatin1Char('=') + text(object.valueForKey(property->name));
+            lines << property->name + QLatin1Char('=') +
+                         attributeText(object.valueForKey(property->name));
     }
     return lines;
 }
