@@ -45,7 +45,7 @@ QString parentCollectionURL(const QString &url) {
     QString path = parent.path(QUrl::FullyEncoded);
     if (path.endsWith(QLatin1Char('/')))
         path.chop(1);
-    parent.setPath(path.left(path.lastIndexOf(QLatin1Char('/')) + 1));
+    parent.setPath(path.left(path.lastIndexOf(QLatin1Char('/')) + 1), QUrl::TolerantMode);
     if (parent.path().isEmpty())
         parent.setPath(QStringLiteral("/"));
     return parent.toString(QUrl::FullyEncoded);

@@ -1,14 +1,14 @@
 #include "caldav/WebDAVClient.h"
 
-#include <QAuthenticator>
 #include <QCoreApplication>
 #include <QFileInfo>
-#include <QNetworkAccessManager>
 #include <QNetworkReply>
+#include <QRandomGenerator>
 #include <QTimeZone>
 #include <QtConcurrent>
 
 #include "caldav/CertificateTrust.h"
+#include "caldav/HTTPAuthentication.h"
 #include "caldav/OAuth2Authentication.h"
 #include "caldav/PropertyKey.h"
 #include "caldav/TaskManagerConnection.h"
@@ -47,11 +47,7 @@ QString escapedURL(const QString &url) {
 
 }  // namespace
 
-WebDAVClient::WebDAVClient(WebDAVClientDelegate *delegate) : m_delegate(delegate) {
-    connect(&TaskManagerConnection::networkAccessManager(),
-            &QNetworkAccessManager::authenticationRequired, this,
-            &WebDAVClient::connectionNeedsAuthentication);
-}
+WebDAVClient::WebDAVClient(WebDAVClientDelegate *delegate) : m_delegate(delegate) {}
 
 WebDAVClient::~WebDAVClient() {
     terminate();
@@ -76,6 +72,8 @@ QNetworkRequest WebDAVClient::requestForURL(const QString &url, const QString &m
     request.setAttribute(QNetworkRequest::CacheSaveControlAttribute, false);
     request.setAttribute(QNetworkRequest::CookieLoadControlAttribute, QNetworkRequest::Manual);
     request.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
+    // Challenges are answered here, per request: the network layer neither
+    // keeps nor reuses credentials.
     request.setAttribute(QNetworkRequest::AuthenticationReuseAttribute, QNetworkRequest::Manual);
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute,
                          QNetworkRequest::ManualRedirectPolicy);
@@ -167,8 +165,8 @@ void WebDAVClient::addAuthToRequest(QNetworkRequest &request) {
         m_delegate->webdavClientLoginPassword(*this, request.url(), login, password, 0);
     if (answer == WebDAVClientDelegate::CredentialsSupplied && !login.isEmpty() &&
         !password.isEmpty()) {
-        const QByteArray basic = (login + QLatin1Char(':') + password).toUtf8().toBase64();
-        request.setRawHeader("Authorization", "Basic " + basic);
+        request.setRawHeader("Authorization",
+                             HTTPAuthentication::basicAuthorization(login, password));
         // Should the server refuse them, the first challenge counts one failure.
         m_failedAttempts = 1;
     } else if (answer == WebDAVClientDelegate::CredentialsCancelled) {
@@ -260,49 +258,70 @@ void WebDAVClient::connectionHasCertificateErrors(const QList<QSslError> &errors
     logInfo("WebDAVClient: cancelling authentication");
 }
 
-void WebDAVClient::connectionNeedsAuthentication(QNetworkReply *reply,
-                                                 QAuthenticator *authenticator) {
-    if (reply != m_connection || !m_connection)
-        return;
+// A 401 with a challenge: the owner supplies credentials for this request
+// (told how many attempts failed so far) and the request goes again with
+// them; any other answer cancels the request.
+bool WebDAVClient::answerChallenge() {
+    if (!m_response || m_response->statusCode != 401 || m_oAuth)
+        return false;
+    QStringList values;
+    for (const auto &[name, value] : m_response->headers)
+        if (name.compare(QLatin1String("WWW-Authenticate"), Qt::CaseInsensitive) == 0)
+            values.append(value);
+    const QStringList challenges = HTTPAuthentication::challengesOf(values);
+    if (!HTTPAuthentication::canAnswer(challenges))
+        return false;
     logChallenge();
-    // An OAuth2 request carries its token; the challenge means it was refused.
-    int answer = -1;
     QString login;
     QString password;
-    if (!m_oAuth && m_delegate)
-        answer = m_delegate->webdavClientLoginPassword(*this, reply->url(), login, password,
-                                                       m_failedAttempts);
-    if (answer == WebDAVClientDelegate::CredentialsSupplied) {
-        authenticator->setUser(login);
-        authenticator->setPassword(password);
-        ++m_failedAttempts;
-        return;
+    const int answer = m_delegate
+                           ? m_delegate->webdavClientLoginPassword(
+                                 *this, m_connection->url(), login, password, m_failedAttempts)
+                           : -1;
+    if (answer != WebDAVClientDelegate::CredentialsSupplied) {
+        if (answer == WebDAVClientDelegate::CredentialsCancelled)
+            m_userAborted = true;
+        logInfo("WebDAVClient: cancelling authentication");
+        m_authenticationCancelled = true;
+        return false;
     }
-    if (m_oAuth)
-        return;
-    if (answer == WebDAVClientDelegate::CredentialsCancelled)
-        m_userAborted = true;
-    logInfo("WebDAVClient: cancelling authentication");
-    m_authenticationCancelled = true;
+    const QUrl url = m_request.url();
+    const QByteArray uri =
+        url.toEncoded(QUrl::RemoveScheme | QUrl::RemoveAuthority | QUrl::RemoveFragment);
+    const QByteArray clientNonce = QByteArray::number(QRandomGenerator::global()->generate64(), 16);
+    m_request.setRawHeader(
+        "Authorization",
+        HTTPAuthentication::authorization(challenges, m_method.toUtf8(), uri.isEmpty() ? "/" : uri,
+                                          login, password, clientNonce)
+            .value_or(QByteArray()));
+    ++m_failedAttempts;
+    sendAuthorizedRequest();
+    return true;
+}
+
+std::optional<WebDAVError> WebDAVClient::connectionError(bool answered) const {
+    if (m_authenticationCancelled)
+        return WebDAVError{WebDAVError::kURLDomain, WebDAVError::kUserCancelledAuthentication,
+                           QStringLiteral("The authentication was cancelled.")};
+    if (m_refusedCertificate)
+        return WebDAVError{WebDAVError::kURLDomain, WebDAVError::kServerCertificateUntrusted,
+                           *m_refusedCertificate};
+    if (!answered)
+        return WebDAVError{WebDAVError::kNetworkDomain, int(m_connection->error()),
+                           m_connection->errorString()};
+    return std::nullopt;
 }
 
 void WebDAVClient::connectionFinished() {
     QNetworkReply *connection = m_connection;
     const bool answered = connection->attribute(QNetworkRequest::HttpStatusCodeAttribute).isValid();
-    std::optional<WebDAVError> error;
-    if (m_authenticationCancelled)
-        error = WebDAVError{WebDAVError::kURLDomain, WebDAVError::kUserCancelledAuthentication,
-                            QStringLiteral("The authentication was cancelled.")};
-    else if (m_refusedCertificate)
-        error = WebDAVError{WebDAVError::kURLDomain, WebDAVError::kServerCertificateUntrusted,
-                            *m_refusedCertificate};
-    else if (!answered)
-        error = WebDAVError{WebDAVError::kNetworkDomain, int(connection->error()),
-                            connection->errorString()};
     if (answered) {
         m_response = responseOfConnection();
         m_fetchedData += connection->readAll();
+        if (answerChallenge())
+            return;
     }
+    const std::optional<WebDAVError> error = connectionError(answered);
     m_connection = nullptr;
     disconnect(connection, nullptr, this, nullptr);
     connection->deleteLater();
@@ -577,8 +596,14 @@ void WebDAVClient::calcResultsDict() {
 }
 
 void WebDAVClient::calcResultsDictInBackground(std::function<void()> done) {
-    m_parsing = QtConcurrent::run(QThreadPool::globalInstance(), [this] { calcResultsDict(); });
-    m_parsing.then(this, [done = std::move(done)] { done(); });
+    // Queued even when the work is over at once: `done` never runs inside
+    // this call. The client waits for the work in cleanup(), and a queued
+    // call to a deleted client is dropped.
+    m_parsing = QtConcurrent::run(QThreadPool::globalInstance(), [this] {
+                    calcResultsDict();
+                }).then([this, done = std::move(done)] {
+        QMetaObject::invokeMethod(this, done, Qt::QueuedConnection);
+    });
 }
 
 void WebDAVClient::cleanup() {

@@ -20,7 +20,6 @@
 #include "model/foundation/Date.h"
 
 class OAuth2Authentication;
-class QAuthenticator;
 class QNetworkReply;
 class WebDAVClientDelegate;
 class XMLBodyWriter;
@@ -187,9 +186,10 @@ private:
     void failBeforeSending(const std::optional<WebDAVError> &error);
     void connectionReceivedHeader();
     void connectionReceivedData();
-    void connectionNeedsAuthentication(QNetworkReply *reply, QAuthenticator *authenticator);
     void connectionHasCertificateErrors(const QList<QSslError> &errors);
     void connectionFinished();
+    bool answerChallenge();
+    std::optional<WebDAVError> connectionError(bool answered) const;
     void dropConnection();
     void writePropertyValues(XMLBodyWriter &writer, const QVariantMap &propertyValues) const;
     void logChallenge() const;

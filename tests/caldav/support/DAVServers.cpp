@@ -1,0 +1,346 @@
+#include "caldav/support/DAVServers.h"
+
+#include <QDir>
+#include <QEventLoop>
+#include <QFile>
+#include <QFileInfo>
+#include <QLockFile>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QProcess>
+#include <QTimer>
+
+#include "support/TestSupport.h"
+
+namespace {
+
+bool writeFile(const QString &path, const QByteArray &content) {
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) &&
+           file.write(content) == content.size();
+}
+
+// Runs a set-up command to its end; empty when it exited with 0.
+QString run(const QString &program, const QStringList &arguments, const QString &input = {},
+            const QStringList &environment = {}) {
+    QProcess process;
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    for (const QString &entry : environment)
+        env.insert(entry.section(QLatin1Char('='), 0, 0), entry.section(QLatin1Char('='), 1));
+    process.setProcessEnvironment(env);
+    process.setWorkingDirectory(QDir::tempPath());
+    process.start(program, arguments);
+    process.write(input.toUtf8());
+    process.closeWriteChannel();
+    const ProcessResult result = finishProcess(process, 120000);
+    if (result.exitCode == 0)
+        return {};
+    return QStringLiteral("%1 %2 failed (%3):\n%4%5")
+        .arg(program, arguments.join(QLatin1Char(' ')))
+        .arg(result.exitCode)
+        .arg(result.out, result.err);
+}
+
+QStringList asPostgres(const QStringList &command) {
+    return QStringList{QStringLiteral("--reuid=postgres"), QStringLiteral("--regid=postgres"),
+                       QStringLiteral("--init-groups"), QStringLiteral("--")} +
+           command;
+}
+
+QString postgresBin() {
+    const QStringList versions =
+        QDir(QStringLiteral("/usr/lib/postgresql")).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+    return versions.isEmpty() ? QString()
+                              : QStringLiteral("/usr/lib/postgresql/%1/bin").arg(versions.last());
+}
+
+QString davicalVersion() {
+    QProcess query;
+    query.start(QStringLiteral("dpkg-query"),
+                {QStringLiteral("-W"), QStringLiteral("-f=${Version}"), QStringLiteral("davical")});
+    return finishProcess(query, 10000).out.trimmed();
+}
+
+const char kPostgresOptions[] =
+    "-c listen_addresses= -p 5432 -c fsync=off -c synchronous_commit=off -c full_page_writes=off";
+
+// The users, their calendars and scheduling boxes, made through DAViCal's own views.
+QString davicalUsersSQL() {
+    QString sql;
+    for (const QString &name : {QStringLiteral("test"), QStringLiteral("test2")}) {
+        sql += QStringLiteral(
+                   "INSERT INTO dav_principal (username, password, fullname, email, email_ok, "
+                   "type_id, default_privileges) VALUES ('%1', '**%1', '%1 user', "
+                   "'%1@example.com', current_date, 1, "
+                   "privilege_to_bits(ARRAY['read-free-busy','schedule-deliver']));\n"
+                   "INSERT INTO collection (user_no, parent_container, dav_name, dav_etag, "
+                   "dav_displayname, is_calendar, is_addressbook, created, modified, "
+                   "resourcetypes) SELECT user_no, '/%1/', '/%1/' || c.n || '/', '-1', c.n, true, "
+                   "false, current_timestamp, current_timestamp, "
+                   "'<DAV::collection/><urn:ietf:params:xml:ns:caldav:calendar/>' FROM usr, "
+                   "(VALUES ('calendar'), ('.in'), ('.out')) AS c(n) WHERE username = '%1';\n")
+                   .arg(name);
+    }
+    return sql;
+}
+
+// Builds the database template (a stopped cluster with DAViCal's schema and
+// the users) in `folder`.
+QString buildDAViCalTemplate(const QString &folder) {
+    const QString bin = postgresBin();
+    const QString data = folder + QStringLiteral("/pg");
+    const QString socket = folder + QStringLiteral("/sock");
+    QDir().mkpath(data);
+    QDir().mkpath(socket);
+    if (QString error = run(QStringLiteral("chown"),
+                            {QStringLiteral("-R"), QStringLiteral("postgres:postgres"), folder});
+        !error.isEmpty())
+        return error;
+    if (QString error = run(
+            QStringLiteral("setpriv"),
+            asPostgres({bin + QStringLiteral("/initdb"), QStringLiteral("-D"), data,
+                        QStringLiteral("-A"), QStringLiteral("trust"), QStringLiteral("-U"),
+                        QStringLiteral("postgres"), QStringLiteral("-E"), QStringLiteral("UTF8"),
+                        QStringLiteral("--locale=C.UTF-8"), QStringLiteral("--no-sync")}));
+        !error.isEmpty())
+        return error;
+    const QStringList pgEnvironment{QStringLiteral("PGHOST=") + socket,
+                                    QStringLiteral("PGPORT=5432")};
+    if (QString error = run(QStringLiteral("setpriv"),
+                            asPostgres({bin + QStringLiteral("/pg_ctl"), QStringLiteral("-D"), data,
+                                        QStringLiteral("-w"), QStringLiteral("-o"),
+                                        QStringLiteral("-k %1 %2").arg(socket, kPostgresOptions),
+                                        QStringLiteral("-l"), folder + QStringLiteral("/pg.log"),
+                                        QStringLiteral("start")}));
+        !error.isEmpty())
+        return error;
+    QString error = run(QStringLiteral("setpriv"),
+                        asPostgres({QStringLiteral("/usr/share/davical/dba/create-database.sh"),
+                                    QStringLiteral("davical"), QStringLiteral("admin-password")}),
+                        {}, pgEnvironment);
+    if (error.isEmpty())
+        error = run(QStringLiteral("setpriv"),
+                    asPostgres({bin + QStringLiteral("/psql"), QStringLiteral("-qXAt"),
+                                QStringLiteral("-v"), QStringLiteral("ON_ERROR_STOP=1"),
+                                QStringLiteral("davical")}),
+                    davicalUsersSQL(), pgEnvironment);
+    run(QStringLiteral("setpriv"),
+        asPostgres({bin + QStringLiteral("/pg_ctl"), QStringLiteral("-D"), data,
+                    QStringLiteral("-m"), QStringLiteral("fast"), QStringLiteral("-w"),
+                    QStringLiteral("stop")}));
+    QDir(socket).removeRecursively();
+    return error;
+}
+
+// The template for this DAViCal and PostgreSQL, built on first use.
+QString davicalTemplate(QString &error) {
+    const QString cache = QStringLiteral("/var/cache/merovan-tests");
+    const QString folder =
+        QStringLiteral("%1/davical-%2-pg%3")
+            .arg(cache, davicalVersion(), postgresBin().section(QLatin1Char('/'), -2, -2));
+    QDir().mkpath(cache);
+    QLockFile lock(cache + QStringLiteral("/davical.lock"));
+    lock.setStaleLockTime(0);
+    if (!lock.lock()) {
+        error = QStringLiteral("cannot lock %1").arg(cache);
+        return {};
+    }
+    if (QFileInfo::exists(folder))
+        return folder;
+    const QString building = folder + QStringLiteral(".build");
+    QDir(building).removeRecursively();
+    error = buildDAViCalTemplate(building);
+    if (error.isEmpty() && !QDir().rename(building, folder))
+        error = QStringLiteral("cannot move the template to %1").arg(folder);
+    return error.isEmpty() ? folder : QString();
+}
+
+}  // namespace
+
+int sendBlocking(const QString &method, const QString &url, const QString &user,
+                 const QString &password, const QByteArray &body, int timeoutMs) {
+    QNetworkAccessManager manager;
+    QNetworkRequest request{QUrl(url)};
+    if (!user.isEmpty())
+        request.setRawHeader("Authorization",
+                             "Basic " + (user + QLatin1Char(':') + password).toUtf8().toBase64());
+    request.setRawHeader("Depth", "0");
+    if (!body.isEmpty())
+        request.setRawHeader("Content-Type", "text/xml; charset=utf-8");
+    QNetworkReply *reply = manager.sendCustomRequest(request, method.toUtf8(), body);
+    QEventLoop loop;
+    QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
+    QTimer::singleShot(timeoutMs, &loop, &QEventLoop::quit);
+    loop.exec();
+    const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    reply->abort();
+    reply->deleteLater();
+    return status;
+}
+
+// --- Radicale ---
+
+QString RadicaleServer::prepare(QString &program, QStringList &arguments) {
+    if (QString missing = requireProgram(QStringLiteral("radicale"), QStringLiteral("radicale"));
+        !missing.isEmpty())
+        return missing;
+    if (QString missing = requireProgram(QStringLiteral("eatmydata"), QStringLiteral("eatmydata"));
+        !missing.isEmpty())
+        return missing;
+    const QString config = QStringLiteral(
+                               "[server]\nhosts = 127.0.0.1:%1\n"
+                               "[auth]\ntype = htpasswd\nhtpasswd_filename = %2/users\n"
+                               "htpasswd_encryption = plain\ndelay = 0\n"
+                               "[rights]\ntype = owner_only\n"
+                               "[storage]\nfilesystem_folder = %2/collections\n"
+                               "[web]\ntype = none\n[logging]\nlevel = warning\n")
+                               .arg(m_port)
+                               .arg(m_dir.path());
+    if (!writeFile(m_dir.filePath(QStringLiteral("config")), config.toUtf8()) ||
+        !writeFile(m_dir.filePath(QStringLiteral("users")), "test:test\ntest2:test2\n"))
+        return QStringLiteral("cannot write Radicale's configuration");
+    program = QStringLiteral("eatmydata");
+    arguments = {QStringLiteral("radicale"), QStringLiteral("-C"),
+                 m_dir.filePath(QStringLiteral("config"))};
+    return {};
+}
+
+QString RadicaleServer::setUp() {
+    // A principal's collection exists after its first authenticated request.
+    for (const QString &user : {QStringLiteral("test"), QStringLiteral("test2")}) {
+        const QString home = url(QStringLiteral("/%1/").arg(user));
+        const int found = sendBlocking(QStringLiteral("PROPFIND"), home, user, user);
+        const int made = sendBlocking(QStringLiteral("MKCALENDAR"),
+                                      home + QStringLiteral("calendar/"), user, user);
+        if (found != 207 || made != 201)
+            return QStringLiteral("Radicale set-up failed: PROPFIND %1, MKCALENDAR %2\n%3")
+                .arg(found)
+                .arg(made)
+                .arg(logText());
+    }
+    return {};
+}
+
+// --- Xandikos ---
+
+QString XandikosServer::prepare(QString &program, QStringList &arguments) {
+    if (QString missing = requireProgram(QStringLiteral("xandikos"), QStringLiteral("xandikos"));
+        !missing.isEmpty())
+        return missing;
+    program = QStringLiteral("eatmydata");
+    arguments = {QStringLiteral("xandikos"),
+                 QStringLiteral("-d"),
+                 m_dir.filePath(QStringLiteral("data")),
+                 QStringLiteral("--defaults"),
+                 QStringLiteral("-l"),
+                 QStringLiteral("127.0.0.1"),
+                 QStringLiteral("-p"),
+                 QString::number(m_port),
+                 QStringLiteral("--current-user-principal"),
+                 QStringLiteral("/user/")};
+    return {};
+}
+
+QString XandikosServer::setUp() {
+    const int status = sendBlocking(QStringLiteral("PROPFIND"), calendarURL(), {}, {});
+    return status == 207 ? QString()
+                         : QStringLiteral("Xandikos answered %1 for its calendar\n%2")
+                               .arg(status)
+                               .arg(logText());
+}
+
+// --- DAViCal ---
+
+QString DAViCalServer::prepare(QString &program, QStringList &arguments) {
+    if (!QFileInfo::exists(QStringLiteral("/usr/share/davical/htdocs/caldav.php")))
+        return QStringLiteral(
+            "DAViCal is missing: install the Debian packages davical "
+            "php8.2-cgi php-cli php-pgsql (scripts/test-packages.txt)");
+    if (postgresBin().isEmpty())
+        return QStringLiteral("PostgreSQL is missing: install the Debian package postgresql");
+    if (QString missing = requireProgram(QStringLiteral("php"), QStringLiteral("php-cli"));
+        !missing.isEmpty())
+        return missing;
+    QString error;
+    const QString templateFolder = davicalTemplate(error);
+    if (templateFolder.isEmpty())
+        return error;
+    QDir().mkpath(m_dir.filePath(QStringLiteral("sock")));
+    if (QString copyError =
+            run(QStringLiteral("cp"), {QStringLiteral("-a"), templateFolder + QStringLiteral("/pg"),
+                                       m_dir.filePath(QStringLiteral("pg"))});
+        !copyError.isEmpty())
+        return copyError;
+    run(QStringLiteral("chmod"), {QStringLiteral("755"), m_dir.path()});
+    run(QStringLiteral("chown"),
+        {QStringLiteral("postgres:postgres"), m_dir.filePath(QStringLiteral("sock"))});
+    // The usual rewrite rule: /.well-known/ goes to caldav.php.
+    const QByteArray router = R"(<?php
+$path = parse_url($_SERVER['REQUEST_URI'], PHP_URL_PATH);
+if (preg_match('{^/\.well-known/}', $path)) {
+  $_SERVER['SCRIPT_NAME'] = '/caldav.php';
+  $_SERVER['SCRIPT_FILENAME'] = $_SERVER['DOCUMENT_ROOT'] . '/caldav.php';
+  $_SERVER['PHP_SELF'] = '/caldav.php' . $path;
+  $_SERVER['PATH_INFO'] = $path;
+  chdir($_SERVER['DOCUMENT_ROOT']);
+  require 'caldav.php';
+  return true;
+}
+return false;
+)";
+    if (!writeFile(m_dir.filePath(QStringLiteral("router.php")), router))
+        return QStringLiteral("cannot write the router");
+    // One process group: the shell, PostgreSQL and the PHP workers.
+    const QString script =
+        QStringLiteral(
+            "setpriv --reuid=postgres --regid=postgres --init-groups -- %1/postgres -D %2/pg "
+            "-k %2/sock %3 > %2/postgres.log 2>&1 &\n"
+            "PGHOST=%2/sock PGPORT=5432 PHP_CLI_SERVER_WORKERS=4 php -d display_errors=0 "
+            "-S 127.0.0.1:%4 -t /usr/share/davical/htdocs %2/router.php &\nwait\n")
+            .arg(postgresBin(), m_dir.path(), QLatin1String(kPostgresOptions))
+            .arg(m_port);
+    program = QStringLiteral("/bin/bash");
+    arguments = {QStringLiteral("-c"), script};
+    return {};
+}
+
+QString DAViCalServer::setUp() {
+    // PHP listens before PostgreSQL takes connections: poll a real request.
+    int status = 0;
+    for (int attempt = 0; attempt < 100 && status != 207; ++attempt)
+        status = sendBlocking(QStringLiteral("PROPFIND"), calendarURL(), QStringLiteral("test"),
+                              QStringLiteral("test"));
+    return status == 207 ? QString()
+                         : QStringLiteral("DAViCal answered %1\n%2").arg(status).arg(logText());
+}
+
+// --- The canned server ---
+
+QString CannedServer::prepare(QString &program, QStringList &arguments) {
+    program = QStringLiteral("/usr/bin/python3");
+    if (!QFileInfo::exists(program))
+        return QStringLiteral("python3 is missing: install the Debian package python3");
+    arguments = {sourcePath(QStringLiteral("tests/caldav/support/canned_server.py")),
+                 QString::number(m_port)};
+    if (m_options.digest)
+        arguments += {QStringLiteral("--digest"), QLatin1String(kDigestUser),
+                      QLatin1String(kDigestPassword)};
+    if (m_options.tls) {
+        if (QString missing = requireProgram(QStringLiteral("openssl"), QStringLiteral("openssl"));
+            !missing.isEmpty())
+            return missing;
+        const QString certificate = m_dir.filePath(QStringLiteral("cert.pem"));
+        const QString key = m_dir.filePath(QStringLiteral("key.pem"));
+        if (QString error =
+                run(QStringLiteral("openssl"),
+                    {QStringLiteral("req"), QStringLiteral("-x509"), QStringLiteral("-nodes"),
+                     QStringLiteral("-days"), QStringLiteral("2"), QStringLiteral("-subj"),
+                     QStringLiteral("/CN=127.0.0.1"), QStringLiteral("-newkey"),
+                     QStringLiteral("rsa:2048"), QStringLiteral("-keyout"), key,
+                     QStringLiteral("-out"), certificate});
+            !error.isEmpty())
+            return error;
+        arguments += {QStringLiteral("--tls"), certificate, key};
+    }
+    return {};
+}

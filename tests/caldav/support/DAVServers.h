@@ -1,0 +1,68 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+#include "caldav/support/TestServer.h"
+
+// One HTTP exchange for setting a server up, outside the client under test:
+// the status code, or 0 when no answer came within `timeoutMs`.
+int sendBlocking(const QString &method, const QString &url, const QString &user,
+                 const QString &password, const QByteArray &body = {}, int timeoutMs = 20000);
+
+// Radicale with HTTP Basic users "test"/"test" and "test2"/"test2" (a user
+// sees only their own collections); each has the calendar "/USER/calendar/".
+class RadicaleServer : public TestServer {
+public:
+    static constexpr char kUser[] = "test";
+    static constexpr char kPassword[] = "test";
+    QString calendarURL() const { return url(QStringLiteral("/test/calendar/")); }
+
+protected:
+    QString prepare(QString &program, QStringList &arguments) override;
+    QString setUp() override;
+};
+
+// Xandikos without authentication; one principal "/user/" with the calendar
+// "/user/calendars/calendar/".
+class XandikosServer : public TestServer {
+public:
+    QString calendarURL() const { return url(QStringLiteral("/user/calendars/calendar/")); }
+
+protected:
+    QString prepare(QString &program, QStringList &arguments) override;
+    QString setUp() override;
+};
+
+// DAViCal on its own PostgreSQL cluster (Unix socket in the server's folder)
+// behind PHP's built-in web server. Users "test" and "test2" (password =
+// name) with "/caldav.php/USER/calendar/". The database comes from a
+// template built once per machine in the cache folder.
+class DAViCalServer : public TestServer {
+public:
+    QString calendarURL() const { return url(QStringLiteral("/caldav.php/test/calendar/")); }
+
+protected:
+    QString prepare(QString &program, QStringList &arguments) override;
+    QString setUp() override;
+};
+
+// canned_server.py: redirects, HTML error pages, broken bodies, Digest
+// authentication and TLS on demand.
+class CannedServer : public TestServer {
+public:
+    struct Options {
+        bool digest = false;  // user "digest", password "secret"
+        bool tls = false;     // a self-signed certificate made for this run
+    };
+    explicit CannedServer(Options options) : m_options(options) {}
+    static constexpr char kDigestUser[] = "digest";
+    static constexpr char kDigestPassword[] = "secret";
+
+protected:
+    QString prepare(QString &program, QStringList &arguments) override;
+    bool usesTLS() const override { return m_options.tls; }
+
+private:
+    Options m_options;
+};

@@ -1,0 +1,98 @@
+#include "caldav/support/TestServer.h"
+
+#include <signal.h>
+#include <unistd.h>
+#include <QDeadlineTimer>
+#include <QFile>
+#include <QStandardPaths>
+#include <QTcpServer>
+#include <QTcpSocket>
+
+TestServer::TestServer() = default;
+
+TestServer::~TestServer() {
+    stop();
+}
+
+quint16 TestServer::freePort() {
+    QTcpServer server;
+    server.listen(QHostAddress::LocalHost, 0);
+    return server.serverPort();
+}
+
+QString TestServer::requireProgram(const QString &program, const QString &package) {
+    if (!QStandardPaths::findExecutable(program).isEmpty())
+        return {};
+    return QStringLiteral(
+               "%1 is missing: install the Debian package %2 "
+               "(scripts/test-packages.txt lists it)")
+        .arg(program, package);
+}
+
+QString TestServer::url(const QString &path) const {
+    return QStringLiteral("%1://127.0.0.1:%2%3")
+        .arg(usesTLS() ? QStringLiteral("https") : QStringLiteral("http"))
+        .arg(m_port)
+        .arg(path);
+}
+
+QString TestServer::logText() const {
+    QFile log(m_dir.filePath(QStringLiteral("server.log")));
+    return log.open(QIODevice::ReadOnly) ? QString::fromUtf8(log.readAll().right(4000)) : QString();
+}
+
+bool TestServer::portAccepts() const {
+    QTcpSocket socket;
+    socket.connectToHost(QHostAddress::LocalHost, m_port);
+    return socket.waitForConnected(200);
+}
+
+QString TestServer::start() {
+    if (!m_dir.isValid())
+        return QStringLiteral("no temporary folder");
+    m_port = freePort();
+    QString program;
+    QStringList arguments;
+    if (const QString error = prepare(program, arguments); !error.isEmpty())
+        return error;
+    m_process = std::make_unique<QProcess>();
+    m_process->setProgram(program);
+    m_process->setArguments(arguments);
+    m_process->setWorkingDirectory(m_dir.path());
+    m_process->setStandardInputFile(QProcess::nullDevice());
+    m_process->setStandardOutputFile(m_dir.filePath(QStringLiteral("server.log")));
+    m_process->setProcessChannelMode(QProcess::MergedChannels);
+    // Its own session: stop() reaches every process the server starts.
+    m_process->setChildProcessModifier([] { ::setsid(); });
+    m_process->start();
+    if (!m_process->waitForStarted(10000))
+        return QStringLiteral("%1 did not start: %2").arg(program, m_process->errorString());
+    // Bounded poll: the port accepts, or the process has exited.
+    const QDeadlineTimer deadline(startSeconds() * 1000);
+    while (!portAccepts()) {
+        if (m_process->waitForFinished(50))
+            return QStringLiteral("%1 exited early:\n%2").arg(program, logText());
+        if (deadline.hasExpired())
+            return QStringLiteral("%1 did not listen within %2 s:\n%3")
+                .arg(program)
+                .arg(startSeconds())
+                .arg(logText());
+    }
+    return setUp();
+}
+
+void TestServer::stop() {
+    if (!m_process || m_process->state() == QProcess::NotRunning) {
+        m_process.reset();
+        return;
+    }
+    const pid_t group = pid_t(m_process->processId());
+    ::kill(-group, SIGTERM);
+    if (!m_process->waitForFinished(10000)) {
+        ::kill(-group, SIGKILL);
+        m_process->waitForFinished(5000);
+    }
+    // Children that outlived the leader.
+    ::kill(-group, SIGKILL);
+    m_process.reset();
+}
