@@ -1,0 +1,30 @@
+// Feeds arbitrary bodies to the results dictionary of a WebDAV answer, under
+// each status that has a body parser: 207 (streamed multi-status), 200 of a
+// REPORT (whole document), 403 (error body, HTML page).
+#include <cstddef>
+#include <cstdint>
+
+#include "caldav/PropertyValueParser.h"
+#include "caldav/WebDAVResults.h"
+#include "caldav/XMLReader.h"
+#include "model/foundation/Log.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    static const bool quiet = [] {
+        Log::setMask(0);
+        return true;
+    }();
+    (void)quiet;
+    const QByteArray body(reinterpret_cast<const char *>(data), qsizetype(size));
+    const PropertyValueParser parser;
+    const WebDAVResponse response{0, QUrl(QStringLiteral("http://127.0.0.1/")), {}};
+    for (const auto &[status, method] :
+         {std::pair{207, "PROPFIND"}, std::pair{200, "REPORT"}, std::pair{403, "PUT"}}) {
+        WebDAVResponse answered = response;
+        answered.statusCode = status;
+        WebDAVResults::calcResultsDict(answered, QString::fromLatin1(method), false, body, parser);
+    }
+    QString error;
+    XMLReader::dictionaryForXMLData(body, error);
+    return 0;
+}
