@@ -33,8 +33,8 @@
 
 namespace {
 
-constexpr int kSeries = 10000;
-constexpr int kItems = 100000;
+constexpr int kCompiledSeries = 10000;
+constexpr int kAgendaItems = 100000;
 constexpr int kRepeatingPercent = 15;
 
 const QTimeZone &newYork() {
@@ -64,8 +64,8 @@ CalendarDate startNumber(QRandomGenerator &random, int firstYear, int years) {
 
 void BM_CompileDays10000(benchmark::State &state) {
     QRandomGenerator random(7);
-    std::vector<RecurrenceSeries> series(kSeries);
-    for (int i = 0; i < kSeries; ++i) {
+    std::vector<RecurrenceSeries> series(kCompiledSeries);
+    for (int i = 0; i < kCompiledSeries; ++i) {
         series[std::size_t(i)].start = startNumber(random, 2020, 6);
         series[std::size_t(i)].rules = {ruleNumber(i / 4, i % 2 == 0)};
     }
@@ -76,7 +76,7 @@ void BM_CompileDays10000(benchmark::State &state) {
             offsets += CompiledDays::compile(one).size();
         benchmark::DoNotOptimize(offsets);
     }
-    state.counters["series"] = kSeries;
+    state.counters["series"] = kCompiledSeries;
     state.counters["offsets"] = double(offsets);
 }
 BENCHMARK(BM_CompileDays10000)->Unit(benchmark::kMillisecond);
@@ -144,11 +144,11 @@ void agenda(benchmark::State &state, int days) {
 void BM_AgendaWeek(benchmark::State &state) {
     agenda(state, 7);
 }
-BENCHMARK(BM_AgendaWeek)->Arg(1000)->Arg(kItems)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_AgendaWeek)->Arg(1000)->Arg(kAgendaItems)->Unit(benchmark::kMillisecond);
 
 void BM_AgendaYear(benchmark::State &state) {
     agenda(state, 365);
 }
-BENCHMARK(BM_AgendaYear)->Arg(1000)->Arg(kItems)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_AgendaYear)->Arg(1000)->Arg(kAgendaItems)->Unit(benchmark::kMillisecond);
 
 }  // namespace

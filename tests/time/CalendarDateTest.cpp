@@ -81,6 +81,29 @@ TEST(CalendarDateStoreForm, TextWithoutColonOrNumberGivesNoValue) {
               1);
 }
 
+TEST(CalendarDateStoreForm, ReadsEveryWrittenFormOfTheSeconds) {
+    const std::pair<const char16_t *, double> read[] = {
+        {u"-86400.5:UTC", -86400.5},
+        {u" 90 :UTC", 90},
+        {u"+60:UTC", 60},
+        {u"1e3:UTC", 1000},
+        {u"0.25:UTC", 0.25},
+        {u"-0:UTC", 0},
+        {u"792633600:UTC", 792633600},
+    };
+    for (const auto &[text, seconds] : read) {
+        const std::optional<CalendarDate> value = CalendarDate::unarchiveFromString(text);
+        ASSERT_TRUE(value) << QString::fromUtf16(text).toStdString();
+        EXPECT_EQ(value->date().secondsSinceReference(), seconds)
+            << QString::fromUtf16(text).toStdString();
+    }
+    LogCapture log;
+    for (const char16_t *text : {u"1-2:UTC", u"1.2.3:UTC", u"-:UTC", u"nan:UTC", u"12abc:UTC"})
+        EXPECT_FALSE(CalendarDate::unarchiveFromString(text))
+            << QString::fromUtf16(text).toStdString();
+    EXPECT_EQ(log.count(QStringLiteral("CalendarDate: no time in stored date 1-2:UTC")), 1);
+}
+
 TEST(CalendarDateStoreForm, AnEmptyZoneNameReadsInTheSystemZone) {
     ScopedSystemZone newYork("America/New_York");
     const std::optional<CalendarDate> value = CalendarDate::unarchiveFromString(u"0:");

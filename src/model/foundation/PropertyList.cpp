@@ -68,15 +68,15 @@ void checkText(const QString &text, Format format) {
             ++i;
             continue;
         }
-        const QString code = QString::number(c, 16).toUpper().rightJustified(4, u'0');
+        const auto code = [c] { return QString::number(c, 16).toUpper().rightJustified(4, u'0'); };
         if (c == 0 || QChar::isSurrogate(c))
             fail(QStringLiteral("a property list cannot hold a string with the character U+") +
-                 code);
+                 code());
         const bool xmlCarries =
             c >= 0x20 ? c != 0xFFFE && c != 0xFFFF : c == u'\t' || c == u'\n' || c == u'\r';
         if (format == Format::Xml && !xmlCarries)
             fail(QStringLiteral("an XML property list cannot hold a string with the character U+") +
-                 code);
+                 code());
     }
 }
 

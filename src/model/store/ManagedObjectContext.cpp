@@ -11,9 +11,8 @@
 
 namespace {
 
+// A column that is not NULL, as a value of the attribute's type.
 QVariant columnAs(const SqliteStatement &row, int column, AttributeType type) {
-    if (row.isNull(column))
-        return QVariant();
     switch (type) {
         case AttributeType::String:
             return row.columnText(column);
@@ -132,19 +131,18 @@ void ManagedObjectContext::populate(ManagedObject *object, const SqliteStatement
     object->m_id.entity = entity;
     const std::vector<int> &columns = m_store->layout(entity).columnForSlot.value(code);
     const auto &properties = entity->properties();
+    // Most columns of a row are NULL (those of other entities of the
+    // family, unset values): their slots keep the empty value they start with.
     object->m_values.assign(properties.size(), QVariant());
     for (std::size_t slot = 0; slot < properties.size(); ++slot) {
-        const int column = columns[slot];
-        if (column < 0)
+        const int column = columns[slot] + 2;
+        if (column < 2 || row.isNull(column))
             continue;
         const PropertyDescription *property = properties[slot];
-        if (property->isRelationship) {
-            if (!row.isNull(column + 2))
-                object->m_values[slot] = QVariant::fromValue(
-                    registeredOrFault(property->destination, row.columnInt(column + 2)));
-        } else {
-            object->m_values[slot] = columnAs(row, column + 2, property->type);
-        }
+        object->m_values[slot] = property->isRelationship
+                                     ? QVariant::fromValue(registeredOrFault(property->destination,
+                                                                             row.columnInt(column)))
+                                     : columnAs(row, column, property->type);
     }
     object->m_state = (object->m_state & ~ManagedObject::Fault) | ManagedObject::EntityKnown;
     object->awakeFromFetch();

@@ -185,9 +185,11 @@ void ItemRecurrence::detachedInstancesChanged() {
 
 std::optional<std::vector<std::uint32_t>> ItemRecurrence::compiledDays() const {
     const QList<ExtraDataMO *> records = ruleRecords();
-    if (records.isEmpty())
-        return std::nullopt;
-    const QByteArray packed = RecurrenceRecord(records.first()).compiledDays();
+    return records.isEmpty() ? std::nullopt : compiledDaysOf(records.first());
+}
+
+std::optional<std::vector<std::uint32_t>> ItemRecurrence::compiledDaysOf(ExtraDataMO *record) {
+    const QByteArray packed = RecurrenceRecord(record).compiledDays();
     if (packed.isEmpty())
         return std::nullopt;
     return CompiledDays::unpack(packed);

@@ -70,6 +70,8 @@ public:
 
     // The cached offsets of the first rule record; none when not computed.
     std::optional<std::vector<std::uint32_t>> compiledDays() const;
+    // The cached offsets of one rule record; none when not computed.
+    static std::optional<std::vector<std::uint32_t>> compiledDaysOf(ExtraDataMO *record);
     // calcCompiledDays() for an item that is not a to-do and has a rule
     // record whose cache is empty.
     void calcCompiledDaysIfNecessary();

@@ -1,6 +1,7 @@
 #include "time/recurrence/OccurrenceExpansion.h"
 
 #include <algorithm>
+#include <numeric>
 
 #include "model/CommonDataMO.h"
 #include "model/ItemDates.h"
@@ -20,9 +21,10 @@ qint64 dayNumber(Date date) {
 }
 
 // The starts in [from, to) from the compiled days, when they cover it.
-std::optional<std::vector<Date>> compiledStarts(const ItemRecurrence &recurrence, Date seriesStart,
-                                                Date from, Date to) {
-    const std::optional<std::vector<std::uint32_t>> offsets = recurrence.compiledDays();
+std::optional<std::vector<Date>> compiledStarts(ExtraDataMO *firstRule, Date seriesStart, Date from,
+                                                Date to) {
+    const std::optional<std::vector<std::uint32_t>> offsets =
+        ItemRecurrence::compiledDaysOf(firstRule);
     if (!offsets || offsets->empty())
         return std::nullopt;
     if (CompiledDays::isOpenEnded(*offsets) &&
@@ -92,7 +94,8 @@ QList<Occurrence> OccurrenceExpansion::occurrencesOfItem(CommonDataMO *item, Dat
 
     QList<Occurrence> found;
     const ItemRecurrence recurrence(item);
-    if (item->entityName() == kDetachedEntity || !recurrence.isRecurring()) {
+    const QList<ExtraDataMO *> rules = recurrence.ruleRecords();
+    if (item->entityName() == kDetachedEntity || rules.isEmpty()) {
         if (item->entityName() == kDetachedEntity) {
             base.detached = true;
             base.recurrenceId =
@@ -109,7 +112,7 @@ QList<Occurrence> OccurrenceExpansion::occurrencesOfItem(CommonDataMO *item, Dat
     const Date walkFrom = from.addingSeconds(-duration - kDay);
     const Date walkTo = to.addingSeconds(kDay);
     std::optional<std::vector<Date>> starts =
-        compiledStarts(recurrence, start->date(), walkFrom, walkTo);
+        compiledStarts(rules.first(), start->date(), walkFrom, walkTo);
     if (!starts)
         starts = recurrence.series().occurrences(walkFrom, walkTo, std::size_t(-1));
 
@@ -143,37 +146,55 @@ QList<Occurrence> OccurrenceExpansion::occurrences(Date from, Date to) const {
                               {dayNumber(to) + 1, dayNumber(from) - 1}));
     request.setRelationshipKeyPathsForPrefetching(
         {QStringLiteral("extras"), QStringLiteral("detachedEvents")});
-    // Titles are read once per item, not once per comparison.
+    // Titles are read once per item, not once per comparison, and the sort
+    // moves small keys rather than the occurrences themselves.
     struct Named {
         QString title;
         qint64 key;
     };
+    struct SortKey {
+        Date viewStart;
+        bool allDay;
+        std::size_t name;
+        std::size_t occurrence;
+    };
     std::vector<Named> names;
-    std::vector<std::pair<Occurrence, std::size_t>> found;
+    std::vector<Occurrence> found;
+    std::vector<SortKey> order;
     for (ManagedObject *object : m_context->executeFetchRequest(request)) {
         auto *item = ModelObject::as<CommonDataMO>(object);
         if (!item || item->isDeleted() ||
             (m_calendar && item->parentContainerDirect() != m_calendar))
             continue;
-        const QList<Occurrence> ofItem = occurrencesOfItem(item, from, to);
+        QList<Occurrence> ofItem = occurrencesOfItem(item, from, to);
         if (ofItem.isEmpty())
             continue;
         names.push_back({item->effectiveTitle().value_or(QString()), item->objectID().primaryKey});
-        for (const Occurrence &occurrence : ofItem)
-            found.emplace_back(occurrence, names.size() - 1);
+        for (Occurrence &occurrence : ofItem) {
+            order.push_back(
+                {occurrence.viewStart, occurrence.allDay, names.size() - 1, found.size()});
+            found.push_back(std::move(occurrence));
+        }
     }
-    std::sort(found.begin(), found.end(), [&](const auto &a, const auto &b) {
-        if (a.first.viewStart != b.first.viewStart)
-            return a.first.viewStart < b.first.viewStart;
-        if (a.first.allDay != b.first.allDay)
-            return a.first.allDay;
-        const Named &x = names[a.second];
-        const Named &y = names[b.second];
-        return std::tie(x.title, x.key) < std::tie(y.title, y.key);
+    // Items ranked by title once; occurrences then compare ranks.
+    std::vector<std::size_t> byTitle(names.size());
+    std::iota(byTitle.begin(), byTitle.end(), std::size_t(0));
+    std::sort(byTitle.begin(), byTitle.end(), [&](std::size_t a, std::size_t b) {
+        return std::tie(names[a].title, names[a].key) < std::tie(names[b].title, names[b].key);
+    });
+    std::vector<std::size_t> rank(names.size());
+    for (std::size_t i = 0; i < byTitle.size(); ++i)
+        rank[byTitle[i]] = i;
+    std::sort(order.begin(), order.end(), [&](const SortKey &a, const SortKey &b) {
+        if (a.viewStart != b.viewStart)
+            return a.viewStart < b.viewStart;
+        if (a.allDay != b.allDay)
+            return a.allDay;
+        return rank[a.name] < rank[b.name];
     });
     QList<Occurrence> sorted;
-    sorted.reserve(qsizetype(found.size()));
-    for (auto &entry : found)
-        sorted.append(std::move(entry.first));
+    sorted.reserve(qsizetype(order.size()));
+    for (const SortKey &key : order)
+        sorted.append(std::move(found[key.occurrence]));
     return sorted;
 }

@@ -255,6 +255,35 @@ TEST_F(StoreTest, RefreshDropsOrMergesUnsavedChanges) {
     EXPECT_TRUE(a->isUpdated());
 }
 
+TEST_F(StoreTest, ReloadedRowsTakeWhatAnotherWriterStoredIncludingClearedValues) {
+    ManagedObject *a = insert(QStringLiteral("Task"), QStringLiteral("A"));
+    a->setValue(QStringLiteral("count"), 7);
+    a->setValue(QStringLiteral("blob"), QByteArray("old"));
+    for (int i = 0; i < 2000; ++i)  // rows over many pages of the file
+        insert(QStringLiteral("Note"), QStringLiteral("N%1").arg(i))
+            ->setValue(QStringLiteral("text"), QString(200, QLatin1Char('x')));
+    context().save();
+    EXPECT_EQ(a->valueForKey(QStringLiteral("count")).toInt(), 7);
+
+    // Another connection on the same file, as a second process would write.
+    {
+        SqliteConnection other(path());
+        other.execute(
+            QStringLiteral("UPDATE Item SET count = NULL, blob = x'6E6577', ratio = 1.5 WHERE "
+                           "uid = 'A'; UPDATE Item SET text = 'changed' WHERE uid = 'N1999'"));
+    }
+    context().refreshObject(a, false);
+    EXPECT_FALSE(a->valueForKey(QStringLiteral("count")).isValid());
+    EXPECT_EQ(a->valueForKey(QStringLiteral("blob")).toByteArray(), QByteArray("new"));
+    EXPECT_EQ(a->valueForKey(QStringLiteral("ratio")).toDouble(), 1.5);
+    EXPECT_FALSE(a->valueForKey(QStringLiteral("text")).isValid()) << "a Task has no text";
+    const QList<ManagedObject *> last =
+        fetch(QStringLiteral("Note"), QStringLiteral("uid == %@"), {QStringLiteral("N1999")});
+    ASSERT_EQ(last.size(), 1);
+    context().refreshObject(last[0], false);
+    EXPECT_EQ(last[0]->valueForKey(QStringLiteral("text")).toString(), QStringLiteral("changed"));
+}
+
 TEST_F(StoreTest, WorkerContextsReadOnTheirOwnConnectionAndHandBackIDs) {
     for (int i = 0; i < 50; ++i)
         insert(QStringLiteral("Note"), QStringLiteral("N%1").arg(i, 2, 10, QLatin1Char('0')));
