@@ -90,12 +90,40 @@ private:
             property ? ICalDateReader::dateOfProperty(property, m_source.vcalendar) : std::nullopt;
         return date ? std::optional(date->date()) : std::nullopt;
     }
+    // The setters change only what differs, so that reading an item again
+    // that did not change leaves it (and its stamps) alone.
     void setText(const std::optional<QString> &value, const char *key) {
-        if (value)
-            m_event->setValue(QLatin1String(key), *value);
+        const QVariant stored = m_event->valueForKey(QLatin1String(key));
+        if (value ? stored != QVariant(*value) : stored.isValid())
+            m_event->setValue(QLatin1String(key), value ? QVariant(*value) : QVariant());
+    }
+    void setPlainText(const QString &value, const char *key) {
+        if (m_event->stringValueForKey(QLatin1String(key)).value_or(QString()) != value)
+            m_event->setStringValue(value, QLatin1String(key));
     }
     void setDate(const std::optional<CalendarDate> &date, const char *key) {
-        m_event->setCalendarDateValue(date, QLatin1String(key));
+        if (m_event->calendarDateValueForKey(QLatin1String(key)) != date)
+            m_event->setCalendarDateValue(date, QLatin1String(key));
+    }
+    void setInstant(const std::optional<Date> &date, const char *key) {
+        if (m_event->dateValueForKey(QLatin1String(key)) != date)
+            m_event->setDateValue(date, QLatin1String(key));
+    }
+    void setInteger(qint64 value, const char *key) {
+        if (m_event->integerValueForKey(QLatin1String(key)) != value)
+            m_event->setIntegerValue(value, QLatin1String(key));
+    }
+    void setBool(bool value, const char *key) {
+        if (m_event->boolValueForKey(QLatin1String(key)) != value)
+            m_event->setBoolValue(value, QLatin1String(key));
+    }
+    void setRichText(const std::optional<RichText> &text, const char *key) {
+        if (m_event->attributedStringValueForKey(QLatin1String(key)) != text)
+            m_event->setAttributedStringValue(text, QLatin1String(key));
+    }
+    void setTags(const QStringList &tags, const char *key) {
+        if (m_event->tagListValueForKey(QLatin1String(key)) != tags)
+            m_event->setTagListValue(tags, QLatin1String(key));
     }
 
     void readType();
@@ -158,8 +186,9 @@ void EventReader::read() {
         ICalAlarmReader::readAlarms(m_event, m_source);
     const QVariantMap unknown =
         ICalPropertyReader::unknownProperties(m_component, ICalCodes::isKnownItemProperty);
-    m_event->setArchivedValue(unknown.isEmpty() ? QVariant() : QVariant(unknown),
-                              QStringLiteral("xProps"));
+    if (m_event->unarchivedValueForKey(QStringLiteral("xProps")).toMap() != unknown)
+        m_event->setArchivedValue(unknown.isEmpty() ? QVariant() : QVariant(unknown),
+                                  QStringLiteral("xProps"));
     // Last, so that the changes made while reading do not stamp over them.
     readStamps();
 }
@@ -181,7 +210,7 @@ void EventReader::readType() {
                 break;
         }
     }
-    m_event->setIntegerValue(*type, QStringLiteral("eventType"));
+    setInteger(*type, "eventType");
 }
 
 void EventReader::readDates() {
@@ -208,8 +237,8 @@ void EventReader::readDates() {
     setDate(start.date, "startTimeAndZone");
     setDate(end.date, "endTimeAndZone");
     setDate(due.date, "dueTimeAndZone");
-    m_event->setBoolValue(m_allDay, QStringLiteral("allDay"));
-    m_event->setBoolValue(reference.floating, QStringLiteral("floatingEvent"));
+    setBool(m_allDay, "allDay");
+    setBool(reference.floating, "floatingEvent");
 }
 
 void EventReader::readRecurrence() {
@@ -239,28 +268,27 @@ void EventReader::readClassAndTexts() {
     const std::optional<QString> classText = text(ICAL_CLASS_PROPERTY);
     const bool isPrivate =
         classText && classText->compare(QLatin1String("PUBLIC"), Qt::CaseInsensitive) != 0;
-    m_event->setIntegerValue(isPrivate ? 1 : 0, QStringLiteral("classification"));
+    setInteger(isPrivate ? 1 : 0, "classification");
     const bool canBlock = ItemDates(m_event).canBlockTime();
     if (canBlock) {
         const std::optional<QString> transparency = text(ICAL_TRANSP_PROPERTY);
         const bool opaque = !transparency || transparency->compare(QLatin1String("OPAQUE"),
                                                                    Qt::CaseInsensitive) == 0;
-        m_event->setIntegerValue(opaque ? 1 : 0, QStringLiteral("blocksTime"));
+        setInteger(opaque ? 1 : 0, "blocksTime");
     }
     if (const std::optional<QString> summary = text(ICAL_SUMMARY_PROPERTY)) {
-        m_event->setStringValue(*summary, QStringLiteral("title"));
+        setPlainText(*summary, "title");
     } else if (!first(ICAL_SUMMARY_PROPERTY)) {
         const bool blocks = canBlock && m_event->integerValueForKey(QStringLiteral("blocksTime"));
-        m_event->setStringValue(
-            isPrivate ? QCoreApplication::translate("ICalEventReader", "[Private Event]")
-            : blocks  ? QCoreApplication::translate("ICalEventReader", "[Busy]")
-                      : QCoreApplication::translate("ICalEventReader", "[Available]"),
-            QStringLiteral("title"));
+        setPlainText(isPrivate ? QCoreApplication::translate("ICalEventReader", "[Private Event]")
+                     : blocks  ? QCoreApplication::translate("ICalEventReader", "[Busy]")
+                               : QCoreApplication::translate("ICalEventReader", "[Available]"),
+                     "title");
     }
     if (const std::optional<QString> description = text(ICAL_DESCRIPTION_PROPERTY))
-        m_event->setStringValue(*description, QStringLiteral("content"));
+        setPlainText(*description, "content");
     else if (!first(ICAL_DESCRIPTION_PROPERTY))
-        m_event->setStringValue(QString(), QStringLiteral("content"));
+        setPlainText(QString(), "content");
     readRichTexts();
 }
 
@@ -274,11 +302,11 @@ void EventReader::readRichTexts() {
             property ? ICalPropertyReader::richTextFromProperty(property) : std::nullopt;
         if (rich &&
             rich->text == m_event->stringValueForKey(QLatin1String(key)).value_or(QString()))
-            m_event->setAttributedStringValue(rich, QLatin1String(key));
+            setRichText(rich, key);
     }
     if (icalproperty *local = xProperty("X-TOLVERN-LOCAL-DESCRIPTION"))
         if (const std::optional<RichText> rich = ICalPropertyReader::richTextFromProperty(local))
-            m_event->setAttributedStringValue(rich, QStringLiteral("localContent"));
+            setRichText(rich, "localContent");
 }
 
 void EventReader::readPlace() {
@@ -286,12 +314,11 @@ void EventReader::readPlace() {
     std::optional<QString> locationURL = xText("X-TOLVERN-LOCATION-URL");
     if (location && isWebAddress(location->trimmed())) {
         locationURL = location->trimmed();
-        m_event->setValue(QStringLiteral("location"), QVariant());
+        setText(std::nullopt, "location");
     } else {
-        m_event->setValue(QStringLiteral("location"), location ? QVariant(*location) : QVariant());
+        setText(location, "location");
     }
-    m_event->setValue(QStringLiteral("locationURL"),
-                      locationURL ? QVariant(*locationURL) : QVariant());
+    setText(locationURL, "locationURL");
     for (const auto &[name, key] :
          {std::pair{"X-APPLE-TRAVEL-DURATION", "travelTimeBefore"},
           std::pair{"X-APPLE-TRAVEL-RETURN-DURATION", "travelTimeAfter"}}) {
@@ -300,16 +327,15 @@ void EventReader::readPlace() {
             value ? icaldurationtype_from_string(value->trimmed().toUtf8().constData())
                   : icaldurationtype_null_duration();
         if (!icaldurationtype_is_bad_duration(duration))
-            m_event->setIntegerValue(icaldurationtype_as_int(duration), QLatin1String(key));
+            setInteger(icaldurationtype_as_int(duration), key);
     }
 }
 
 void EventReader::readStatusLinksAndTags() {
     const std::optional<QString> status = text(ICAL_STATUS_PROPERTY);
-    m_event->setIntegerValue(status ? ICalCodes::itemStatusOfName(status->trimmed()) : 0,
-                             QStringLiteral("status"));
+    setInteger(status ? ICalCodes::itemStatusOfName(status->trimmed()) : 0, "status");
     const std::optional<QString> url = text(ICAL_URL_PROPERTY);
-    m_event->setValue(QStringLiteral("url"), url ? QVariant(*url) : QVariant());
+    setText(url, "url");
     QStringList tags;
     for (icalproperty *property = first(ICAL_CATEGORIES_PROPERTY); property;
          property = icalcomponent_get_next_property(m_component, ICAL_CATEGORIES_PROPERTY)) {
@@ -320,19 +346,17 @@ void EventReader::readStatusLinksAndTags() {
                 tags << trimmed;
         }
     }
-    m_event->setTagListValue(tags, QStringLiteral("tags"));
+    setTags(tags, "tags");
 }
 
 void EventReader::readProgress() {
     if (const std::optional<Date> created = instant(ICAL_CREATED_PROPERTY))
-        m_event->setDateValue(created, QStringLiteral("createTime"));
+        setInstant(created, "createTime");
     icalproperty *priority = first(ICAL_PRIORITY_PROPERTY);
-    m_event->setIntegerValue(priority ? icalproperty_get_priority(priority) : 0,
-                             QStringLiteral("priority"));
-    m_event->setDateValue(instant(ICAL_COMPLETED_PROPERTY), QStringLiteral("completionTime"));
+    setInteger(priority ? icalproperty_get_priority(priority) : 0, "priority");
+    setInstant(instant(ICAL_COMPLETED_PROPERTY), "completionTime");
     icalproperty *percent = first(ICAL_PERCENTCOMPLETE_PROPERTY);
-    m_event->setIntegerValue(percent ? icalproperty_get_percentcomplete(percent) : 0,
-                             QStringLiteral("percentComplete"));
+    setInteger(percent ? icalproperty_get_percentcomplete(percent) : 0, "percentComplete");
 }
 
 void EventReader::readOwnProperties() {
@@ -340,27 +364,24 @@ void EventReader::readOwnProperties() {
         const std::optional<QString> value = xText(name);
         return value && value->trimmed().compare(QLatin1String(word), Qt::CaseInsensitive) == 0;
     };
-    m_event->setBoolValue(isWord("X-TOLVERN-HOLIDAY-TYPE", "OBSERVED"),
-                          QStringLiteral("observedHoliday"));
-    m_event->setBoolValue(isWord("X-TOLVERN-MINIMIZED", "MINIMIZED"),
-                          QStringLiteral("localMinimized"));
-    m_event->setBoolValue(isWord("X-TOLVERN-HIDDEN", "HIDDEN"), QStringLiteral("localHidden"));
+    setBool(isWord("X-TOLVERN-HOLIDAY-TYPE", "OBSERVED"), "observedHoliday");
+    setBool(isWord("X-TOLVERN-MINIMIZED", "MINIMIZED"), "localMinimized");
+    setBool(isWord("X-TOLVERN-HIDDEN", "HIDDEN"), "localHidden");
     setText(xText("X-TOLVERN-LOCAL-URL"), "localURL");
     if (const std::optional<QString> localTags = xText("X-TOLVERN-LOCAL-CATEGORIES")) {
         QStringList tags = localTags->split(QLatin1Char(','), Qt::SkipEmptyParts);
         for (QString &tag : tags)
             tag = tag.trimmed();
-        m_event->setTagListValue(tags, QStringLiteral("localTags"));
+        setTags(tags, "localTags");
     }
     if (const std::optional<QString> order = xText("X-TOLVERN-SORT-ORDER")) {
         bool ok = false;
         const qint64 value = order->trimmed().toLongLong(&ok);
         if (ok)
-            m_event->setIntegerValue(value, QStringLiteral("localSortOrder"));
+            setInteger(value, "localSortOrder");
     }
     if (const std::optional<QString> rect = xText("X-TOLVERN-RECT"))
-        m_event->setValue(QStringLiteral("cellRelativeRect"),
-                          QString(*rect).replace(QLatin1Char('/'), QLatin1Char(',')));
+        setText(QString(*rect).replace(QLatin1Char('/'), QLatin1Char(',')), "cellRelativeRect");
 }
 
 void EventReader::readStamps() {
