@@ -387,15 +387,16 @@ void WebDAVClient::mkcol(const QString &url) {
 }
 
 void WebDAVClient::move(const QString &url, const QString &destination, bool overwrite) {
-    QNetworkRequest request = requestForURL(url, QStringLiteral("MOVE"), std::nullopt);
-    setHeader(request, QStringLiteral("Destination"), escapedURL(destination));
-    if (!overwrite)
-        setHeader(request, QStringLiteral("Overwrite"), QStringLiteral("F"));
-    sendRequest(request);
+    transfer(QStringLiteral("MOVE"), url, destination, overwrite);
 }
 
 void WebDAVClient::copy(const QString &url, const QString &destination, bool overwrite) {
-    QNetworkRequest request = requestForURL(url, QStringLiteral("COPY"), std::nullopt);
+    transfer(QStringLiteral("COPY"), url, destination, overwrite);
+}
+
+void WebDAVClient::transfer(const QString &method, const QString &url, const QString &destination,
+                            bool overwrite) {
+    QNetworkRequest request = requestForURL(url, method, std::nullopt);
     setHeader(request, QStringLiteral("Destination"), escapedURL(destination));
     if (!overwrite)
         setHeader(request, QStringLiteral("Overwrite"), QStringLiteral("F"));

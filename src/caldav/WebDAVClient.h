@@ -191,6 +191,9 @@ private:
     bool answerChallenge();
     std::optional<WebDAVError> connectionError(bool answered) const;
     void dropConnection();
+    // MOVE or COPY.
+    void transfer(const QString &method, const QString &url, const QString &destination,
+                  bool overwrite);
     void writePropertyValues(XMLBodyWriter &writer, const QVariantMap &propertyValues) const;
     void logChallenge() const;
     WebDAVResponse responseOfConnection() const;

@@ -1,25 +1,20 @@
 #include <gtest/gtest.h>
 
 #include "caldav/CertificateTrust.h"
+#include "caldav/TaskManagerConnection.h"
 #include "caldav/support/ClientProbe.h"
 #include "caldav/support/DAVServers.h"
+#include "caldav/support/ServerTestSuite.h"
 #include "support/TestSupport.h"
+#include "tasks/TaskManager.h"
 
 // Answers of the canned server: what real servers send only now and then.
 namespace {
 
-class CannedTest : public ::testing::Test {
+class CannedTest : public ServerTestSuite<CannedServer> {
 protected:
-    static void SetUpTestSuite() {
-        server = new CannedServer({});
-        startError = server->start();
-    }
-    static void TearDownTestSuite() {
-        delete server;
-        server = nullptr;
-    }
     void SetUp() override {
-        ASSERT_TRUE(startError.isEmpty()) << startError.toStdString();
+        ServerTestSuite::SetUp();
         probe.answer = -1;
     }
     QVariantMap answer() {
@@ -27,10 +22,6 @@ protected:
         EXPECT_EQ(probe.failed, 0);
         return probe.results();
     }
-
-    static inline CannedServer *server = nullptr;
-    static inline QString startError;
-    ClientProbe probe;
 };
 
 TEST_F(CannedTest, ARedirectIsDeliveredNotFollowed) {
@@ -95,11 +86,23 @@ TEST(DigestTest, DigestChallengesAreAnsweredWithTheOwnersCredentials) {
     EXPECT_EQ(probe.credentialsCalls.size(), 3);
 }
 
-TEST(TLSTest, AnUntrustedCertificateIsRefusedUntilTheHostIsAccepted) {
+// Each test starts its own server with a new certificate; no accepted host
+// or prompt outlives a test.
+class TLSTest : public ::testing::Test {
+protected:
+    void SetUp() override { CertificateTrust::shared().forgetAcceptedHosts(); }
+    void TearDown() override {
+        CertificateTrust::shared().setPrompt(nullptr);
+        CertificateTrust::shared().forgetAcceptedHosts();
+        // Kept-alive TLS connections close while the application still exists.
+        TaskManagerConnection::networkAccessManager().clearConnectionCache();
+    }
+};
+
+TEST_F(TLSTest, AnUntrustedCertificateIsRefusedUntilTheHostIsAccepted) {
     CannedServer server({.tls = true});
     const QString error = server.start();
     ASSERT_TRUE(error.isEmpty()) << error.toStdString();
-    CertificateTrust::shared().forgetAcceptedHosts();
     ClientProbe probe;
     probe.answer = -1;
     LogCapture log;
@@ -137,11 +140,12 @@ TEST(TLSTest, AnUntrustedCertificateIsRefusedUntilTheHostIsAccepted) {
     ASSERT_TRUE(probe.wait());
     EXPECT_EQ(probe.finished, 2);
     EXPECT_EQ(prompts, 2);
-    CertificateTrust::shared().setPrompt(nullptr);
-    CertificateTrust::shared().forgetAcceptedHosts();
+    // The prompt held the task manager while it was open.
+    EXPECT_EQ(TaskManager::sharedManager().suspendCount(), 0);
+    TaskManager::stopSharedManager();
 }
 
-TEST(TLSTest, AStoredHostExceptionLetsTheConnectionThrough) {
+TEST_F(TLSTest, AStoredHostExceptionLetsTheConnectionThrough) {
     CannedServer server({.tls = true});
     const QString error = server.start();
     ASSERT_TRUE(error.isEmpty()) << error.toStdString();
@@ -150,7 +154,6 @@ TEST(TLSTest, AStoredHostExceptionLetsTheConnectionThrough) {
     probe.answer = -1;
     probe.client.get(server.url("/redirect"), std::nullopt);
     ASSERT_TRUE(probe.wait());
-    CertificateTrust::shared().forgetAcceptedHosts();
     ASSERT_EQ(probe.failed, 0);
     EXPECT_EQ(probe.client.response()->statusCode, 302);
 }

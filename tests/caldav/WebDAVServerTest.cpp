@@ -7,6 +7,7 @@
 
 #include "caldav/support/ClientProbe.h"
 #include "caldav/support/DAVServers.h"
+#include "caldav/support/ServerTestSuite.h"
 #include "support/TestSupport.h"
 
 // The client against real CalDAV servers started for these tests.
@@ -41,18 +42,10 @@ QString etagOf(const ClientProbe &probe) {
     return probe.client.response()->headerValue("ETag").value_or(QString());
 }
 
-class RadicaleTest : public ::testing::Test {
+class RadicaleTest : public ServerTestSuite<RadicaleServer> {
 protected:
-    static void SetUpTestSuite() {
-        server = new RadicaleServer;
-        startError = server->start();
-    }
-    static void TearDownTestSuite() {
-        delete server;
-        server = nullptr;
-    }
     void SetUp() override {
-        ASSERT_TRUE(startError.isEmpty()) << startError.toStdString();
+        ServerTestSuite::SetUp();
         probe.login = QStringLiteral("test");
         probe.password = QStringLiteral("test");
         calendar = server->calendarURL();
@@ -69,9 +62,6 @@ protected:
         return etagOf(probe);
     }
 
-    static inline RadicaleServer *server = nullptr;
-    static inline QString startError;
-    ClientProbe probe;
     QString calendar;
 };
 

@@ -55,6 +55,7 @@ public:
         bool digest = false;  // user "digest", password "secret"
         bool tls = false;     // a self-signed certificate made for this run
     };
+    CannedServer() = default;
     explicit CannedServer(Options options) : m_options(options) {}
     static constexpr char kDigestUser[] = "digest";
     static constexpr char kDigestPassword[] = "secret";
