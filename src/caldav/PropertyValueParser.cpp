@@ -16,13 +16,6 @@ QStringList nestedChildKeys(const XMLElement &element, const QString &outer, con
     return keys;
 }
 
-QStringList hrefTexts(const XMLElement &element) {
-    QStringList texts;
-    for (const XMLElement *href : element.childrenWithKey(QStringLiteral("href")))
-        texts.append(href->text);
-    return texts;
-}
-
 QVariantList neededPrivileges(const XMLElement &element) {
     // The resources stand in the element itself or in DAV:need-privileges children.
     QList<const XMLElement *> resources = element.childrenWithKey(QStringLiteral("resource"));
@@ -33,7 +26,7 @@ QVariantList neededPrivileges(const XMLElement &element) {
         QStringList privileges;
         for (const XMLElement *privilege : resource->childrenWithKey(QStringLiteral("privilege")))
             privileges += privilege->childKeys();
-        for (const QString &href : hrefTexts(*resource))
+        for (const QString &href : PropertyValueParser::hrefTexts(*resource))
             for (const QString &privilege : privileges)
                 needed.append(QVariantMap{{QStringLiteral("href"), href},
                                           {QStringLiteral("privilege"), privilege}});
@@ -44,6 +37,13 @@ QVariantList neededPrivileges(const XMLElement &element) {
 }  // namespace
 
 PropertyValueParser::~PropertyValueParser() = default;
+
+QStringList PropertyValueParser::hrefTexts(const XMLElement &element) {
+    QStringList texts;
+    for (const XMLElement *href : element.childrenWithKey(QStringLiteral("href")))
+        texts.append(href->text);
+    return texts;
+}
 
 QVariant PropertyValueParser::valueForElement(const XMLElement &element,
                                               const QString &property) const {

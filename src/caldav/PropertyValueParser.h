@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QStringList>
 #include <QVariant>
 #include <QVariantMap>
 
@@ -31,4 +32,7 @@ public:
     // "propstat" as a list of dictionaries of the properties in its DAV:prop
     // with "property status" and "responsedescription" when present.
     QVariantMap responseDictionary(const XMLElement &response) const;
+
+    // The texts of the DAV:href children of `element`.
+    static QStringList hrefTexts(const XMLElement &element);
 };

@@ -15,6 +15,7 @@
 #include "caldav/WebDAVClientDelegate.h"
 #include "caldav/WebDAVResults.h"
 #include "caldav/XMLBodyWriter.h"
+#include "model/foundation/Clock.h"
 #include "model/foundation/Log.h"
 #include "model/util/TextShaping.h"
 

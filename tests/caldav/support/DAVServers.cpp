@@ -325,6 +325,8 @@ QString CannedServer::prepare(QString &program, QStringList &arguments) {
     if (m_options.digest)
         arguments += {QStringLiteral("--digest"), QLatin1String(kDigestUser),
                       QLatin1String(kDigestPassword)};
+    if (m_options.html)
+        arguments.append(QStringLiteral("--html"));
     if (m_options.tls) {
         if (QString missing = requireProgram(QStringLiteral("openssl"), QStringLiteral("openssl"));
             !missing.isEmpty())

@@ -54,6 +54,7 @@ public:
     struct Options {
         bool digest = false;  // user "digest", password "secret"
         bool tls = false;     // a self-signed certificate made for this run
+        bool html = false;    // every request gets a 200 web page
     };
     CannedServer() = default;
     explicit CannedServer(Options options) : m_options(options) {}

@@ -3,7 +3,7 @@
 gives on demand: redirects, HTML error pages, broken multi-status bodies,
 HTTP Digest authentication and TLS with a self-signed certificate.
 
-usage: canned_server.py PORT [--digest USER PASSWORD] [--tls CERT KEY]
+usage: canned_server.py PORT [--digest USER PASSWORD] [--tls CERT KEY] [--html]
 
 Paths (any method):
   /redirect        302 to /target/ (with a body)
@@ -11,6 +11,7 @@ Paths (any method):
   /broken-207      207 whose body is not XML
   /echo            207 multi-status naming the request's method and headers
   anything else    207 multi-status with one DAV:response for the path
+With --html every request gets a 200 web page (a site, not a CalDAV server).
 With --digest every request needs HTTP Digest credentials (qop=auth, MD5).
 """
 import hashlib
@@ -30,6 +31,7 @@ def md5(text):
 class Handler(http.server.BaseHTTPRequestHandler):
     protocol_version = "HTTP/1.1"
     digest = None
+    html = False
 
     def log_message(self, *args):
         pass
@@ -71,7 +73,11 @@ class Handler(http.server.BaseHTTPRequestHandler):
                         [("WWW-Authenticate", challenge)])
             return
         path = self.path
-        if path == "/redirect":
+        if self.html:
+            self.answer(200, "<html><head><title>Welcome</title></head><body>"
+                        "<h1>Example Hosting</h1><p>This site is parked.</p></body></html>",
+                        "text/html; charset=utf-8")
+        elif path == "/redirect":
             self.answer(302, "moved", "text/plain", [("Location", "/target/")])
         elif path == "/forbidden-html":
             self.answer(403, "<html><head><title>403 Forbidden</title></head><body>"
@@ -105,6 +111,8 @@ def main():
         option = args.pop(0)
         if option == "--digest":
             Handler.digest = (args.pop(0), args.pop(0))
+        elif option == "--html":
+            Handler.html = True
         elif option == "--tls":
             tls = (args.pop(0), args.pop(0))
     server = http.server.ThreadingHTTPServer(("127.0.0.1", port), Handler)

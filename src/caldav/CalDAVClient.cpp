@@ -1,0 +1,183 @@
+#include "caldav/CalDAVClient.h"
+
+#include <QHostAddress>
+#include <QMetaObject>
+#include <QMutex>
+#include <QtConcurrent/QtConcurrentRun>
+
+#include "caldav/CalDAVClientDelegate.h"
+#include "caldav/PropertyKey.h"
+#include "caldav/ResolvSRVResolver.h"
+#include "caldav/XMLElement.h"
+#include "model/foundation/Log.h"
+
+namespace {
+
+struct SharedResolvers {
+    QMutex mutex;
+    std::shared_ptr<const SRVResolver> system;
+    std::shared_ptr<const SRVResolver> publicServer;
+};
+
+SharedResolvers &sharedResolvers() {
+    static SharedResolvers resolvers;
+    return resolvers;
+}
+
+QStringList attributeOfChildren(const XMLElement &element, const QString &childKey,
+                                const char *attribute) {
+    QStringList values;
+    for (const XMLElement *child : element.childrenWithKey(childKey))
+        values.append(child->attributes.value(QLatin1String(attribute)));
+    return values;
+}
+
+// A domain that can have SRV records: a host name, no address, port or path.
+bool canHaveServiceRecords(const QString &domain) {
+    if (domain.isEmpty() || domain.contains(QLatin1Char(':')) || domain.contains(QLatin1Char('/')))
+        return false;
+    return QHostAddress(domain).isNull();
+}
+
+}  // namespace
+
+QString CalDAVClient::caldavKey(const char *name) {
+    return PropertyKey::inNamespace(QLatin1String(name), QLatin1String(kCalDAVNamespace));
+}
+
+QString CalDAVClient::calendarServerKey(const char *name) {
+    return PropertyKey::inNamespace(QLatin1String(name), QLatin1String(kCalendarServerNamespace));
+}
+
+CalDAVClient::CalDAVClient(CalDAVClientDelegate *delegate) : WebDAVClient(delegate) {
+    SharedResolvers &shared = sharedResolvers();
+    QMutexLocker locker(&shared.mutex);
+    m_systemResolver = shared.system;
+    m_publicResolver = shared.publicServer;
+    if (!m_systemResolver)
+        m_systemResolver = std::make_shared<ResolvSRVResolver>();
+    if (!m_publicResolver)
+        m_publicResolver = std::make_shared<ResolvSRVResolver>(
+            QHostAddress(QLatin1String(kPublicNameServer)), quint16(53));
+}
+
+CalDAVClient::~CalDAVClient() {
+    m_lookup.waitForFinished();
+}
+
+void CalDAVClient::setSharedResolvers(std::shared_ptr<const SRVResolver> system,
+                                      std::shared_ptr<const SRVResolver> publicServer) {
+    SharedResolvers &shared = sharedResolvers();
+    QMutexLocker locker(&shared.mutex);
+    shared.system = std::move(system);
+    shared.publicServer = std::move(publicServer);
+}
+
+// --- Service discovery ---------------------------------------------------------------
+
+void CalDAVClient::serviceDiscoveryForDomain(const QString &domain) {
+    if (m_serviceDiscoveryRunning)
+        return;
+    m_serviceDiscoveryRunning = true;
+    const int generation = ++m_discoveryGeneration;
+    const std::shared_ptr<const SRVResolver> system = m_systemResolver;
+    const std::shared_ptr<const SRVResolver> publicServer = m_publicResolver;
+    m_lookup = QtConcurrent::run([this, domain, system, publicServer, generation] {
+        const FoundService result = canHaveServiceRecords(domain)
+                                        ? lookupService(domain, *system, *publicServer)
+                                        : FoundService();
+        // The client outlives the lookup (its destructor waits), and a call
+        // queued to a client deleted meanwhile is dropped.
+        QMetaObject::invokeMethod(
+            this, [this, result, generation] { serviceDiscoveryFinished(result, generation); },
+            Qt::QueuedConnection);
+    });
+}
+
+CalDAVClient::FoundService CalDAVClient::lookupService(const QString &domain,
+                                                       const SRVResolver &system,
+                                                       const SRVResolver &publicServer) {
+    const QString secure = QStringLiteral("_caldavs._tcp.") + domain;
+    const QString plain = QStringLiteral("_caldav._tcp.") + domain;
+    // The public server is asked twice for the plain record: a first answer
+    // counts as SSL, a second one as plain.
+    const struct {
+        const SRVResolver *resolver;
+        const QString *name;
+        bool ssl;
+    } attempts[] = {{&system, &secure, true},
+                    {&system, &plain, false},
+                    {&publicServer, &plain, true},
+                    {&publicServer, &plain, false}};
+    for (const auto &attempt : attempts) {
+        if (const std::optional<SRVRecord> record =
+                SRVResolver::bestRecord(attempt.resolver->lookupSRV(*attempt.name)))
+            return {true, record->target, attempt.ssl, record->port};
+    }
+    return {};
+}
+
+void CalDAVClient::serviceDiscoveryFinished(const FoundService &result, int generation) {
+    if (generation != m_discoveryGeneration)
+        return;
+    m_serviceDiscoveryRunning = false;
+    auto *owner = dynamic_cast<CalDAVClientDelegate *>(delegate());
+    if (!owner)
+        return;
+    if (result.found)
+        owner->caldavClientFoundService(*this, result.host, result.ssl, result.port);
+    else
+        owner->caldavClientDidNotFindService(*this);
+}
+
+void CalDAVClient::cleanup() {
+    m_lookup.waitForFinished();
+    if (m_serviceDiscoveryRunning) {
+        m_serviceDiscoveryRunning = false;
+        ++m_discoveryGeneration;
+    }
+    WebDAVClient::cleanup();
+}
+
+// --- Properties ----------------------------------------------------------------------
+
+QVariant CalDAVClient::valueForElement(const XMLElement &element, const QString &property) const {
+    static const QStringList hrefLists{caldavKey("calendar-home-set"),
+                                       caldavKey("calendar-user-address-set")};
+    static const QStringList firstHrefs{
+        caldavKey("schedule-inbox-URL"), caldavKey("schedule-outbox-URL"), caldavKey("recipient"),
+        caldavKey("managed-attachments-server-URL"), calendarServerKey("notification-URL")};
+    static const QStringList firstChildKeys{caldavKey("schedule-calendar-transp"),
+                                            calendarServerKey("access")};
+    if (hrefLists.contains(property))
+        return hrefTexts(element);
+    if (firstHrefs.contains(property)) {
+        const XMLElement *href = element.child(QStringLiteral("href"));
+        return href ? QVariant(href->text) : QVariant();
+    }
+    if (firstChildKeys.contains(property)) {
+        const QStringList keys = element.childKeys();
+        return keys.isEmpty() ? QVariant() : QVariant(keys.first());
+    }
+    if (property == caldavKey("supported-calendar-component-set"))
+        return attributeOfChildren(element, caldavKey("comp"), "name");
+    if (property == caldavKey("supported-calendar-component-sets")) {
+        QVariantList sets;
+        const QString setKey = caldavKey("supported-calendar-component-set");
+        for (const XMLElement *set : element.childrenWithKey(setKey))
+            sets.append(valueForElement(*set, setKey));
+        return sets;
+    }
+    if (property == calendarServerKey("allowed-sharing-modes"))
+        return element.childKeys();
+    if (property == calendarServerKey("changes"))
+        return attributeOfChildren(element, calendarServerKey("changed-property"), "name");
+    const QString googleError =
+        PropertyKey::inNamespace(QStringLiteral("error"), QLatin1String(kGoogleDataNamespace));
+    if (property == googleError) {
+        const XMLElement *code = element.child(
+            PropertyKey::inNamespace(QStringLiteral("code"), QLatin1String(kGoogleDataNamespace)));
+        return code ? QVariant(code->text) : QVariant();
+    }
+    return WebDAVClient::valueForElement(element, property);
+}

@@ -1,0 +1,85 @@
+#pragma once
+
+#include <QFuture>
+#include <QString>
+#include <memory>
+
+#include "caldav/WebDAVClient.h"
+
+class CalDAVClientDelegate;
+class SRVResolver;
+
+// The WebDAV client of CalDAV accounts: reads the CalDAV and calendar-server
+// properties, and finds the CalDAV service of a domain through DNS SRV
+// records on a worker thread.
+class CalDAVClient : public WebDAVClient {
+    Q_OBJECT
+
+public:
+    static constexpr char kCalDAVNamespace[] = "urn:ietf:params:xml:ns:caldav";
+    static constexpr char kCalendarServerNamespace[] = "http://calendarserver.org/ns/";
+    static constexpr char kICalNamespace[] = "http://apple.com/ns/ical/";
+    static constexpr char kGoogleDataNamespace[] = "http://schemas.google.com/g/2005";
+    // The public name server asked when the system's resolver found nothing.
+    static constexpr char kPublicNameServer[] = "8.8.8.8";
+
+    // The key of `name` in the CalDAV namespace ("urn:ietf:params:xml:ns:caldav NAME"),
+    // and in the calendar-server one.
+    static QString caldavKey(const char *name);
+    static QString calendarServerKey(const char *name);
+
+    explicit CalDAVClient(CalDAVClientDelegate *delegate = nullptr);
+    // Waits for a running service discovery.
+    ~CalDAVClient() override;
+
+    // --- Service discovery ---
+    // Looks up, on a worker thread: "_caldavs._tcp.DOMAIN" with the system's
+    // resolver (found: SSL), then "_caldav._tcp.DOMAIN" with it (no SSL),
+    // then "_caldav._tcp.DOMAIN" with the public name server, twice (found
+    // the first time: reported as SSL; the second time: no SSL). The best
+    // record (SRVResolver::bestRecord()) is reported on the main thread to
+    // caldavClientFoundService(), or caldavClientDidNotFindService() when
+    // none answered. A name that cannot have SRV records (an IP address, a
+    // host with a port) is reported as not found without a lookup. Ignored
+    // while a discovery runs.
+    void serviceDiscoveryForDomain(const QString &domain);
+    bool serviceDiscoveryRunning() const { return m_serviceDiscoveryRunning; }
+    // The resolvers of every client made afterwards: the system's and the
+    // public one. nullptr restores the real ones.
+    static void setSharedResolvers(std::shared_ptr<const SRVResolver> system,
+                                   std::shared_ptr<const SRVResolver> publicServer);
+
+    // Waits until a running discovery has finished, then forgets the request
+    // as WebDAVClient::cleanup() does; a discovery result still on its way
+    // is dropped.
+    void cleanup();
+
+    // The CalDAV and calendar-server properties, falling back to WebDAV's:
+    //   calendar-home-set, calendar-user-address-set: the DAV:href texts;
+    //   schedule-inbox-URL, schedule-outbox-URL, recipient,
+    //   managed-attachments-server-URL, CS notification-URL: the first href;
+    //   supported-calendar-component-set: the "name" of each "comp" child;
+    //   supported-calendar-component-sets: the value of each such set;
+    //   schedule-calendar-transp, CS access: the key of the first child;
+    //   CS allowed-sharing-modes: the child keys;
+    //   CS changes: the "name" of each "changed-property" child;
+    //   GD error: the text of its GD "code" child.
+    QVariant valueForElement(const XMLElement &element, const QString &property) const override;
+
+private:
+    struct FoundService {
+        bool found = false;
+        QString host;
+        bool ssl = false;
+        quint16 port = 0;
+    };
+    static FoundService lookupService(const QString &domain, const SRVResolver &system,
+                                      const SRVResolver &publicServer);
+    void serviceDiscoveryFinished(const FoundService &result, int generation);
+
+    std::shared_ptr<const SRVResolver> m_systemResolver;
+    std::shared_ptr<const SRVResolver> m_publicResolver;
+    bool m_serviceDiscoveryRunning = false;
+    int m_discoveryGeneration = 0;
+    QFuture<void> m_lookup;
+};

@@ -1,0 +1,3 @@
+#include "caldav/CalDAVClientDelegate.h"
+
+CalDAVClientDelegate::~CalDAVClientDelegate() = default;

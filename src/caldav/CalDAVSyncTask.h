@@ -1,0 +1,119 @@
+#pragma once
+
+#include <QString>
+#include <QVariantMap>
+#include <memory>
+#include <optional>
+
+#include "caldav/CalDAVClientDelegate.h"
+#include "tasks/RemoteServiceTask.h"
+
+class CalDAVClient;
+
+// The sync task of a CalDAV account ("CalDAV Synchronization"). A cycle of
+// an account without service URL first discovers it from what the user gave
+// (an address, a URL, or nothing but a login): SRV records, then PROPFINDs
+// of "current-user-principal" at the well-known path and the usual server
+// paths, over the ports and schemes worth trying. Then it reads the
+// principal (homes, addresses, inbox and outbox, the server's DAV classes
+// and kind) into the sync data, and lists the collections of the calendar
+// homes there ("collections").
+//
+// Passwords come from the service's "transPassword" or the credential
+// store; a password the server refuses is not offered twice, and the cycle
+// ends in the login-failed state with the server's words as its error.
+class CalDAVSyncTask : public RemoteServiceTask, public CalDAVClientDelegate {
+public:
+    static constexpr char kServiceName[] = "CalDAV Synchronization";
+    // A port the user typed (no port scan).
+    static constexpr int kUserPort = 10;
+    // A principal answer slower than this from Google is suspicious.
+    static constexpr double kSuspiciousGoogleSeconds = 15.0;
+
+    // Makes RemoteServiceTask create this task for CalDAV services.
+    static void registerKind();
+
+    explicit CalDAVSyncTask(ModelObject *service);
+    ~CalDAVSyncTask() override;
+
+    void terminate() override;
+    // The principal path of the sync data ("current-user-principal").
+    QString principalPath() const;
+    void setPrincipalPath(const QString &path);
+    const QVariantMap &syncData() const { return m_syncData; }
+
+    // WebDAVClientDelegate
+    int webdavClientLoginPassword(WebDAVClient &client, const QUrl &url, QString &login,
+                                  QString &password, int retries) override;
+    void webdavClientDidFinish(WebDAVClient &client) override;
+    void webdavClientRequestDidFailWithError(WebDAVClient &client, const QNetworkRequest &request,
+                                             const std::optional<WebDAVError> &error) override;
+    // CalDAVClientDelegate
+    void caldavClientFoundService(CalDAVClient &client, const QString &host, bool ssl,
+                                  quint16 port) override;
+    void caldavClientDidNotFindService(CalDAVClient &client) override;
+
+protected:
+    void startOfSync() override;
+    void cleanup() override;
+    void flushCaches() override {}
+
+private:
+    CalDAVClient &caldav();
+    QString login() const;
+    QString serverDomain() const;
+    // Discovery steps.
+    void lookupService();
+    void lookupServiceResponse();
+    void bootstrapFromWellKnownURL();
+    void bootstrapFromRedirect();
+    void bootstrapFromServerRoot();
+    void bootstrapFromCalendarDav();
+    void bootstrapFromPrincipalsUsers();
+    void bootstrapFromCaldav();
+    void probe(const char *logText, const QString &path, Step next);
+    void bootstrapResponse();
+    void bootstrapContinuePortScanOrFail();
+    void failDiscovery();
+    void setServiceURL(const QString &path);
+    QString serviceURLFromPath(const QString &path) const;
+    // Principal steps.
+    void fetchUserInfo();
+    void fetchUserInfoResponse();
+    void fetchPrincipalSearch();
+    void fetchPrincipalSearchResponse();
+    void fetchUserHomeSet();
+    void checkDAVOptions();
+    void checkDAVOptionsResponse();
+    void fetchCollections();
+    void fetchCollectionsResponse();
+    void endOfSync();
+    // The results of a multi-status answer, or none after ending the cycle.
+    std::optional<QVariantMap> multiStatusResultsDict(bool longResponseOK = false,
+                                                      bool internalServerErrorOK = false);
+    void endWithNoAnswer();
+    // Ends the cycle; a failure keeps what the server said as its error.
+    void finishWithState(qint64 state);
+    void noteServerWords(const QString &words);
+    // Blocks until the answer, which runs `next`.
+    void awaitAnswer(Step next);
+
+    std::unique_ptr<CalDAVClient> m_caldav;
+    QVariantMap m_syncData;
+    QString m_serviceDomain;
+    quint16 m_servicePort = 0;
+    bool m_serviceSSL = false;
+    QString m_serverRoot;
+    int m_portScan = 0;
+    bool m_triedServerRoot = false;
+    bool m_skipWellKnownURL = false;
+    bool m_stripDomainFromLogin = false;
+    Step m_nextBootstrapState;
+    bool m_lastProbe = false;  // the probe under way is the last of the list
+    int m_redirects = 0;
+    QStringList m_collectionsToFetch;
+    QVariantList m_collections;
+    // What the failed requests of this cycle said, for its error text.
+    std::optional<QString> m_serverWords;
+    std::optional<QString> m_connectionError;
+};

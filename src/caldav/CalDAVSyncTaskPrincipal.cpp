@@ -1,0 +1,248 @@
+// The steps of CalDAVSyncTask after discovery: the principal's properties,
+// the server's DAV classes and the collections of the calendar homes.
+#include <QUrl>
+
+#include "caldav/CalDAVClient.h"
+#include "caldav/CalDAVServiceInfo.h"
+#include "caldav/CalDAVSyncTask.h"
+#include "caldav/PropertyKey.h"
+#include "model/ModelObject.h"
+#include "model/foundation/Log.h"
+
+using namespace CalDAVServiceInfo;
+
+namespace {
+
+QStringList principalProperties() {
+    return {CalDAVClient::calendarServerKey("notification-URL"),
+            CalDAVClient::caldavKey("schedule-outbox-URL"),
+            CalDAVClient::caldavKey("schedule-inbox-URL"),
+            CalDAVClient::caldavKey("calendar-user-address-set"),
+            CalDAVClient::caldavKey("calendar-home-set"),
+            QStringLiteral("principal-collection-set"),
+            QStringLiteral("displayname"),
+            QStringLiteral("supported-report-set"),
+            QStringLiteral("group-membership")};
+}
+
+QStringList collectionProperties() {
+    return {QStringLiteral("resourcetype"),
+            QStringLiteral("displayname"),
+            CalDAVClient::caldavKey("supported-calendar-component-set"),
+            CalDAVClient::caldavKey("calendar-description"),
+            PropertyKey::inNamespace(QStringLiteral("calendar-color"),
+                                     QLatin1String(CalDAVClient::kICalNamespace)),
+            CalDAVClient::calendarServerKey("getctag"),
+            QStringLiteral("sync-token")};
+}
+
+// Every property of the response that came back with status 200 (a
+// propstat without status has the response's).
+QVariantMap foundPropertiesOf(const QVariantMap &response) {
+    QVariantMap found;
+    const int responseStatus = response.value(QStringLiteral("status")).toInt();
+    for (const QVariant &entry : response.value(QStringLiteral("propstat")).toList()) {
+        QVariantMap propstat = entry.toMap();
+        const QVariant status = propstat.take(QStringLiteral("property status"));
+        propstat.remove(QStringLiteral("responsedescription"));
+        if ((status.isValid() ? status.toInt() : responseStatus) != 200)
+            continue;
+        for (auto it = propstat.begin(); it != propstat.end(); ++it)
+            if (!found.contains(it.key()))
+                found.insert(it.key(), it.value());
+    }
+    return found;
+}
+
+QString davHeaderOf(const WebDAVClient &client) {
+    return client.response()
+               ? client.response()->headerValue(QStringLiteral("DAV")).value_or(QString())
+               : QString();
+}
+
+}  // namespace
+
+void CalDAVSyncTask::fetchUserInfo() {
+    const QString url = serviceURLFromPath(principalPath());
+    logInfo("CalDAVSyncTask (%@): fetchUserInfo", logIdentity());
+    logInfo("CalDAV: connecting to %@", url);
+    awaitAnswer([this] { fetchUserInfoResponse(); });
+    caldav().propfind(url, 0, 0, principalProperties());
+}
+
+void CalDAVSyncTask::fetchUserInfoResponse() {
+    const std::optional<QVariantMap> results = multiStatusResultsDict();
+    if (!results)
+        return;
+    const QVariantList responses = results->value(QStringLiteral("multistatus")).toList();
+    const QVariantMap found =
+        foundPropertiesOf(responses.isEmpty() ? QVariantMap() : responses.first().toMap());
+    for (const QString &key : principalProperties()) {
+        if (found.contains(key))
+            m_syncData.insert(key, found.value(key));
+        else
+            m_syncData.remove(key);
+    }
+    m_syncData.insert(QStringLiteral("dav"), appendToDAVHeader(QString(), davHeaderOf(caldav()),
+                                                               isYahooCalDAV(remoteService())));
+    const std::optional<QString> kind =
+        caldav().response() ? serverKindOfResponse(*caldav().response()) : std::nullopt;
+    if (kind)
+        m_syncData.insert(QStringLiteral("server"), *kind);
+    else
+        m_syncData.remove(QStringLiteral("server"));
+    fetchPrincipalSearch();
+}
+
+void CalDAVSyncTask::fetchPrincipalSearch() {
+    const QString collectionSet =
+        m_syncData.value(QStringLiteral("principal-collection-set")).toString().trimmed();
+    if (m_syncData.contains(QStringLiteral("principal-search-property-set")) ||
+        collectionSet.isEmpty()) {
+        fetchUserHomeSet();
+        return;
+    }
+    logInfo("CalDAVSyncTask (%@): fetchPrincipalSearch", logIdentity());
+    awaitAnswer([this] { fetchPrincipalSearchResponse(); });
+    caldav().report(QStringLiteral("principal-search-property-set"),
+                    serviceURLFromPath(collectionSet), 0, {}, std::nullopt, QString());
+}
+
+void CalDAVSyncTask::fetchPrincipalSearchResponse() {
+    const std::optional<QVariantMap> results = caldav().resultsDict();
+    if (!results) {
+        endWithNoAnswer();
+        return;
+    }
+    const QString key = QStringLiteral("principal-search-property-set");
+    if (results->contains(key)) {
+        QStringList searches = results->value(key).toStringList();
+        searches.removeAll(CalDAVClient::caldavKey("calendar-user-address-set"));
+        searches.removeAll(CalDAVClient::caldavKey("calendar-user-type"));
+        m_syncData.insert(key, searches);
+    }
+    fetchUserHomeSet();
+}
+
+void CalDAVSyncTask::fetchUserHomeSet() {
+    m_collectionsToFetch =
+        m_syncData.value(CalDAVClient::caldavKey("calendar-home-set")).toStringList();
+    m_collections.clear();
+    checkDAVOptions();
+}
+
+void CalDAVSyncTask::checkDAVOptions() {
+    if (!m_syncData.value(QStringLiteral("dav")).toString().isEmpty() ||
+        m_collectionsToFetch.isEmpty()) {
+        fetchCollections();
+        return;
+    }
+    const QString home = serviceURLFromPath(m_collectionsToFetch.first());
+    logInfo("CalDAVSyncTask (%@): options for home collection %@", logIdentity(), home);
+    awaitAnswer([this] { checkDAVOptionsResponse(); });
+    caldav().options(home);
+}
+
+void CalDAVSyncTask::checkDAVOptionsResponse() {
+    m_syncData.insert(QStringLiteral("dav"),
+                      appendToDAVHeader(m_syncData.value(QStringLiteral("dav")).toString(),
+                                        davHeaderOf(caldav()), isYahooCalDAV(remoteService())));
+    fetchCollections();
+}
+
+void CalDAVSyncTask::fetchCollections() {
+    if (m_collectionsToFetch.isEmpty()) {
+        endOfSync();
+        return;
+    }
+    const QString home = serviceURLFromPath(m_collectionsToFetch.first());
+    logInfo("CalDAVSyncTask (%@): fetchCollections %@", logIdentity(), home);
+    awaitAnswer([this] { fetchCollectionsResponse(); });
+    caldav().propfind(home, 0, 1, collectionProperties());
+}
+
+void CalDAVSyncTask::fetchCollectionsResponse() {
+    const std::optional<QVariantMap> results = multiStatusResultsDict();
+    if (!results)
+        return;
+    const QString home = m_collectionsToFetch.takeFirst();
+    const QString homePath = QUrl(serviceURLFromPath(home)).path();
+    for (const QVariant &entry : results->value(QStringLiteral("multistatus")).toList()) {
+        const QVariantMap response = entry.toMap();
+        QString href = response.value(QStringLiteral("href")).toString();
+        if (href.startsWith(QLatin1String("http"), Qt::CaseInsensitive))
+            href = QUrl(href).path();
+        if (href.isEmpty() || PropertyKey::isEqualToHREF(href, homePath))
+            continue;
+        QVariantMap collection = foundPropertiesOf(response);
+        if (!collection.value(QStringLiteral("resourcetype"))
+                 .toStringList()
+                 .contains(QStringLiteral("collection")))
+            continue;
+        collection.insert(QStringLiteral("href"),
+                          href.endsWith(QLatin1Char('/')) ? href : href + QLatin1Char('/'));
+        m_collections.append(collection);
+    }
+    fetchCollections();
+}
+
+void CalDAVSyncTask::endOfSync() {
+    m_syncData.insert(QStringLiteral("collections"), m_collections);
+    setArchivedSyncData(m_syncData, remoteService());
+    finishWithState(SyncState::Idle);
+}
+
+// --- Ending and checking answers ----------------------------------------------------------
+
+void CalDAVSyncTask::finishWithState(qint64 state) {
+    if (state != SyncState::Idle)
+        setSyncErrorString(m_serverWords ? m_serverWords : m_connectionError);
+    syncCompletedWithState(state);
+}
+
+void CalDAVSyncTask::endWithNoAnswer() {
+    finishWithState(caldav().userAborted() ? SyncState::LoginFailed : SyncState::UnableToConnect);
+}
+
+std::optional<QVariantMap> CalDAVSyncTask::multiStatusResultsDict(bool longResponseOK,
+                                                                  bool internalServerErrorOK) {
+    const std::optional<QVariantMap> results = caldav().resultsDict();
+    if (!results) {
+        endWithNoAnswer();
+        return std::nullopt;
+    }
+    const int status = results->value(QStringLiteral("status")).toInt();
+    if (status == 207) {
+        if (!longResponseOK && isGoogleCalDAV(remoteService()) &&
+            caldav().responseSeconds() > kSuspiciousGoogleSeconds) {
+            logInfo("CalDAVSyncTask (%@): suspicious google response; retrying", logIdentity());
+            finishWithState(SyncState::UnableToConnect);
+            return std::nullopt;
+        }
+        return results;
+    }
+    if (status == 400 || status == 404 || status == 405 || status == 410 || status == 412)
+        return results;
+    if (status == 403) {
+        logInfo("CalDAVSyncTask (%@): errorDicts = %@", logIdentity(),
+                results->value(QStringLiteral("error")));
+        return results;
+    }
+    if (status == 423 || status >= 500) {
+        if (status >= 500 && internalServerErrorOK)
+            return results;
+        logWarning("CalDAV: error %ld", long(status));
+        finishWithState(SyncState::UnableToConnect);
+        return std::nullopt;
+    }
+    if (status >= 200 && status <= 299) {
+        logInfo("CalDAVSyncTask (%@): empty %ld response when 207 expected", logIdentity(),
+                long(status));
+        if (m_syncData.value(QStringLiteral("server")).toString() == QLatin1String("DAViCal"))
+            return results;
+        finishWithState(SyncState::UnableToConnect);
+        return std::nullopt;
+    }
+    finishWithState(SyncState::LoginFailed);
+    return std::nullopt;
+}
