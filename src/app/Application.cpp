@@ -9,6 +9,7 @@
 #include "app/LogFileManager.h"
 #include "app/SignalWatcher.h"
 #include "app/StoreSession.h"
+#include "app/commands/AccountCommands.h"
 #include "app/commands/AccountsCommand.h"
 #include "app/commands/AgendaCommand.h"
 #include "app/commands/CalendarCommands.h"
@@ -25,6 +26,28 @@
 #include "time/TimeZoneUtilities.h"
 #include "time/recurrence/ItemRecurrence.h"
 
+namespace {
+
+// Qt's own messages (a TLS backend that cannot load, …) belong in the log,
+// not between a command's output and its one-line errors.
+void logQtMessage(QtMsgType type, const QMessageLogContext & /*context*/, const QString &text) {
+    switch (type) {
+        case QtDebugMsg:
+        case QtInfoMsg:
+            logDebug("Qt: %@", text);
+            break;
+        case QtWarningMsg:
+            logWarning("Qt: %@", text);
+            break;
+        case QtCriticalMsg:
+        case QtFatalMsg:
+            logError("Qt: %@", text);
+            break;
+    }
+}
+
+}  // namespace
+
 #ifndef MEROVAN_VERSION
 #define MEROVAN_VERSION "0.0.0"
 #endif
@@ -34,6 +57,7 @@
 
 Application::Application(int &argc, char **argv) : m_app(argc, argv) {
     Q_INIT_RESOURCE(app);  // the resources live in a static library
+    qInstallMessageHandler(logQtMessage);
     // Stored dates name their zones as the files and servers they came from
     // did: Windows and display names resolve from the first read on, and
     // adding an interval to a calendar date keeps its zone.
@@ -123,6 +147,7 @@ void Application::registerCommands() {
     registerShowCommand(m_registry);
     registerAgendaCommand(m_registry);
     registerAccountsCommand(m_registry);
+    registerAccountCommands(m_registry);
     registerExportCommand(m_registry);
     registerImportCommand(m_registry);
 }

@@ -1,0 +1,136 @@
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTemporaryDir>
+
+#include "caldav/support/DAVServers.h"
+#include "support/TestSupport.h"
+#include "tasks/SecretServiceCredentialStore.h"
+
+// "account add caldav", "accounts" and "account remove" of the real program
+// against a real Radicale, with the passwords in a private keyring of the
+// Secret Service.
+namespace {
+
+ProcessResult merovanWithInput(const QStringList &arguments, const QByteArray &input) {
+    QProcess process;
+    process.start(merovanExecutable(), arguments);
+    process.write(input);
+    process.closeWriteChannel();
+    return finishProcess(process, 120000);
+}
+
+QString server() {
+    return QString::fromLocal8Bit(qgetenv("MEROVAN_TEST_CALDAV_SERVER"));
+}
+
+std::optional<QString> storedPassword() {
+    SecretServiceCredentialStore keyring;
+    return keyring.password(QStringLiteral("merovan - 127.0.0.1 (test)"), QStringLiteral("test"));
+}
+
+// Runs on the private session bus of the keyring; each failure is a line on
+// standard error and makes the exit code 1.
+MEROVAN_CHILD_ROUTINE(accountLifecycle) {
+    QTemporaryDir home;
+    qputenv("MEROVAN_HOME", home.path().toUtf8());
+    QStringList failures;
+    const auto check = [&failures](bool ok, const QString &what, const ProcessResult &result) {
+        if (!ok)
+            failures.append(QStringLiteral("%1 (exit %2, out: %3, err: %4)")
+                                .arg(what)
+                                .arg(result.exitCode)
+                                .arg(result.out, result.err));
+    };
+
+    const ProcessResult refused = merovanWithInput(
+        {"account", "add", "caldav", "--server", server(), "--login", "test", "--password-stdin"},
+        "wrong\n");
+    check(refused.exitCode == 1, "a wrong password fails", refused);
+    check(refused.err.trimmed().count('\n') == 0 &&
+              refused.err.contains("login failed: The server refused the login \"test\": "
+                                   "Access to the requested resource forbidden."),
+          "one line naming the refusal", refused);
+
+    const ProcessResult added = merovanWithInput({"account", "add", "caldav", "--server", server(),
+                                                  "--login", "test", "--password-stdin", "--json"},
+                                                 "test\n");
+    check(added.exitCode == 0, "the account is added", added);
+    const QJsonObject account = QJsonDocument::fromJson(added.out.toUtf8()).object();
+    const QString uid = account.value("uid").toString();
+    check(!uid.isEmpty(), "the account has a uid", added);
+    check(account.value("principal").toString() == "/test/", "the principal is found", added);
+    check(account.value("homes").toArray().contains(QJsonValue("/test/")), "the home is found",
+          added);
+    check(account.value("capabilities").toArray().contains(QJsonValue("calendar-access")),
+          "the DAV classes are read", added);
+    const QJsonArray calendars = account.value("calendars").toArray();
+    check(calendars.size() == 1 &&
+              calendars[0].toObject().value("href").toString() == "/test/calendar/",
+          "the calendar is listed", added);
+    check(storedPassword() == QStringLiteral("test"), "the password is in the keyring", added);
+
+    const ProcessResult listed = runMerovan({"accounts", "--json"});
+    const QJsonArray accounts = QJsonDocument::fromJson(listed.out.toUtf8()).array();
+    check(listed.exitCode == 0 && accounts.size() == 1 &&
+              accounts[0].toObject().value("uid").toString() == uid &&
+              accounts[0].toObject().value("state").toString() == "idle",
+          "only the added account is listed, synced", listed);
+
+    const ProcessResult removed = runMerovan({"account", "remove", uid});
+    check(removed.exitCode == 0 && removed.out.trimmed() == "removed " + uid,
+          "the account is removed", removed);
+    check(!storedPassword(), "the password left the keyring", removed);
+    const ProcessResult after = runMerovan({"accounts", "--json"});
+    check(QJsonDocument::fromJson(after.out.toUtf8()).array().isEmpty(), "no account is left",
+          after);
+    const ProcessResult again = runMerovan({"account", "remove", uid});
+    check(again.exitCode == 1 && again.err.contains("no account with uid " + uid),
+          "removing it again names the uid", again);
+
+    for (const QString &failure : failures)
+        std::fprintf(stderr, "%s\n", failure.toLocal8Bit().constData());
+    return failures.isEmpty() ? 0 : 1;
+}
+
+TEST(AccountCommandTest, AddListAndRemoveACalDAVAccountWithItsPasswordInTheKeyring) {
+    RadicaleServer radicale;
+    const QString error = radicale.start();
+    ASSERT_TRUE(error.isEmpty()) << error.toStdString();
+    QProcess process;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("MEROVAN_TEST_CHILD", "accountLifecycle");
+    environment.insert("MEROVAN_TEST_CALDAV_SERVER",
+                       QStringLiteral("127.0.0.1:%1").arg(radicale.port()));
+    process.setProcessEnvironment(environment);
+    process.start("sh", {MEROVAN_KEYRING_SCRIPT, QCoreApplication::applicationFilePath()});
+    const ProcessResult result = finishProcess(process, 300000);
+    EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
+}
+
+TEST(AccountCommandTest, DeadPortsAndMissingPasswordsFailWithOneLine) {
+    TemporaryHome home;
+    const ProcessResult dead =
+        merovanWithInput({"account", "add", "caldav", "--server",
+                          QStringLiteral("127.0.0.1:%1").arg(TestServer::freePort()), "--login",
+                          "test", "--password-stdin"},
+                         "test\n");
+    EXPECT_EQ(dead.exitCode, 1);
+    EXPECT_TRUE(dead.err.startsWith("merovan: cannot add the account at 127.0.0.1:"))
+        << dead.err.toStdString();
+    EXPECT_TRUE(dead.err.contains(": unable to connect: Connection refused"))
+        << dead.err.toStdString();
+    EXPECT_EQ(dead.err.trimmed().count('\n'), 0) << dead.err.toStdString();
+
+    // Without --password-stdin and without a terminal there is nobody to ask.
+    const ProcessResult noTerminal = merovanWithInput(
+        {"account", "add", "caldav", "--server", "127.0.0.1:1", "--login", "test"}, "test\n");
+    EXPECT_EQ(noTerminal.exitCode, 2);
+    EXPECT_TRUE(noTerminal.err.contains("--password-stdin")) << noTerminal.err.toStdString();
+    EXPECT_TRUE(runMerovan({"accounts", "--json"}).out.contains("[\n]"));
+}
+
+}  // namespace
