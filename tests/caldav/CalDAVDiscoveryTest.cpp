@@ -3,6 +3,7 @@
 #include <QHostAddress>
 
 #include "caldav/CalDAVClient.h"
+#include "caldav/CalDAVServiceInfo.h"
 #include "caldav/ResolvSRVResolver.h"
 #include "caldav/support/DAVNames.h"
 #include "caldav/support/DAVServers.h"
@@ -23,18 +24,21 @@ struct Account;
 template <>
 struct Account<RadicaleServer> {
     static constexpr char login[] = "test", password[] = "test", principal[] = "/test/",
-                          calendar[] = "/test/calendar/";
+                          calendar[] = "/test/calendar/", serverKind[] = "",
+                          bestAddress[] = "/test/";
 };
 template <>
 struct Account<XandikosServer> {
     // No authentication: any login passes.
     static constexpr char login[] = "user", password[] = "anything", principal[] = "/user/",
-                          calendar[] = "/user/calendars/calendar/";
+                          calendar[] = "/user/calendars/calendar/", serverKind[] = "",
+                          bestAddress[] = "";  // it gives no address
 };
 template <>
 struct Account<DAViCalServer> {
     static constexpr char login[] = "test", password[] = "test", principal[] = "/caldav.php/test/",
-                          calendar[] = "/caldav.php/test/calendar/";
+                          calendar[] = "/caldav.php/test/calendar/", serverKind[] = "DAViCal",
+                          bestAddress[] = "test@example.com";
 };
 
 template <typename Server>
@@ -59,6 +63,10 @@ protected:
         EXPECT_FALSE(syncData.value(kCalDAV + " calendar-home-set").toStringList().isEmpty());
         EXPECT_FALSE(syncData.value("dav").toString().isEmpty());
         EXPECT_FALSE(syncData.value("dav").toString().contains(' '));
+        EXPECT_TRUE(syncData.value("dav").toString().split(',').contains("calendar-access"));
+        EXPECT_EQ(syncData.value("server").toString(), QLatin1String(Known::serverKind));
+        EXPECT_EQ(CalDAVServiceInfo::bestUserAddressForCalDAVService(service).value_or(""),
+                  QLatin1String(Known::bestAddress));
         EXPECT_TRUE(fixture.collectionHrefs(service).contains(QLatin1String(Known::calendar)))
             << fixture.collectionHrefs(service).join(' ').toStdString();
         // The password moved from the service into the credential store.
