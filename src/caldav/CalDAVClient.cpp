@@ -1,6 +1,7 @@
 #include "caldav/CalDAVClient.h"
 
 #include <QHostAddress>
+#include <QLocale>
 #include <QMetaObject>
 #include <QMutex>
 #include <QtConcurrent/QtConcurrentRun>
@@ -8,6 +9,7 @@
 #include "caldav/CalDAVClientDelegate.h"
 #include "caldav/PropertyKey.h"
 #include "caldav/ResolvSRVResolver.h"
+#include "caldav/XMLBodyWriter.h"
 #include "caldav/XMLElement.h"
 #include "model/foundation/Log.h"
 
@@ -172,6 +174,8 @@ QVariant CalDAVClient::valueForElement(const XMLElement &element, const QString 
         return element.childKeys();
     if (property == calendarServerKey("changes"))
         return attributeOfChildren(element, calendarServerKey("changed-property"), "name");
+    if (property == caldavKey("calendar-data"))
+        return QVariantMap{{QStringLiteral("ics"), element.text}};
     const QString googleError =
         PropertyKey::inNamespace(QStringLiteral("error"), QLatin1String(kGoogleDataNamespace));
     if (property == googleError) {
@@ -180,4 +184,142 @@ QVariant CalDAVClient::valueForElement(const XMLElement &element, const QString 
         return code ? QVariant(code->text) : QVariant();
     }
     return WebDAVClient::valueForElement(element, property);
+}
+
+// --- Requests ------------------------------------------------------------------------
+
+namespace {
+
+QVariantMap caldavPropertyDict(const QString &key, const QVariantList &children = {}) {
+    QVariantMap dict{{QStringLiteral("property"), key}};
+    if (!children.isEmpty())
+        dict.insert(QStringLiteral("sub properties"), children);
+    return dict;
+}
+
+QVariantList propertyDictsOf(const QStringList &properties) {
+    QVariantList dicts;
+    for (const QString &property : properties)
+        dicts.append(caldavPropertyDict(property));
+    return dicts;
+}
+
+}  // namespace
+
+void CalDAVClient::mkcalendar(const QString &url, const QVariantMap &propertyValues) {
+    QNetworkRequest request = requestForURL(url, QStringLiteral("MKCALENDAR"), std::nullopt);
+    setXMLContentType(request);
+    setDetailedLogging(true);
+    XMLBodyWriter writer(caldavKey("mkcalendar"), keysOfPropertyValues(propertyValues));
+    writer.startElement(QStringLiteral("set"));
+    writer.startElement(QStringLiteral("prop"));
+    writePropertyValues(writer, propertyValues);
+    sendRequest(request, writer.finish());
+}
+
+void CalDAVClient::put(const QString &url, const std::optional<QString> &etag,
+                       const std::optional<QString> &scheduleTag, const QByteArray &vcalendarData) {
+    QNetworkRequest request = requestForURL(url, QStringLiteral("PUT"), etag);
+    request.setRawHeader("Content-Type", "text/calendar");
+    if (scheduleTag) {
+        request.setRawHeader("If-Match", QByteArray());
+        request.setRawHeader("If-Schedule-Tag-Match", scheduleTag->toUtf8());
+    }
+    setDetailedLogging(true);
+    sendRequest(request, vcalendarData);
+}
+
+void CalDAVClient::calendarQueryReport(const QString &url, int depth,
+                                       const QVariantList &propertyDicts,
+                                       const QVariantList &filterDicts) {
+    QVariantList dicts;
+    if (!propertyDicts.isEmpty())
+        dicts.append(caldavPropertyDict(QStringLiteral("prop"), propertyDicts));
+    if (!filterDicts.isEmpty())
+        dicts.append(caldavPropertyDict(caldavKey("filter"), filterDicts));
+    report(caldavKey("calendar-query"), url, depth, dicts, std::nullopt, QString());
+}
+
+void CalDAVClient::calendarMultigetReport(const QString &url, const QStringList &properties,
+                                          const QStringList &urls) {
+    QVariantList dicts;
+    if (!properties.isEmpty())
+        dicts.append(caldavPropertyDict(QStringLiteral("prop"), propertyDictsOf(properties)));
+    for (const QString &href : urls)
+        dicts.append(QVariantMap{{QStringLiteral("property"), QStringLiteral("href")},
+                                 {QStringLiteral("value"), href}});
+    setDetailedLogging(true);
+    report(caldavKey("calendar-multiget"), url, -1, dicts, std::nullopt, QString());
+}
+
+void CalDAVClient::freeBusyQueryReport(const QString &url, int depth, Date start, Date end) {
+    const QVariantMap range{
+        {QStringLiteral("property"), caldavKey("time-range")},
+        {QStringLiteral("attributes"),
+         QVariantMap{{QStringLiteral("start"), iCalendarStringFromDate(start).value_or(QString())},
+                     {QStringLiteral("end"), iCalendarStringFromDate(end).value_or(QString())}}}};
+    report(caldavKey("free-busy-query"), url, depth, {range}, std::nullopt, QString());
+}
+
+void CalDAVClient::publishCalendar(const QString &url) {
+    WebDAVClient::post(calendarServerKey("publish-calendar"), url, {});
+}
+
+void CalDAVClient::unpublishCalendar(const QString &url) {
+    WebDAVClient::post(calendarServerKey("unpublish-calendar"), url, {});
+}
+
+void CalDAVClient::stopSharingCalendar(const QString &url) {
+    proppatch(url, {{QStringLiteral("resourcetype"),
+                     QStringList{QStringLiteral("collection"), caldavKey("calendar")}}});
+}
+
+void CalDAVClient::setDefaultSchedulingCalendar(const QString &inboxURL, const QString &href) {
+    proppatch(inboxURL, {{caldavKey("schedule-default-calendar-URL"), href}});
+}
+
+void CalDAVClient::post(const QString &url, const QString &type, const QByteArray &data,
+                        const HeadersAndKeys &headersAndKeys, bool detailedLogging) {
+    setDetailedLogging(detailedLogging);
+    WebDAVClient::post(url, type, data, headersAndKeys);
+}
+
+QStringList CalDAVClient::keysOfPropertyValues(const QVariantMap &propertyValues) const {
+    QStringList keys = WebDAVClient::keysOfPropertyValues(propertyValues);
+    if (propertyValues.contains(caldavKey("supported-calendar-component-set")))
+        keys.append(caldavKey("comp"));
+    const QString transparency = caldavKey("schedule-calendar-transp");
+    if (propertyValues.contains(transparency))
+        keys.append(propertyValues.value(transparency).toString());
+    return keys;
+}
+
+void CalDAVClient::writeElementForProperty(XMLBodyWriter &writer, const QString &key,
+                                           const QVariant &value) const {
+    if (key == caldavKey("calendar-description")) {
+        writer.startElement(key);
+        const QStringList languages = QLocale::system().uiLanguages();
+        if (!languages.isEmpty())
+            writer.attribute(QStringLiteral("xml:lang"), languages.first().toLower());
+        writer.text(value.toString());
+        writer.endElement();
+    } else if (key == caldavKey("schedule-calendar-transp")) {
+        writer.startElement(key);
+        writer.emptyElement(value.toString());
+        writer.endElement();
+    } else if (key == caldavKey("supported-calendar-component-set")) {
+        writer.startElement(key);
+        for (const QString &component : value.toStringList()) {
+            writer.emptyElement(caldavKey("comp"));
+            writer.attribute(QStringLiteral("name"), component.toUpper());
+        }
+        writer.endElement();
+    } else if (key == calendarServerKey("source") ||
+               key == caldavKey("schedule-default-calendar-URL")) {
+        writer.startElement(key);
+        writer.textElement(QStringLiteral("href"), value.toString());
+        writer.endElement();
+    } else {
+        WebDAVClient::writeElementForProperty(writer, key, value);
+    }
 }

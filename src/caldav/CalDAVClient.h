@@ -32,6 +32,38 @@ public:
     // Waits for a running service discovery.
     ~CalDAVClient() override;
 
+    using WebDAVClient::post;
+    using WebDAVClient::put;
+
+    // --- CalDAV requests; each ends like every WebDAV request ---
+    // MKCALENDAR with the property values written as in PROPPATCH.
+    void mkcalendar(const QString &url, const QVariantMap &propertyValues);
+    // PUT of iCalendar data with the ETag condition of put(); with a schedule
+    // tag, "If-Schedule-Tag-Match" carries it instead of "If-Match".
+    void put(const QString &url, const std::optional<QString> &etag,
+             const std::optional<QString> &scheduleTag, const QByteArray &vcalendarData);
+    // REPORT calendar-query at `depth`: DAV:prop with the property
+    // dictionaries and a CalDAV filter with the filter dictionaries (each
+    // when any; see XMLBodyWriter::writePropertyDicts()).
+    void calendarQueryReport(const QString &url, int depth, const QVariantList &propertyDicts,
+                             const QVariantList &filterDicts);
+    // REPORT calendar-multiget without "Depth": the properties (when any)
+    // and one DAV:href per URL.
+    void calendarMultigetReport(const QString &url, const QStringList &properties,
+                                const QStringList &urls);
+    // REPORT free-busy-query for the UTC range [start, end).
+    void freeBusyQueryReport(const QString &url, int depth, Date start, Date end);
+    // POST of an empty CS publish-calendar / unpublish-calendar document.
+    void publishCalendar(const QString &url);
+    void unpublishCalendar(const QString &url);
+    // PROPPATCH of the resource type to a plain calendar (no longer shared).
+    void stopSharingCalendar(const QString &url);
+    // PROPPATCH of the inbox's schedule-default-calendar-URL.
+    void setDefaultSchedulingCalendar(const QString &inboxURL, const QString &href);
+    // POST as WebDAVClient::post() with the bodies logged as told.
+    void post(const QString &url, const QString &type, const QByteArray &data,
+              const HeadersAndKeys &headersAndKeys, bool detailedLogging);
+
     // --- Service discovery ---
     // Looks up, on a worker thread: "_caldavs._tcp.DOMAIN" with the system's
     // resolver (found: SSL), then "_caldav._tcp.DOMAIN" with it (no SSL),
@@ -63,8 +95,19 @@ public:
     //   schedule-calendar-transp, CS access: the key of the first child;
     //   CS allowed-sharing-modes: the child keys;
     //   CS changes: the "name" of each "changed-property" child;
-    //   GD error: the text of its GD "code" child.
+    //   GD error: the text of its GD "code" child;
+    //   calendar-data: {"ics": the text}.
     QVariant valueForElement(const XMLElement &element, const QString &property) const override;
+
+protected:
+    // calendar-description with "xml:lang" (the user's first language);
+    // schedule-calendar-transp with an empty child named by the value;
+    // supported-calendar-component-set with a "comp" per component (its
+    // "name" in upper case); CS source and schedule-default-calendar-URL
+    // with a DAV:href holding the value; others as WebDAV writes them.
+    void writeElementForProperty(XMLBodyWriter &writer, const QString &key,
+                                 const QVariant &value) const override;
+    QStringList keysOfPropertyValues(const QVariantMap &propertyValues) const override;
 
 private:
     struct FoundService {

@@ -448,16 +448,11 @@ void WebDAVClient::writeElementForProperty(XMLBodyWriter &writer, const QString 
     writer.endElement();
 }
 
-namespace {
-
-// The keys a PROPPATCH or MKCOL body names: the properties and the resource types.
-QStringList keysOfPropertyValues(const QVariantMap &propertyValues) {
+QStringList WebDAVClient::keysOfPropertyValues(const QVariantMap &propertyValues) const {
     QStringList keys = propertyValues.keys();
     keys += propertyValues.value(QStringLiteral("resourcetype")).toStringList();
     return keys;
 }
-
-}  // namespace
 
 void WebDAVClient::proppatch(const QString &url, const QVariantMap &propertyValues) {
     QNetworkRequest request = requestForURL(url, QStringLiteral("PROPPATCH"), std::nullopt);

@@ -176,6 +176,12 @@ protected:
     // fall back to this.
     virtual void writeElementForProperty(XMLBodyWriter &writer, const QString &key,
                                          const QVariant &value) const;
+    // The element keys a body of these property values names, so that their
+    // namespaces are declared: the properties and the resource types.
+    // Clients that write more elements add theirs.
+    virtual QStringList keysOfPropertyValues(const QVariantMap &propertyValues) const;
+    // Writes each property value with writeElementForProperty().
+    void writePropertyValues(XMLBodyWriter &writer, const QVariantMap &propertyValues) const;
     // The XML content type of the request bodies.
     static void setXMLContentType(QNetworkRequest &request);
 
@@ -194,7 +200,6 @@ private:
     // MOVE or COPY.
     void transfer(const QString &method, const QString &url, const QString &destination,
                   bool overwrite);
-    void writePropertyValues(XMLBodyWriter &writer, const QVariantMap &propertyValues) const;
     void logChallenge() const;
     WebDAVResponse responseOfConnection() const;
 

@@ -4,6 +4,7 @@
 
 #include "caldav/CalDAVClient.h"
 #include "caldav/WebDAVResults.h"
+#include "caldav/XMLElement.h"
 #include "caldav/support/DAVNames.h"
 #include "support/TestSupport.h"
 
@@ -47,6 +48,79 @@ TEST(CalDAVPropertiesTest, ReadsHrefListsFirstHrefsComponentsAndChildKeys) {
     // WebDAV's own properties are still read as before.
     EXPECT_EQ(calendar.value("resourcetype").toStringList(),
               (QStringList{"collection", kCalDAV + " calendar"}));
+}
+
+}  // namespace
+
+namespace {
+
+// The body of the client's last request, read back by the XML reader.
+XMLElement requestBodyOf(const CalDAVClient &client) {
+    QString error;
+    const std::optional<XMLElement> root = XMLElement::parseDocument(client.requestBody(), error);
+    EXPECT_TRUE(root) << error.toStdString() << "\n" << client.requestBody().toStdString();
+    return root.value_or(XMLElement());
+}
+
+const XMLElement *propOfSet(const XMLElement &root) {
+    const XMLElement *set = root.child("set");
+    return set ? set->child("prop") : nullptr;
+}
+
+TEST(CalDAVPropertiesTest, WritesCalDAVPropertiesInRequestBodies) {
+    CalDAVClient client;
+    client.mkcalendar("http://127.0.0.1:1/cal/",
+                      {{"displayname", "Work"},
+                       {kCalDAV + " calendar-description", "Meetings"},
+                       {kCalDAV + " supported-calendar-component-set", QStringList{"vevent"}},
+                       {kCalDAV + " schedule-calendar-transp", kCalDAV + " transparent"},
+                       {kCS + " source", "webcal://example.test/feed.ics"}});
+    EXPECT_EQ(client.method(), "MKCALENDAR");
+    const XMLElement root = requestBodyOf(client);
+    EXPECT_EQ(root.key, kCalDAV + " mkcalendar");
+    const XMLElement *prop = propOfSet(root);
+    ASSERT_TRUE(prop);
+    EXPECT_EQ(prop->child("displayname")->text, "Work");
+    const XMLElement *description = prop->child(kCalDAV + " calendar-description");
+    ASSERT_TRUE(description);
+    EXPECT_EQ(description->text, "Meetings");
+    EXPECT_FALSE(
+        description->attributes.value("http://www.w3.org/XML/1998/namespace lang").isEmpty())
+        << description->attributes.keys().join(' ').toStdString();
+    const XMLElement *components = prop->child(kCalDAV + " supported-calendar-component-set");
+    ASSERT_TRUE(components);
+    ASSERT_EQ(components->children.size(), 1u);
+    EXPECT_EQ(components->children[0].key, kCalDAV + " comp");
+    EXPECT_EQ(components->children[0].attributes.value("name"), "VEVENT");
+    EXPECT_EQ(prop->child(kCalDAV + " schedule-calendar-transp")->childKeys(),
+              QStringList{kCalDAV + " transparent"});
+    EXPECT_EQ(prop->child(kCS + " source")->child("href")->text, "webcal://example.test/feed.ics");
+
+    client.setDefaultSchedulingCalendar("http://127.0.0.1:1/inbox/", "/cal/");
+    EXPECT_EQ(client.method(), "PROPPATCH");
+    const XMLElement inboxBody = requestBodyOf(client);
+    const XMLElement *inbox = propOfSet(inboxBody);
+    ASSERT_TRUE(inbox);
+    EXPECT_EQ(inbox->child(kCalDAV + " schedule-default-calendar-URL")->child("href")->text,
+              "/cal/");
+
+    client.stopSharingCalendar("http://127.0.0.1:1/cal/");
+    const XMLElement typesBody = requestBodyOf(client);
+    const XMLElement *types = propOfSet(typesBody);
+    ASSERT_TRUE(types);
+    EXPECT_EQ(types->child("resourcetype")->childKeys(),
+              (QStringList{"collection", kCalDAV + " calendar"}));
+
+    client.publishCalendar("http://127.0.0.1:1/cal/");
+    EXPECT_EQ(client.method(), "POST");
+    EXPECT_EQ(requestBodyOf(client).key, kCS + " publish-calendar");
+
+    client.freeBusyQueryReport("http://127.0.0.1:1/cal/", 1, Date(915148800.0), Date(915152400.0));
+    const XMLElement query = requestBodyOf(client);
+    EXPECT_EQ(query.key, kCalDAV + " free-busy-query");
+    ASSERT_TRUE(query.child(kCalDAV + " time-range"));
+    EXPECT_EQ(query.child(kCalDAV + " time-range")->attributes.value("start"), "20300101T000000Z");
+    EXPECT_EQ(query.child(kCalDAV + " time-range")->attributes.value("end"), "20300101T010000Z");
 }
 
 }  // namespace
