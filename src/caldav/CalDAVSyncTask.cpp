@@ -150,6 +150,17 @@ void CalDAVSyncTask::noteServerWords(const QString &words) {
         m_serverWords = words;
 }
 
+void CalDAVSyncTask::noteWebPage(const QVariantMap &results) {
+    const int status = results.value(QStringLiteral("status")).toInt();
+    if (status == 401 || !headerOfResults(results, QStringLiteral("Content-Type"))
+                              .contains(QLatin1String("html"), Qt::CaseInsensitive))
+        return;
+    const QString page = wordsOfAnswer(caldav());
+    if (!page.isEmpty())
+        noteServerWords(
+            format("The server answered with a web page, not CalDAV (HTTP %d): %@", status, page));
+}
+
 // --- Client callbacks ------------------------------------------------------------------
 
 int CalDAVSyncTask::webdavClientLoginPassword(WebDAVClient &client, const QUrl &url,
@@ -359,14 +370,7 @@ void CalDAVSyncTask::bootstrapResponse() {
         return;
     }
     const int status = results->value(QStringLiteral("status")).toInt();
-    if (headerOfResults(*results, QStringLiteral("Content-Type"))
-            .contains(QLatin1String("html"), Qt::CaseInsensitive) &&
-        status != 401) {
-        const QString page = wordsOfAnswer(caldav());
-        if (!page.isEmpty())
-            noteServerWords(format("The server answered with a web page, not CalDAV (HTTP %d): %@",
-                                   status, page));
-    }
+    noteWebPage(*results);
     if (status == 207) {
         const auto [propertyStatus, value] =
             propertyStatusAndValue(firstResponseOf(*results), principalKey());

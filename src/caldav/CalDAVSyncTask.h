@@ -95,6 +95,8 @@ private:
     // Ends the cycle; a failure keeps what the server said as its error.
     void finishWithState(qint64 state);
     void noteServerWords(const QString &words);
+    // Keeps the text of an HTML answer as the words of the server.
+    void noteWebPage(const QVariantMap &results);
     // Blocks until the answer, which runs `next`.
     void awaitAnswer(Step next);
 

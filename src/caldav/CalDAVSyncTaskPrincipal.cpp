@@ -212,6 +212,7 @@ std::optional<QVariantMap> CalDAVSyncTask::multiStatusResultsDict(bool longRespo
         return std::nullopt;
     }
     const int status = results->value(QStringLiteral("status")).toInt();
+    noteWebPage(*results);
     if (status == 207) {
         if (!longResponseOK && isGoogleCalDAV(remoteService()) &&
             caldav().responseSeconds() > kSuspiciousGoogleSeconds) {

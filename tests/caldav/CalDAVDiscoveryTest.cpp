@@ -299,6 +299,16 @@ TEST(CalDAVDiscoveryFailure, AWebSiteInsteadOfAServerIsNamedInTheError) {
     EXPECT_TRUE(outcome.error->contains("web page, not CalDAV (HTTP 200)"))
         << outcome.error->toStdString();
     EXPECT_TRUE(outcome.error->contains("This site is parked.")) << outcome.error->toStdString();
+
+    // A principal URL on the site fails when its properties are read.
+    ModelObject *principal = fixture.makeService(site.url("/principals/test/"), "test", "test");
+    const CalDAVAccountCheck::Outcome atPrincipal = fixture.discover(principal);
+    EXPECT_EQ(atPrincipal.state, SyncState::UnableToConnect);
+    EXPECT_TRUE(atPrincipal.error.value_or("").contains("web page, not CalDAV (HTTP 200)"))
+        << atPrincipal.error.value_or("").toStdString();
+    EXPECT_TRUE(fixture.log.contains(
+        QStringLiteral("CalDAVSyncTask (%1): empty 200 response when 207 expected")
+            .arg(principal->uid())));
 }
 
 }  // namespace
