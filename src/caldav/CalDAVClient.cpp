@@ -5,6 +5,7 @@
 #include <QMetaObject>
 #include <QMutex>
 #include <QtConcurrent/QtConcurrentRun>
+#include <functional>
 
 #include "caldav/CalDAVClientDelegate.h"
 #include "caldav/PropertyKey.h"
@@ -31,6 +32,15 @@ QStringList attributeOfChildren(const XMLElement &element, const QString &childK
     QStringList values;
     for (const XMLElement *child : element.childrenWithKey(childKey))
         values.append(child->attributes.value(QLatin1String(attribute)));
+    return values;
+}
+
+// Each child's key → what `valueOf` makes of it.
+QVariantMap childrenByKey(const XMLElement &element,
+                          const std::function<QVariant(const XMLElement &)> &valueOf) {
+    QVariantMap values;
+    for (const XMLElement &child : element.children)
+        values.insert(child.key, valueOf(child));
     return values;
 }
 
@@ -174,6 +184,16 @@ QVariant CalDAVClient::valueForElement(const XMLElement &element, const QString 
         return element.childKeys();
     if (property == calendarServerKey("changes"))
         return attributeOfChildren(element, calendarServerKey("changed-property"), "name");
+    if (const std::optional<QVariant> value = calendarServerValue(element, property))
+        return *value;
+    if (property == caldavKey("schedule-response")) {
+        QVariantList responses;
+        for (const XMLElement *response : element.childrenWithKey(caldavKey("response")))
+            responses.append(childrenByKey(*response, [this](const XMLElement &child) {
+                return valueForElement(child, child.key);
+            }));
+        return responses;
+    }
     if (property == caldavKey("calendar-data"))
         return QVariantMap{{QStringLiteral("ics"), element.text}};
     const QString googleError =
@@ -184,6 +204,96 @@ QVariant CalDAVClient::valueForElement(const XMLElement &element, const QString 
         return code ? QVariant(code->text) : QVariant();
     }
     return WebDAVClient::valueForElement(element, property);
+}
+
+std::optional<QVariant> CalDAVClient::calendarServerValue(const XMLElement &element,
+                                                          const QString &property) const {
+    static const QStringList proxies{calendarServerKey("calendar-proxy-write-for"),
+                                     calendarServerKey("calendar-proxy-read-for")};
+    static const QStringList textRecords{calendarServerKey("notificationtype"),
+                                         calendarServerKey("created-by"),
+                                         calendarServerKey("updated-by")};
+    static const QStringList records{calendarServerKey("user"),
+                                     calendarServerKey("organizer"),
+                                     calendarServerKey("notification"),
+                                     calendarServerKey("invite-notification"),
+                                     calendarServerKey("invite-reply"),
+                                     calendarServerKey("resource-update-notification"),
+                                     calendarServerKey("shared-update-notification"),
+                                     calendarServerKey("resource-changed"),
+                                     calendarServerKey("created"),
+                                     calendarServerKey("updated"),
+                                     calendarServerKey("deleted"),
+                                     calendarServerKey("collection-changes"),
+                                     calendarServerKey("changed-by"),
+                                     calendarServerKey("deleted-details"),
+                                     calendarServerKey("calendar-changes"),
+                                     calendarServerKey("recurrence")};
+    const auto parsed = [this](const XMLElement &child) {
+        return valueForElement(child, child.key);
+    };
+    if (proxies.contains(property)) {
+        QVariantList responses;
+        for (const XMLElement *response : element.childrenWithKey(QStringLiteral("response")))
+            responses.append(responseDictionary(*response));
+        return responses;
+    }
+    if (property == calendarServerKey("push-transports")) {
+        QVariantMap transports;
+        const QString transportKey = calendarServerKey("transport");
+        for (const XMLElement *transport : element.childrenWithKey(transportKey))
+            transports.insert(transport->attributes.value(QStringLiteral("type")),
+                              valueForElement(*transport, transportKey));
+        return transports;
+    }
+    if (property == calendarServerKey("transport"))
+        return childrenByKey(element, parsed);
+    if (textRecords.contains(property))
+        return childrenByKey(element, [](const XMLElement &child) { return child.text; });
+    if (property == calendarServerKey("invite")) {
+        QVariantList users;
+        const QString userKey = calendarServerKey("user");
+        for (const XMLElement *user : element.childrenWithKey(userKey))
+            users.append(valueForElement(*user, userKey));
+        return users;
+    }
+    if (records.contains(property))
+        return childrenByKey(element, [&parsed](const XMLElement &child) {
+            if (child.children.empty() && child.text.isEmpty())
+                return QVariant(QString(QLatin1String("")));
+            return parsed(child);
+        });
+    return std::nullopt;
+}
+
+std::optional<QVariantMap> CalDAVClient::notificationDictFromXMLData(const QByteArray &data) const {
+    QString error;
+    const std::optional<XMLElement> root = XMLElement::parseDocument(data, error);
+    if (!root) {
+        logWarning("CalDAVClient: error processing notification %@ (%@)", error,
+                   QString::fromUtf8(data.left(1000)));
+        return std::nullopt;
+    }
+    return childrenByKey(
+        *root, [this](const XMLElement &child) { return valueForElement(child, child.key); });
+}
+
+QString CalDAVClient::userNameFromChangedByDict(const QVariantMap &changedBy) {
+    const auto text = [&changedBy](const char *name) {
+        return changedBy.value(calendarServerKey(name)).toString();
+    };
+    if (!text("common-name").isEmpty())
+        return text("common-name");
+    if (!text("first-name").isEmpty())
+        return text("last-name").isEmpty()
+                   ? text("first-name")
+                   : text("first-name") + QStringLiteral(" %1").arg(text("last-name"));
+    if (!text("email-address").isEmpty())
+        return text("email-address");
+    const QString href = changedBy.value(QStringLiteral("href")).toString();
+    if (href.startsWith(QLatin1String("mailto:"), Qt::CaseInsensitive))
+        return href.mid(7);
+    return href.section(QLatin1Char('/'), -1, -1, QString::SectionSkipEmpty);
 }
 
 // --- Requests ------------------------------------------------------------------------

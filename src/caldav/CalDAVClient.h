@@ -96,8 +96,23 @@ public:
     //   CS allowed-sharing-modes: the child keys;
     //   CS changes: the "name" of each "changed-property" child;
     //   GD error: the text of its GD "code" child;
-    //   calendar-data: {"ics": the text}.
+    //   calendar-data: {"ics": the text};
+    //   CS calendar-proxy-write-for, -read-for: the DAV:response dictionaries;
+    //   CS push-transports: each "transport" child's "type" → its value;
+    //   CS transport: each child's key → its value;
+    //   CS notificationtype, created-by, updated-by: each child's key → its text;
+    //   CS invite: the values of its "user" children;
+    //   schedule-response: per CalDAV "response" child, each child's key → its value;
+    //   CS user, organizer, the notification and change records: each
+    //       child's key → its value ("" for an empty child).
     QVariant valueForElement(const XMLElement &element, const QString &property) const override;
+    // A notification resource: each child of its root, key → value; none
+    // (and a warning) when the body does not parse.
+    std::optional<QVariantMap> notificationDictFromXMLData(const QByteArray &data) const;
+    // The name to show for a changed-by record: its common name, else first
+    // and last name, else its e-mail address, else a name made from its href
+    // (without "mailto:", or the last part of its path).
+    static QString userNameFromChangedByDict(const QVariantMap &changedBy);
 
 protected:
     // calendar-description with "xml:lang" (the user's first language);
@@ -116,6 +131,9 @@ private:
         bool ssl = false;
         quint16 port = 0;
     };
+    // The calendar-server properties of valueForElement(); none for others.
+    std::optional<QVariant> calendarServerValue(const XMLElement &element,
+                                                const QString &property) const;
     static FoundService lookupService(const QString &domain, const SRVResolver &system,
                                       const SRVResolver &publicServer);
     void serviceDiscoveryFinished(const FoundService &result, int generation);

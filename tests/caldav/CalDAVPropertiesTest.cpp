@@ -124,3 +124,74 @@ TEST(CalDAVPropertiesTest, WritesCalDAVPropertiesInRequestBodies) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(CalDAVPropertiesTest, ReadsCalendarServerRecords) {
+    QFile file(sourcePath("fuzz/corpus/multistatus_fuzzer/calendarserver-records.xml"));
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    const CalDAVClient client;
+    const QVariantMap results =
+        WebDAVResults::calcResultsDict(WebDAVResponse{207, QUrl("http://127.0.0.1/"), {}},
+                                       "PROPFIND", false, file.readAll(), client);
+    const QVariantMap found = results.value("multistatus")
+                                  .toList()
+                                  .value(0)
+                                  .toMap()
+                                  .value("propstat")
+                                  .toList()
+                                  .value(0)
+                                  .toMap();
+    const QVariantList proxies = found.value(kCS + " calendar-proxy-write-for").toList();
+    ASSERT_EQ(proxies.size(), 1);
+    EXPECT_EQ(proxies[0].toMap().value("href").toString(), "/principals/boss/");
+
+    const QVariantMap push = found.value(kCS + " push-transports").toMap();
+    EXPECT_EQ(push.value("APSD").toMap().value(kCS + " apsbundleid").toString(), "com.example");
+
+    const QVariantList invite = found.value(kCS + " invite").toList();
+    ASSERT_EQ(invite.size(), 1);
+    const QVariantMap user = invite[0].toMap();
+    EXPECT_EQ(user.value("href").toString(), "mailto:friend@example.com");
+    EXPECT_EQ(user.value(kCS + " common-name").toString(), "Friend");
+    // An empty child is present with an empty value.
+    EXPECT_TRUE(user.contains(kCS + " invite-accepted"));
+    EXPECT_EQ(user.value(kCS + " invite-accepted").toString(), "");
+    EXPECT_EQ(user.value(kCS + " access").toString(), kCS + " read");
+
+    const QVariantMap type = found.value(kCS + " notificationtype").toMap();
+    EXPECT_EQ(type.value(kCS + " uid").toString(), "abc");
+    EXPECT_TRUE(type.contains(kCS + " invite-notification"));
+
+    const QVariantList scheduled = found.value(kCalDAV + " schedule-response").toList();
+    ASSERT_EQ(scheduled.size(), 1);
+    EXPECT_EQ(scheduled[0].toMap().value(kCalDAV + " recipient").toString(),
+              "mailto:friend@example.com");
+    EXPECT_EQ(scheduled[0].toMap().value(kCalDAV + " request-status").toString(), "2.0;Success");
+}
+
+TEST(CalDAVPropertiesTest, ReadsNotificationsAndNamesWhoChangedThings) {
+    const CalDAVClient client;
+    const std::optional<QVariantMap> notification = client.notificationDictFromXMLData(
+        "<?xml version=\"1.0\"?><CS:notification xmlns:CS=\"http://calendarserver.org/ns/\">"
+        "<CS:dtstamp>20300101T000000Z</CS:dtstamp><CS:invite-notification><CS:uid>n1</CS:uid>"
+        "</CS:invite-notification></CS:notification>");
+    ASSERT_TRUE(notification);
+    EXPECT_EQ(notification->value(kCS + " dtstamp").toString(), "20300101T000000Z");
+    EXPECT_EQ(notification->value(kCS + " invite-notification").toMap().value(kCS + " uid"), "n1");
+    LogCapture log;
+    EXPECT_FALSE(client.notificationDictFromXMLData("<CS:notification"));
+    EXPECT_TRUE(log.contains("CalDAVClient: error processing notification"));
+
+    const auto name = [](QVariantMap record) {
+        return CalDAVClient::userNameFromChangedByDict(record);
+    };
+    EXPECT_EQ(name({{kCS + " common-name", "Ann Lee"}, {kCS + " first-name", "A"}}), "Ann Lee");
+    EXPECT_EQ(name({{kCS + " first-name", "Ann"}, {kCS + " last-name", "Lee"}}), "Ann Lee");
+    EXPECT_EQ(name({{kCS + " email-address", "ann@example.com"}, {"href", "/p/ann/"}}),
+              "ann@example.com");
+    EXPECT_EQ(name({{"href", "mailto:ann@example.com"}}), "ann@example.com");
+    EXPECT_EQ(name({{"href", "/principals/users/ann/"}}), "ann");
+}
+
+}  // namespace
