@@ -232,12 +232,8 @@ std::optional<QVariant> CalDAVClient::calendarServerValue(const XMLElement &elem
     const auto parsed = [this](const XMLElement &child) {
         return valueForElement(child, child.key);
     };
-    if (proxies.contains(property)) {
-        QVariantList responses;
-        for (const XMLElement *response : element.childrenWithKey(QStringLiteral("response")))
-            responses.append(responseDictionary(*response));
-        return responses;
-    }
+    if (proxies.contains(property))
+        return responseDictionaries(element);
     if (property == calendarServerKey("push-transports")) {
         QVariantMap transports;
         const QString transportKey = calendarServerKey("transport");

@@ -38,6 +38,13 @@ QVariantList neededPrivileges(const XMLElement &element) {
 
 PropertyValueParser::~PropertyValueParser() = default;
 
+QVariantList PropertyValueParser::responseDictionaries(const XMLElement &element) const {
+    QVariantList responses;
+    for (const XMLElement *response : element.childrenWithKey(QStringLiteral("response")))
+        responses.append(responseDictionary(*response));
+    return responses;
+}
+
 QStringList PropertyValueParser::hrefTexts(const XMLElement &element) {
     QStringList texts;
     for (const XMLElement *href : element.childrenWithKey(QStringLiteral("href")))
@@ -51,12 +58,8 @@ QVariant PropertyValueParser::valueForElement(const XMLElement &element,
         return element.childKeys();
     if (property == QLatin1String("group-membership"))
         return hrefTexts(element);
-    if (property == QLatin1String("group-member-set")) {
-        QVariantList responses;
-        for (const XMLElement *response : element.childrenWithKey(QStringLiteral("response")))
-            responses.append(responseDictionary(*response));
-        return responses;
-    }
+    if (property == QLatin1String("group-member-set"))
+        return responseDictionaries(element);
     if (property == QLatin1String("current-user-privilege-set")) {
         QStringList keys;
         for (const XMLElement *privilege : element.childrenWithKey(QStringLiteral("privilege")))

@@ -33,6 +33,8 @@ public:
     // with "property status" and "responsedescription" when present.
     QVariantMap responseDictionary(const XMLElement &response) const;
 
+    // The dictionaries of the DAV:response children of `element`.
+    QVariantList responseDictionaries(const XMLElement &element) const;
     // The texts of the DAV:href children of `element`.
     static QStringList hrefTexts(const XMLElement &element);
 };

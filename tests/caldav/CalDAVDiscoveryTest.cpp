@@ -211,15 +211,7 @@ TYPED_TEST(AccountDiscoveryTest, MakesACalendarPutsQueriesAndFetchesItsObjects) 
     client.calendarMultigetReport(calendar, {"getetag", kCalDAV + " calendar-data"},
                                   {QUrl(calendar).path() + "meeting.ics"});
     expectStatus({207});
-    const QVariantMap fetched = client.resultsDict()
-                                    ->value("multistatus")
-                                    .toList()
-                                    .value(0)
-                                    .toMap()
-                                    .value("propstat")
-                                    .toList()
-                                    .value(0)
-                                    .toMap();
+    const QVariantMap fetched = firstPropstatOf(*client.resultsDict());
     EXPECT_TRUE(fetched.value(kCalDAV + " calendar-data")
                     .toMap()
                     .value("ics")

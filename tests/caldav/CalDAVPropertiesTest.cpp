@@ -14,16 +14,21 @@ namespace {
 
 const QString kCS = QStringLiteral("http://calendarserver.org/ns/");
 
-TEST(CalDAVPropertiesTest, ReadsHrefListsFirstHrefsComponentsAndChildKeys) {
-    QFile file(sourcePath("fuzz/corpus/multistatus_fuzzer/caldav-principal-and-calendars.xml"));
-    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+// The results dictionary of a multi-status answer of the seed corpus, read
+// by the CalDAV client.
+QVariantMap resultsOfSeed(const char *name) {
+    QFile file(sourcePath(QStringLiteral("fuzz/corpus/multistatus_fuzzer/") + QLatin1String(name)));
+    EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << name;
     const CalDAVClient client;
-    const QVariantMap results =
-        WebDAVResults::calcResultsDict(WebDAVResponse{207, QUrl("http://127.0.0.1/"), {}},
-                                       "PROPFIND", false, file.readAll(), client);
+    return WebDAVResults::calcResultsDict(WebDAVResponse{207, QUrl("http://127.0.0.1/"), {}},
+                                          "PROPFIND", false, file.readAll(), client);
+}
+
+TEST(CalDAVPropertiesTest, ReadsHrefListsFirstHrefsComponentsAndChildKeys) {
+    const QVariantMap results = resultsOfSeed("caldav-principal-and-calendars.xml");
     const QVariantList responses = results.value("multistatus").toList();
     ASSERT_EQ(responses.size(), 2);
-    const QVariantMap principal = responses[0].toMap().value("propstat").toList().value(0).toMap();
+    const QVariantMap principal = firstPropstatOf(results);
     EXPECT_EQ(principal.value(kCalDAV + " calendar-home-set").toStringList(),
               QStringList{"/caldav.php/test/"});
     EXPECT_EQ(principal.value(kCalDAV + " calendar-user-address-set").toStringList(),
@@ -33,7 +38,7 @@ TEST(CalDAVPropertiesTest, ReadsHrefListsFirstHrefsComponentsAndChildKeys) {
               "/caldav.php/test/.out/");
     EXPECT_EQ(principal.value(kCS + " notification-URL").toString(), "/notifications/");
 
-    const QVariantMap calendar = responses[1].toMap().value("propstat").toList().value(0).toMap();
+    const QVariantMap calendar = firstPropstatOf(results, 1);
     EXPECT_EQ(calendar.value(kCalDAV + " supported-calendar-component-set").toStringList(),
               (QStringList{"VEVENT", "VTODO"}));
     EXPECT_EQ(calendar.value(kCalDAV + " supported-calendar-component-sets").toList(),
@@ -128,20 +133,7 @@ TEST(CalDAVPropertiesTest, WritesCalDAVPropertiesInRequestBodies) {
 namespace {
 
 TEST(CalDAVPropertiesTest, ReadsCalendarServerRecords) {
-    QFile file(sourcePath("fuzz/corpus/multistatus_fuzzer/calendarserver-records.xml"));
-    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-    const CalDAVClient client;
-    const QVariantMap results =
-        WebDAVResults::calcResultsDict(WebDAVResponse{207, QUrl("http://127.0.0.1/"), {}},
-                                       "PROPFIND", false, file.readAll(), client);
-    const QVariantMap found = results.value("multistatus")
-                                  .toList()
-                                  .value(0)
-                                  .toMap()
-                                  .value("propstat")
-                                  .toList()
-                                  .value(0)
-                                  .toMap();
+    const QVariantMap found = firstPropstatOf(resultsOfSeed("calendarserver-records.xml"));
     const QVariantList proxies = found.value(kCS + " calendar-proxy-write-for").toList();
     ASSERT_EQ(proxies.size(), 1);
     EXPECT_EQ(proxies[0].toMap().value("href").toString(), "/principals/boss/");
