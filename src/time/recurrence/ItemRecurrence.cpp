@@ -95,7 +95,7 @@ ExtraDataMO *ItemRecurrence::attachRecurrence(const RecurrenceRule &rule, Common
             return record;
     }
     ExtraDataMO *found = nullptr;
-    if (relaxedMatch) {
+    if (relaxedMatch && !records.isEmpty()) {
         const RecurrenceSeries series = recurrence.series();
         const std::vector<Date> wanted = occurrencesOfRule(series, rule);
         for (ExtraDataMO *record : records) {
