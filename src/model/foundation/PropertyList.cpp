@@ -2,9 +2,12 @@
 
 #include <plist/plist.h>
 
+#include <QHash>
 #include <QtEndian>
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <limits>
 #include <memory>
 
@@ -211,18 +214,18 @@ plist_t unsignedNode(quint64 value) {
     return node;
 }
 
-plist_t dateNode(double seconds, Format format) {
-    const DateParts parts = partsOf(seconds);
+plist_t dateNode(double seconds) {
     // XML carries whole seconds: a date is written as the second it falls in.
-    return plist_new_date(parts.seconds, format == Format::Xml ? 0 : parts.microseconds);
+    return plist_new_date(partsOf(seconds).seconds, 0);
 }
 
-plist_t stringNode(const QString &text, Format format) {
-    checkText(text, format);
+plist_t stringNode(const QString &text) {
+    checkText(text, Format::Xml);
     return plist_new_string(text.toUtf8().constData());
 }
 
-plist_t toNode(const QVariant &value, int depth, Format format) {
+// The libplist tree of a value, for writing XML.
+plist_t xmlNode(const QVariant &value, int depth) {
     switch (kindOf(value)) {
         case Kind::Boolean:
             return plist_new_bool(value.toBool());
@@ -233,13 +236,13 @@ plist_t toNode(const QVariant &value, int depth, Format format) {
         case Kind::Real:
             return plist_new_real(value.toDouble());
         case Kind::String:
-            return stringNode(value.toString(), format);
+            return stringNode(value.toString());
         case Kind::Data: {
             const QByteArray data = value.toByteArray();
             return plist_new_data(data.constData(), uint64_t(data.size()));
         }
         case Kind::Date:
-            return dateNode(dateSecondsOf(value), format);
+            return dateNode(dateSecondsOf(value));
         case Kind::UID:
             return plist_new_uid(checkedUid(value.value<UID>().value).value);
         case Kind::Array: {
@@ -247,7 +250,7 @@ plist_t toNode(const QVariant &value, int depth, Format format) {
                 failNesting();
             NodePtr array(plist_new_array());
             for (const QVariant &item : value.toList())
-                plist_array_append_item(array.get(), toNode(item, depth + 1, format));
+                plist_array_append_item(array.get(), xmlNode(item, depth + 1));
             return array.release();
         }
         case Kind::Dictionary: {
@@ -256,15 +259,179 @@ plist_t toNode(const QVariant &value, int depth, Format format) {
             NodePtr dictionary(plist_new_dict());
             const QVariantMap map = value.toMap();
             for (auto it = map.begin(); it != map.end(); ++it) {
-                checkText(it.key(), format);
+                checkText(it.key(), Format::Xml);
                 plist_dict_set_item(dictionary.get(), it.key().toUtf8().constData(),
-                                    toNode(it.value(), depth + 1, format));
+                                    xmlNode(it.value(), depth + 1));
             }
             return dictionary.release();
         }
     }
     fail(QStringLiteral("a property list cannot hold this value"));
 }
+
+// Binary lists are written here rather than by libplist, whose writer
+// allocates and clears tens of kilobytes for every list however small (more
+// than the rest of storing an item's title cost). Objects are numbered
+// depth first from the top one; equal scalars are written once, as libplist
+// does.
+class BinaryListWriter {
+public:
+    QByteArray write(const QVariant &value) {
+        add(value, 0);
+        const quint64 count = m_objects.size();
+        const int refSize = bytesForNumber(count);
+        QByteArray out(kBinaryMagic);
+        std::vector<quint64> offsets;
+        offsets.reserve(count);
+        for (const Object &object : m_objects) {
+            offsets.push_back(quint64(out.size()));
+            out += object.bytes;
+            for (quint64 ref : object.refs)
+                appendBigEndian(out, ref, refSize);
+        }
+        const quint64 tableOffset = quint64(out.size());
+        const int offsetSize = bytesForNumber(tableOffset);
+        for (quint64 offset : offsets)
+            appendBigEndian(out, offset, offsetSize);
+        out += QByteArray(6, '\0');
+        out += char(offsetSize);
+        out += char(refSize);
+        appendBigEndian(out, count, 8);
+        appendBigEndian(out, 0, 8);  // the top object
+        appendBigEndian(out, tableOffset, 8);
+        return out;
+    }
+
+private:
+    struct Object {
+        QByteArray bytes;  // a scalar whole; a container's marker and length
+        std::vector<quint64> refs;
+    };
+
+    static int bytesForNumber(quint64 value) {
+        return value <= 0xff ? 1 : value <= 0xffff ? 2 : value <= 0xffffffff ? 4 : 8;
+    }
+    static int log2OfSize(int bytes) {
+        return bytes == 1 ? 0 : bytes == 2 ? 1 : bytes == 4 ? 2 : 3;
+    }
+    static void appendBigEndian(QByteArray &out, quint64 value, int bytes) {
+        for (int shift = 8 * (bytes - 1); shift >= 0; shift -= 8)
+            out += char((value >> shift) & 0xff);
+    }
+    static QByteArray integerBytes(quint64 value) {
+        const int bytes = bytesForNumber(value);
+        QByteArray out(1, char(0x10 | log2OfSize(bytes)));
+        appendBigEndian(out, value, bytes);
+        return out;
+    }
+    // A marker with its count: in the marker below 15, else as an integer after it.
+    static QByteArray counted(int marker, quint64 count) {
+        if (count < 15)
+            return QByteArray(1, char(marker | int(count)));
+        return char(marker | 0xf) + integerBytes(count);
+    }
+    static QByteArray doubleBytes(int marker, double value) {
+        quint64 bits = 0;
+        std::memcpy(&bits, &value, sizeof bits);
+        QByteArray out(1, char(marker));
+        appendBigEndian(out, bits, 8);
+        return out;
+    }
+    static QByteArray stringBytes(const QString &text) {
+        checkText(text, Format::Binary);
+        const bool ascii =
+            std::all_of(text.cbegin(), text.cend(), [](QChar c) { return c.unicode() < 0x80; });
+        if (ascii)
+            return counted(0x50, quint64(text.size())) + text.toLatin1();
+        QByteArray out = counted(0x60, quint64(text.size()));
+        for (QChar c : text)
+            appendBigEndian(out, c.unicode(), 2);
+        return out;
+    }
+    static QByteArray scalarBytes(const QVariant &value, Kind kind) {
+        switch (kind) {
+            case Kind::Boolean:
+                return QByteArray(1, value.toBool() ? '\x09' : '\x08');
+            case Kind::Integer: {
+                const qint64 number = value.toLongLong();
+                if (number >= 0)
+                    return integerBytes(quint64(number));
+                QByteArray out(1, '\x13');
+                appendBigEndian(out, quint64(number), 8);
+                return out;
+            }
+            case Kind::UnsignedInteger: {
+                // Sixteen bytes: what readers take for an unsigned integer.
+                QByteArray out(1, '\x14');
+                appendBigEndian(out, 0, 8);
+                appendBigEndian(out, value.toULongLong(), 8);
+                return out;
+            }
+            case Kind::Real:
+                return doubleBytes(0x23, value.toDouble());
+            case Kind::String:
+                return stringBytes(value.toString());
+            case Kind::Data: {
+                const QByteArray data = value.toByteArray();
+                return counted(0x40, quint64(data.size())) + data;
+            }
+            case Kind::Date: {
+                const DateParts parts = partsOf(dateSecondsOf(value));
+                return doubleBytes(0x33, double(parts.seconds) + parts.microseconds / 1e6);
+            }
+            case Kind::UID: {
+                const quint64 uid = checkedUid(value.value<UID>().value).value;
+                const int bytes = bytesForNumber(uid);
+                QByteArray out(1, char(0x80 | (bytes - 1)));
+                appendBigEndian(out, uid, bytes);
+                return out;
+            }
+            case Kind::Array:
+            case Kind::Dictionary:
+                break;
+        }
+        fail(QStringLiteral("a property list cannot hold this value"));
+    }
+    quint64 addScalar(QByteArray bytes) {
+        const auto found = m_scalars.constFind(bytes);
+        if (found != m_scalars.constEnd())
+            return *found;
+        const quint64 index = m_objects.size();
+        m_scalars.insert(bytes, index);
+        m_objects.push_back({std::move(bytes), {}});
+        return index;
+    }
+    quint64 add(const QVariant &value, int depth) {
+        const Kind kind = kindOf(value);
+        if (kind != Kind::Array && kind != Kind::Dictionary)
+            return addScalar(scalarBytes(value, kind));
+        if (depth >= kMaximumDepth)
+            failNesting();
+        const quint64 index = m_objects.size();
+        m_objects.emplace_back();
+        std::vector<quint64> refs;
+        if (kind == Kind::Array) {
+            const QVariantList items = value.toList();
+            for (const QVariant &item : items)
+                refs.push_back(add(item, depth + 1));
+            m_objects[index].bytes = counted(0xa0, quint64(items.size()));
+        } else {
+            const QVariantMap map = value.toMap();
+            std::vector<quint64> values;
+            for (auto it = map.cbegin(); it != map.cend(); ++it) {
+                refs.push_back(addScalar(stringBytes(it.key())));
+                values.push_back(add(it.value(), depth + 1));
+            }
+            refs.insert(refs.end(), values.begin(), values.end());
+            m_objects[index].bytes = counted(0xd0, quint64(map.size()));
+        }
+        m_objects[index].refs = std::move(refs);
+        return index;
+    }
+
+    std::vector<Object> m_objects;
+    QHash<QByteArray, quint64> m_scalars;
+};
 
 }  // namespace
 
@@ -300,15 +467,13 @@ QVariant fromData(const QByteArray &data, QString *error) {
 }
 
 QByteArray toData(const QVariant &value, Format format) {
-    const NodePtr root(toNode(value, 0, format));
+    if (format == Format::Binary)
+        return BinaryListWriter().write(value);
+    const NodePtr root(xmlNode(value, 0));
     char *bytes = nullptr;
     uint32_t length = 0;
-    if (format == Format::Xml)
-        plist_to_xml(root.get(), &bytes, &length);
-    else
-        plist_to_bin(root.get(), &bytes, &length);
-    const std::unique_ptr<char, void (*)(char *)> owner(
-        bytes, format == Format::Xml ? plist_to_xml_free : plist_to_bin_free);
+    plist_to_xml(root.get(), &bytes, &length);
+    const std::unique_ptr<char, void (*)(char *)> owner(bytes, plist_to_xml_free);
     if (!bytes)
         throw Error("libplist could not write the property list");
     return QByteArray(bytes, qsizetype(length));

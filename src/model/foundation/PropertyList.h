@@ -12,8 +12,8 @@
 //   real        <-> double             boolean <-> bool
 //   date        <-> Date               UID    <-> PropertyList::UID
 // Archived attribute values, sync data, peer payloads and the property-list
-// files of the program all go through these functions; libplist reads and
-// writes the bytes.
+// files of the program all go through these functions; libplist reads the
+// bytes and writes XML, binary lists are written here.
 //
 // What a list can hold:
 // - Dates lie from 1932-12-13T20:45:52Z to 2069-01-19T03:14:07Z (whole

@@ -154,6 +154,25 @@ TEST(PropertyList, EveryTypeRoundTripsInBothFormats) {
     EXPECT_TRUE(same(odd, roundTrip(odd, Format::Xml)));
 }
 
+TEST(PropertyList, BinaryListsOfManyAndLongValuesReadBack) {
+    // Counts of 15 and more, references and offsets wider than a byte, text
+    // beyond ASCII and beyond the Basic Multilingual Plane.
+    QVariantList many;
+    for (int i = 0; i < 70000; ++i)
+        many.append(qint64(i) * 977);
+    QVariantMap value{{QStringLiteral("many"), many},
+                      {QStringLiteral("long text"), QString(300, u'x')},
+                      {QStringLiteral("wide text"), QStringLiteral("Grüße aus Köln 😀 — 日本語")},
+                      {QStringLiteral("data"), QByteArray(70000, '\x7f')},
+                      {QStringLiteral("fifteen"), QVariantList(15, QVariant(true))}};
+    EXPECT_TRUE(same(value, roundTrip(value, Format::Binary)));
+    // An equal value is written once, however often it occurs.
+    const QVariantList repeated(1000, QVariant(QStringLiteral("the same long text, again")));
+    const QByteArray written = PropertyList::toData(repeated, Format::Binary);
+    EXPECT_EQ(written.count("the same long text, again"), 1);
+    EXPECT_TRUE(same(repeated, PropertyList::fromData(written)));
+}
+
 TEST(PropertyList, TellsLargeUnsignedIntegersFromNegativeOnes) {
     // Both are the same 64 bits; the lists keep which one was written.
     const QVariantList integers = {qint64(-1), std::numeric_limits<quint64>::max(),
