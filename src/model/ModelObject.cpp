@@ -1,8 +1,10 @@
 #include "model/ModelObject.h"
 
+#include <QRandomGenerator>
 #include <QRegularExpression>
 #include <QUuid>
 #include <algorithm>
+#include <array>
 #include <stdexcept>
 
 #include "model/Masking.h"
@@ -304,7 +306,15 @@ void ModelObject::assignUIDIfNeeded() {
 }
 
 QString ModelObject::newUID() {
-    return QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
+    // A random (version 4) UUID from the process's seeded generator: asking
+    // the system's random source for each one cost more than the rest of
+    // making an item.
+    std::array<quint32, 4> words;
+    QRandomGenerator::global()->fillRange(words.data(), qsizetype(words.size()));
+    QByteArray bytes(reinterpret_cast<const char *>(words.data()), sizeof words);
+    bytes[6] = char((bytes[6] & 0x0f) | 0x40);
+    bytes[8] = char((bytes[8] & 0x3f) | 0x80);
+    return QUuid::fromRfc4122(bytes).toString(QUuid::WithoutBraces).toUpper();
 }
 
 // --- Type tests -----------------------------------------------------------------

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <QRegularExpression>
+#include <QSet>
+#include <QUuid>
 #include <thread>
 
 #include "model/objects/ModelFixture.h"
@@ -116,7 +118,16 @@ TEST_F(SyncBookkeepingTest, IdentifiersAreUpperCaseUUIDsOrFakeOnes) {
     info->setValue(QStringLiteral("uid"), QVariant());
     info->assignUIDIfNeeded();
     EXPECT_TRUE(kUUID.match(info->uid()).hasMatch());
-    EXPECT_NE(ModelObject::newUID(), ModelObject::newUID());
+    QSet<QString> made;
+    for (int i = 0; i < 1000; ++i) {
+        const QString uid = ModelObject::newUID();
+        const QUuid uuid(uid);
+        EXPECT_TRUE(kUUID.match(uid).hasMatch()) << uid.toStdString();
+        EXPECT_EQ(uuid.version(), QUuid::Random) << uid.toStdString();
+        EXPECT_EQ(uuid.variant(), QUuid::DCE) << uid.toStdString();
+        made.insert(uid);
+    }
+    EXPECT_EQ(made.size(), 1000);
 }
 
 TEST_F(SyncBookkeepingTest, DataChangesStampTheSyncableObjectUnlessLocalOrSyncing) {
