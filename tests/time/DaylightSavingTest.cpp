@@ -1,5 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <random>
+#include <vector>
+
 #include "TimeTestSupport.h"
 #include "model/foundation/WallClock.h"
 #include "time/CalendarDates.h"
@@ -111,5 +115,34 @@ TEST(DaylightSaving, WallClockAgreesWithQtAcrossTheYear) {
             ASSERT_TRUE(rebuilt == date || (rebuilt < date && WallClock::of(rebuilt, tz) == clock))
                 << name << " " << date.description().toStdString();
         }
+    }
+}
+
+TEST(DaylightSaving, OffsetsAgreeWithTheZoneInAnyOrderOfAsking) {
+    // Offsets are remembered by the stretch between two changes: every
+    // instant from an hour before to an hour after each change, over
+    // 1950–2100, in several zones asked in turn and in a shuffled order,
+    // against what the zone itself says.
+    std::vector<std::pair<QTimeZone, qint64>> asked;
+    for (const char *name : {"Europe/Berlin", "America/New_York", "Australia/Lord_Howe",
+                             "Pacific/Apia", "America/Sao_Paulo", "Asia/Kolkata", "UTC"}) {
+        const QTimeZone tz = zone(name);
+        const QDateTime from(QDate(1950, 1, 1), QTime(0, 0), QTimeZone::utc());
+        const QDateTime to(QDate(2100, 1, 1), QTime(0, 0), QTimeZone::utc());
+        for (const QTimeZone::OffsetData &change : tz.transitions(from, to)) {
+            for (qint64 step = -4; step <= 4; ++step)
+                asked.emplace_back(tz, change.atUtc.toSecsSinceEpoch() + step * 900 - (step < 0));
+        }
+        for (qint64 year = 1950; year < 2100; year += 7)
+            asked.emplace_back(tz, QDateTime(QDate(int(year), 7, 1), QTime(0, 0), QTimeZone::utc())
+                                       .toSecsSinceEpoch());
+    }
+    ASSERT_GT(asked.size(), 4000u);
+    std::mt19937 shuffle(7);
+    std::shuffle(asked.begin(), asked.end(), shuffle);
+    for (const auto &[tz, seconds] : asked) {
+        ASSERT_EQ(offsetFromUtc(tz, Date::fromSecondsSince1970(double(seconds))),
+                  tz.offsetFromUtc(QDateTime::fromSecsSinceEpoch(seconds, QTimeZone::utc())))
+            << tz.id().constData() << " " << seconds;
     }
 }

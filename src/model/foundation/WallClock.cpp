@@ -3,6 +3,7 @@
 #include <QDateTime>
 #include <algorithm>
 #include <cmath>
+#include <vector>
 
 namespace {
 
@@ -36,10 +37,57 @@ void civilFromDays(qint64 days, int &year, int &month, int &day) {
     year = int(yearOfEra + era * 400 + (month <= 2 ? 1 : 0));
 }
 
+// A stretch of time over which a zone keeps one offset, from `from` up to
+// (not including) `to`, in seconds since 1970.
+struct OffsetSpan {
+    QByteArray zone;
+    qint64 from;
+    qint64 to;
+    int offset;
+};
+
+// The spans met last, per thread: asking the zone costs microseconds, and
+// the dates of a calendar fall into few spans. A span reaches at most this
+// far from the instant it was found at, should the zone not list its later
+// changes.
+constexpr qint64 kSpanReach = 183 * kSecondsPerDay;
+constexpr std::size_t kSpansKept = 16;
+thread_local std::vector<OffsetSpan> t_offsetSpans;
+thread_local std::size_t t_nextSpanToReplace = 0;
+
+OffsetSpan offsetSpanAt(const QTimeZone &zone, qint64 seconds) {
+    const QDateTime at = QDateTime::fromSecsSinceEpoch(seconds, Qt::UTC);
+    OffsetSpan span{zone.id(), seconds - kSpanReach, seconds + kSpanReach, zone.offsetFromUtc(at)};
+    if (!zone.hasTransitions())
+        return span;
+    // The change at or before the instant, and the first one after it.
+    const QTimeZone::OffsetData previous = zone.previousTransition(at.addSecs(1));
+    if (previous.atUtc.isValid())
+        span.from = std::max(span.from, previous.atUtc.toSecsSinceEpoch());
+    const QTimeZone::OffsetData next = zone.nextTransition(at);
+    if (next.atUtc.isValid())
+        span.to = std::min(span.to, next.atUtc.toSecsSinceEpoch());
+    return span;
+}
+
 int offsetAtSeconds1970(const QTimeZone &zone, double seconds) {
     if (!zone.isValid())
         return 0;
-    return zone.offsetFromUtc(QDateTime::fromSecsSinceEpoch(qint64(std::floor(seconds)), Qt::UTC));
+    const auto whole = qint64(std::floor(seconds));
+    const QByteArray id = zone.id();
+    for (const OffsetSpan &span : t_offsetSpans) {
+        if (whole >= span.from && whole < span.to && span.zone == id)
+            return span.offset;
+    }
+    OffsetSpan span = offsetSpanAt(zone, whole);
+    const int offset = span.offset;
+    if (t_offsetSpans.size() < kSpansKept) {
+        t_offsetSpans.push_back(std::move(span));
+    } else {
+        t_offsetSpans[t_nextSpanToReplace] = std::move(span);
+        t_nextSpanToReplace = (t_nextSpanToReplace + 1) % kSpansKept;
+    }
+    return offset;
 }
 
 }  // namespace
