@@ -170,25 +170,30 @@ DateValue EventReader::dateValue(icalproperty_kind kind) const {
 }
 
 void EventReader::read() {
-    readType();
-    readDates();
-    if (!m_source.detached)
-        readRecurrence();
-    readClassAndTexts();
-    readPlace();
-    readStatusLinksAndTags();
-    readProgress();
-    readOwnProperties();
-    ICalPeopleReader::readPeople(m_event, m_source);
-    if (m_source.options & ICalReadOptions::Attachments)
-        ICalAttachmentReader::readAttachments(m_event, m_source);
-    if (m_source.options & (ICalReadOptions::Alarms | ICalReadOptions::AlarmsWithoutOwnAddresses))
-        ICalAlarmReader::readAlarms(m_event, m_source);
-    const QVariantMap unknown =
-        ICalPropertyReader::unknownProperties(m_component, ICalCodes::isKnownItemProperty);
-    if (m_event->unarchivedValueForKey(QStringLiteral("xProps")).toMap() != unknown)
-        m_event->setArchivedValue(unknown.isEmpty() ? QVariant() : QVariant(unknown),
-                                  QStringLiteral("xProps"));
+    {
+        // The item is stamped once for all it takes from the component.
+        SyncableObjectMO::LocalChangeBatch batch;
+        readType();
+        readDates();
+        if (!m_source.detached)
+            readRecurrence();
+        readClassAndTexts();
+        readPlace();
+        readStatusLinksAndTags();
+        readProgress();
+        readOwnProperties();
+        ICalPeopleReader::readPeople(m_event, m_source);
+        if (m_source.options & ICalReadOptions::Attachments)
+            ICalAttachmentReader::readAttachments(m_event, m_source);
+        if (m_source.options &
+            (ICalReadOptions::Alarms | ICalReadOptions::AlarmsWithoutOwnAddresses))
+            ICalAlarmReader::readAlarms(m_event, m_source);
+        const QVariantMap unknown =
+            ICalPropertyReader::unknownProperties(m_component, ICalCodes::isKnownItemProperty);
+        if (m_event->unarchivedValueForKey(QStringLiteral("xProps")).toMap() != unknown)
+            m_event->setArchivedValue(unknown.isEmpty() ? QVariant() : QVariant(unknown),
+                                      QStringLiteral("xProps"));
+    }
     // Last, so that the changes made while reading do not stamp over them.
     readStamps();
 }

@@ -2,7 +2,10 @@
 
 #include <QCoreApplication>
 #include <QThread>
+#include <algorithm>
 #include <stdexcept>
+#include <utility>
+#include <vector>
 
 #include "model/CommonDataMO.h"
 #include "model/CurrentUser.h"
@@ -25,6 +28,9 @@ struct SyncState {
 SyncState g_sync;
 QList<SyncState> g_suspended;
 bool g_editInProgress = false;
+// Open local-change batches, and the objects changed in them. Main thread only.
+int g_localChangeBatches = 0;
+std::vector<SyncableObjectMO *> g_batchedChanges;
 
 QVariant serviceName(const ModelObject *service) {
     return service ? service->valueForKey(QStringLiteral("serviceName")) : QVariant();
@@ -105,8 +111,33 @@ bool SyncableObjectMO::isLocallyModified() const {
 void SyncableObjectMO::noteLocalChange() {
     if (isSyncInProgress())
         return;
+    if (g_localChangeBatches > 0) {
+        if (std::find(g_batchedChanges.cbegin(), g_batchedChanges.cend(), this) ==
+            g_batchedChanges.cend())
+            g_batchedChanges.push_back(this);
+        return;
+    }
     touchLastModTime();
     delaySyncWithOwner();
+}
+
+SyncableObjectMO::LocalChangeBatch::LocalChangeBatch() {
+    ++g_localChangeBatches;
+}
+
+SyncableObjectMO::LocalChangeBatch::~LocalChangeBatch() {
+    if (--g_localChangeBatches > 0)
+        return;
+    const std::vector<SyncableObjectMO *> changed = std::exchange(g_batchedChanges, {});
+    for (SyncableObjectMO *object : changed) {
+        if (object->isDeleted() || !object->managedObjectContext())
+            continue;
+        try {
+            object->noteLocalChange();
+        } catch (const std::exception &error) {
+            logError("LocalChangeBatch: cannot stamp %@: %s", object->uid(), error.what());
+        }
+    }
 }
 
 // --- Propagation -------------------------------------------------------------------

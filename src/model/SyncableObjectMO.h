@@ -54,8 +54,23 @@ public:
     void delaySyncWithOwner();
     void greatlyDelaySyncWithOwner(bool delay);
     // A local change of the object or its content: stamps it and postpones
-    // the owner's sync, unless a sync is in progress.
+    // the owner's sync, unless a sync is in progress. While a
+    // LocalChangeBatch is open the object is only noted, and stamped once
+    // when the batch closes.
     void noteLocalChange();
+
+    // Local changes made while one is open (main thread; batches nest) stamp
+    // each object once, when the outermost batch closes, instead of at every
+    // change: for readers that set the many values of an item in a row. An
+    // object deleted in the meantime is not stamped. Nothing may reset the
+    // objects' context while a batch is open.
+    class LocalChangeBatch {
+    public:
+        LocalChangeBatch();
+        ~LocalChangeBatch();
+        LocalChangeBatch(const LocalChangeBatch &) = delete;
+        LocalChangeBatch &operator=(const LocalChangeBatch &) = delete;
+    };
 
     // Store the next change without conflict handling (objects owned by a
     // CalDAV or Exchange service only).

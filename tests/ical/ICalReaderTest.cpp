@@ -2,12 +2,15 @@
 
 #include <QDir>
 #include <QFile>
+#include <QSignalSpy>
 
 #include "ical/ICalImportFixture.h"
 #include "ical/ICalReadOptions.h"
 #include "ical/ICalWriter.h"
 #include "model/AttachmentFiles.h"
+#include "model/CurrentUser.h"
 #include "model/RichText.h"
+#include "model/SyncHooks.h"
 #include "model/SyncableObjectMO.h"
 #include "model/foundation/Paths.h"
 #include "model/util/OwnAddresses.h"
@@ -519,4 +522,73 @@ TEST_F(ICalReaderTest, TextThatIsNotICalendarIsRefused) {
     EXPECT_EQ(importText(two).stored, 2);
 }
 
+// What the items of a service's calendar tell the service.
+class ServiceCalls : public SyncHooks {
+public:
+    ServiceCalls() { SyncHooks::setShared(this); }
+    ~ServiceCalls() override { SyncHooks::setShared(nullptr); }
+    void notePendingChanges(ModelObject *service) override {
+        calls << QStringLiteral("pending ") +
+                     service->valueForKey(QStringLiteral("uid")).toString();
+    }
+    void delaySyncIfNeeded(ModelObject *service) override {
+        calls << QStringLiteral("delay ") + service->valueForKey(QStringLiteral("uid")).toString();
+    }
+    QStringList calls;
+};
+
 }  // namespace
+
+TEST_F(ICalReaderTest, AnImportedItemIsStampedAndReportedAsTheSyncExpects) {
+    ServiceCalls hooks;
+    ModelObject *service =
+        ModelObject::as<ModelObject>(context().insertNewObject(QStringLiteral("RemoteService")));
+    service->setValue(QStringLiteral("serviceName"), QStringLiteral("CalDAV Synchronization"));
+    service->setValue(QStringLiteral("uid"), QStringLiteral("SVC"));
+    service->setBoolValue(true, QStringLiteral("autoPublishChanges"));
+    m_calendar->objectInfo()->setObject(QStringLiteral("ownedBy"), service);
+    context().save();
+    hooks.calls.clear();
+    QSignalSpy changed(&context(), &ManagedObjectContext::objectsDidChange);
+    QSignalSpy saved(&context(), &ManagedObjectContext::didSave);
+    m_clock.advance(100);
+
+    importText(eventText(
+        {QStringLiteral("UID:stamped@example.org"), QStringLiteral("DTSTAMP:20240102T030405Z"),
+         QStringLiteral("DTSTART:20240301T090000Z"), QStringLiteral("SUMMARY:Planning"),
+         QStringLiteral("ATTENDEE;CN=Ann:mailto:ann@example.org"),
+         QStringLiteral("ORGANIZER;CN=Olga:mailto:olga@example.org"),
+         QStringLiteral("BEGIN:VALARM"), QStringLiteral("ACTION:DISPLAY"),
+         QStringLiteral("TRIGGER:-PT15M"), QStringLiteral("END:VALARM")}));
+    CommonDataMO *event = item(QStringLiteral("stamped@example.org"));
+    ASSERT_NE(event, nullptr);
+    SyncableObjectMO *info = event->objectInfo();
+    // The sender's stamp, this machine's user and the time it came.
+    EXPECT_EQ(info->dateValueForKey(QStringLiteral("lastModTime")),
+              instant(2024, 1, 2, 3, 4).addingSeconds(5));
+    EXPECT_EQ(info->valueForKey(QStringLiteral("lastModBy")).toString(), CurrentUser::name());
+    EXPECT_EQ(info->dateValueForKey(QStringLiteral("localReceivedTime")), m_clock.now());
+    EXPECT_TRUE(info->isLocallyModified());
+    // The owner heard of it, and publishes it.
+    EXPECT_TRUE(hooks.calls.contains(QStringLiteral("delay SVC")));
+    EXPECT_TRUE(hooks.calls.contains(QStringLiteral("pending SVC")));
+    // New objects with every value taken down as a change.
+    EXPECT_TRUE(info->isInserted());
+    EXPECT_TRUE(event->isInserted());
+    for (const char *key : {"title", "startTimeAndZone", "createTime"})
+        EXPECT_TRUE(event->changedKeys().contains(QLatin1String(key))) << key;
+    for (const char *key : {"uid", "lastModTime", "localReceivedTime", "lastModBy"})
+        EXPECT_TRUE(info->changedKeys().contains(QLatin1String(key))) << key;
+
+    context().processPendingChanges();
+    ASSERT_EQ(changed.size(), 1);
+    const auto reported = changed.first().first().value<ChangeSet>();
+    for (ManagedObject *object :
+         {static_cast<ManagedObject *>(event), static_cast<ManagedObject *>(info)})
+        EXPECT_TRUE(reported.inserted.contains(object));
+    EXPECT_EQ(records(QStringLiteral("stamped@example.org"), "attendees").size(), 1);
+    EXPECT_EQ(records(QStringLiteral("stamped@example.org"), "reminders").size(), 1);
+    context().save();
+    ASSERT_EQ(saved.size(), 1);
+    EXPECT_TRUE(saved.first().first().value<ChangeSet>().inserted.contains(info));
+}

@@ -153,6 +153,36 @@ TEST_F(SyncBookkeepingTest, DataChangesStampTheSyncableObjectUnlessLocalOrSyncin
     EXPECT_FALSE(event->objectInfo()->isLocallyModified());
 }
 
+TEST_F(SyncBookkeepingTest, ABatchOfLocalChangesStampsEachObjectOnceWhenItCloses) {
+    CommonDataMO *gone = makeItem(calendar, QStringLiteral("GONE"));
+    m_hooks.calls.clear();
+    LogCapture log;
+    {
+        SyncableObjectMO::LocalChangeBatch batch;
+        event->setValue(QStringLiteral("location"), QStringLiteral("Room 1"));
+        ExtraDataMO *reminder = makeExtra(QStringLiteral("Reminder"), event);
+        {
+            SyncableObjectMO::LocalChangeBatch inner;
+            reminder->setDoubleValue(-900, QStringLiteral("relativeSeconds"));
+        }
+        gone->setValue(QStringLiteral("location"), QStringLiteral("Room 2"));
+        context().deleteObject(gone->objectInfo());
+        EXPECT_EQ(lastModTime(event), creation()) << "nothing is stamped while a batch is open";
+        EXPECT_TRUE(m_hooks.calls.isEmpty()) << m_hooks.calls.join(QLatin1Char(',')).toStdString();
+        m_clock.advance(30);
+    }
+    EXPECT_EQ(lastModTime(event), now());
+    EXPECT_EQ(event->objectInfo()->dateValueForKey(QStringLiteral("localReceivedTime")), now());
+    EXPECT_EQ(m_hooks.calls, QStringList{QStringLiteral("delay CALDAV")}) << "once, for the item";
+    EXPECT_TRUE(event->objectInfo()->isLocallyModified());
+    EXPECT_FALSE(log.contains(QStringLiteral("LocalChangeBatch")));
+
+    // Closed, changes stamp at once again.
+    m_clock.advance(10);
+    event->setValue(QStringLiteral("location"), QStringLiteral("Room 3"));
+    EXPECT_EQ(lastModTime(event), now());
+}
+
 TEST_F(SyncBookkeepingTest, ALocalReminderDoesNotStampItsItemButAReminderDoes) {
     const std::optional<Date> before = lastModTime(event);
     ASSERT_EQ(before, creation());
