@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 #include <QFileInfo>
+#include <QHash>
 #include <QLocale>
 #include <QSet>
 #include <QTimeZone>
@@ -152,12 +153,21 @@ icalcomponent *calendarExport(CommonDataMO *calendar) {
             events << event;
     }
     addTimeZones(vcalendar, events, true);
+    // Detached instances follow their original; an orphan stands alone. They
+    // are all among the calendar's items: grouped here rather than asked of
+    // each item, which would read the store once per item.
+    QHash<ManagedObject *, QList<CommonDataMO *>> detachedOf;
+    for (CommonDataMO *event : events) {
+        if (isDetached(event)) {
+            if (ManagedObject *original = event->objectForKey(QStringLiteral("originalEvent")))
+                detachedOf[original] << event;
+        }
+    }
     ICalEventRequest request;
     for (CommonDataMO *event : events) {
-        // Detached instances follow their original; an orphan stands alone.
         if (isDetached(event) && event->objectForKey(QStringLiteral("originalEvent")))
             continue;
-        for (CommonDataMO *each : QList<CommonDataMO *>{event} + detachedEventsOf(event)) {
+        for (CommonDataMO *each : QList<CommonDataMO *>{event} + detachedOf.value(event)) {
             request.event = each;
             icalcomponent_add_component(vcalendar, ICalEventWriter::eventComponent(request));
         }
