@@ -375,6 +375,50 @@ void CalDAVClient::unpublishCalendar(const QString &url) {
     WebDAVClient::post(calendarServerKey("unpublish-calendar"), url, {});
 }
 
+void CalDAVClient::shareCalendar(const QString &url, const QVariantList &setUsers,
+                                 const QVariantList &removeUsers) {
+    QVariantList dicts;
+    for (const QVariant &entry : setUsers) {
+        const QVariantMap user = entry.toMap();
+        QVariantList children;
+        for (const QString &key : {QStringLiteral("href"), calendarServerKey("common-name"),
+                                   calendarServerKey("summary")})
+            if (user.contains(key))
+                children.append(QVariantMap{{QStringLiteral("property"), key},
+                                            {QStringLiteral("value"), user.value(key)}});
+        const QString access = user.value(calendarServerKey("access")).toString();
+        if (!access.isEmpty())
+            children.append(caldavPropertyDict(access));
+        dicts.append(caldavPropertyDict(calendarServerKey("set"), children));
+    }
+    for (const QVariant &entry : removeUsers)
+        dicts.append(caldavPropertyDict(
+            calendarServerKey("remove"),
+            {QVariantMap{{QStringLiteral("property"), QStringLiteral("href")},
+                         {QStringLiteral("value"), entry.toMap().value(QStringLiteral("href"))}}}));
+    WebDAVClient::post(calendarServerKey("share"), url, dicts);
+}
+
+void CalDAVClient::replyToInvitation(const QString &url, const QVariantMap &invite, bool accept) {
+    const auto textDict = [](const QString &key, const QVariant &value) {
+        return QVariantMap{{QStringLiteral("property"), key}, {QStringLiteral("value"), value}};
+    };
+    const QVariant host = invite.value(calendarServerKey("hosturl"));
+    const QString hostHref = host.typeId() == QMetaType::QVariantMap
+                                 ? host.toMap().value(QStringLiteral("href")).toString()
+                                 : host.toString();
+    QVariantList dicts{
+        textDict(calendarServerKey("in-reply-to"), invite.value(calendarServerKey("uid"))),
+        textDict(QStringLiteral("href"), invite.value(QStringLiteral("href"))),
+        caldavPropertyDict(calendarServerKey(accept ? "invite-accepted" : "invite-declined")),
+        caldavPropertyDict(calendarServerKey("hosturl"),
+                           {textDict(QStringLiteral("href"), hostHref)})};
+    if (invite.contains(calendarServerKey("summary")))
+        dicts.append(
+            textDict(calendarServerKey("summary"), invite.value(calendarServerKey("summary"))));
+    WebDAVClient::post(calendarServerKey("invite-reply"), url, dicts);
+}
+
 void CalDAVClient::stopSharingCalendar(const QString &url) {
     proppatch(url, {{QStringLiteral("resourcetype"),
                      QStringList{QStringLiteral("collection"), caldavKey("calendar")}}});

@@ -56,6 +56,14 @@ public:
     // POST of an empty CS publish-calendar / unpublish-calendar document.
     void publishCalendar(const QString &url);
     void unpublishCalendar(const QString &url);
+    // POST CS share: a CS set per user to add (its "href", "CS common-name"
+    // and "CS summary" when present, and its "CS access" as an empty
+    // element, e.g. "CS read-write"), a CS remove per user to remove.
+    void shareCalendar(const QString &url, const QVariantList &setUsers,
+                       const QVariantList &removeUsers);
+    // POST CS invite-reply answering the invitation dictionary (its "CS uid",
+    // "href", "CS hosturl" and "CS summary").
+    void replyToInvitation(const QString &url, const QVariantMap &invite, bool accept);
     // PROPPATCH of the resource type to a plain calendar (no longer shared).
     void stopSharingCalendar(const QString &url);
     // PROPPATCH of the inbox's schedule-default-calendar-URL.

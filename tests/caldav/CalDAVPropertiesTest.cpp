@@ -187,3 +187,39 @@ TEST(CalDAVPropertiesTest, ReadsNotificationsAndNamesWhoChangedThings) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(CalDAVPropertiesTest, WritesSharingAndInvitationReplies) {
+    CalDAVClient client;
+    client.shareCalendar("http://127.0.0.1:1/cal/",
+                         {QVariantMap{{"href", "mailto:ann@example.com"},
+                                      {kCS + " common-name", "Ann"},
+                                      {kCS + " access", kCS + " read-write"}}},
+                         {QVariantMap{{"href", "mailto:bob@example.com"}}});
+    const XMLElement share = requestBodyOf(client);
+    EXPECT_EQ(share.key, kCS + " share");
+    ASSERT_EQ(share.children.size(), 2u);
+    const XMLElement &set = share.children[0];
+    EXPECT_EQ(set.key, kCS + " set");
+    EXPECT_EQ(set.childKeys(), (QStringList{"href", kCS + " common-name", kCS + " read-write"}));
+    EXPECT_EQ(set.child("href")->text, "mailto:ann@example.com");
+    EXPECT_EQ(share.children[1].key, kCS + " remove");
+    EXPECT_EQ(share.children[1].child("href")->text, "mailto:bob@example.com");
+
+    client.replyToInvitation("http://127.0.0.1:1/home/",
+                             {{kCS + " uid", "inv-1"},
+                              {"href", "mailto:me@example.com"},
+                              {kCS + " hosturl", QVariantMap{{"href", "/shared/cal/"}}},
+                              {kCS + " summary", "Team"}},
+                             false);
+    const XMLElement reply = requestBodyOf(client);
+    EXPECT_EQ(reply.key, kCS + " invite-reply");
+    EXPECT_EQ(reply.childKeys(),
+              (QStringList{kCS + " in-reply-to", "href", kCS + " invite-declined", kCS + " hosturl",
+                           kCS + " summary"}));
+    EXPECT_EQ(reply.child(kCS + " in-reply-to")->text, "inv-1");
+    EXPECT_EQ(reply.child(kCS + " hosturl")->child("href")->text, "/shared/cal/");
+}
+
+}  // namespace

@@ -97,4 +97,37 @@ TEST_F(CalDAVServiceInfoTest, BestUserAddressRules) {
     EXPECT_EQ(bestUserAddressForCalDAVService(generic), "urn:uuid:9");
 }
 
+TEST_F(CalDAVServiceInfoTest, URLsAddressesDAVClassesAndServerKinds) {
+    EXPECT_EQ(urlForDomain("example.test", "/dav/", 443, true), "https://example.test/dav/");
+    EXPECT_EQ(urlForDomain("example.test", "/dav/", 80, false), "http://example.test/dav/");
+    EXPECT_EQ(urlForDomain("example.test", "", 8443, true), "https://example.test:8443");
+    EXPECT_EQ(urlForDomain("example.test", "/", 443, false), "http://example.test:443/");
+    EXPECT_EQ(urlForDomain("example.test", "HTTPS://other.test/p/", 80, false),
+              "HTTPS://other.test/p/");
+
+    EXPECT_EQ(serverAddress(fixture.makeService("", "a", "b")), std::nullopt);
+    EXPECT_EQ(serverAddress(fixture.makeService("example.test:8443", "a", "b")),
+              "example.test:8443");
+    EXPECT_EQ(serverAddress(fixture.makeService("example.test/dav/", "a", "b")),
+              "https://example.test/dav/");
+    EXPECT_EQ(serverAddress(fixture.makeService("http://example.test/dav/", "a", "b")),
+              "http://example.test/dav/");
+
+    EXPECT_EQ(appendToDAVHeader("1,2", " 2, calendar-access ,calendar-schedule", false),
+              "1,2,calendar-access,calendar-schedule");
+    EXPECT_EQ(appendToDAVHeader("", "1, calendar-schedule", true), "1");
+
+    const auto kind = [](std::initializer_list<std::pair<QString, QString>> headers) {
+        WebDAVResponse response;
+        for (const auto &header : headers)
+            response.headers.append(header);
+        return serverKindOfResponse(response).value_or("none");
+    };
+    EXPECT_EQ(kind({{"x-davical-version", "1.1.12"}, {"Server", "CalendarServer/3"}}), "DAViCal");
+    EXPECT_EQ(kind({{"Server", "CalendarServer/3.2"}}), "LionServer");
+    EXPECT_EQ(kind({{"Server", "CalendarServer/9"}}), "iCalServer");
+    EXPECT_EQ(kind({{"Server", "Twisted/8.2"}}), "iCalServer");
+    EXPECT_EQ(kind({{"Server", "WSGIServer/0.2"}}), "none");
+}
+
 }  // namespace
