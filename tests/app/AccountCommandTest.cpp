@@ -73,6 +73,13 @@ MEROVAN_CHILD_ROUTINE(accountLifecycle) {
           "the calendar is listed", added);
     check(storedPassword() == QStringLiteral("test"), "the password is in the keyring", added);
 
+    // The same account again is refused, and the first one is kept.
+    const ProcessResult twice = merovanWithInput(
+        {"account", "add", "caldav", "--server", server(), "--login", "test", "--password-stdin"},
+        "test\n");
+    check(twice.exitCode == 1 && twice.err.contains("exists already: " + uid),
+          "the same account is not added twice", twice);
+
     const ProcessResult listed = runMerovan({"accounts", "--json"});
     const QJsonArray accounts = QJsonDocument::fromJson(listed.out.toUtf8()).array();
     check(listed.exitCode == 0 && accounts.size() == 1 &&

@@ -98,6 +98,11 @@ TYPED_TEST(AccountDiscoveryTest, FromHostAndPortThroughTheWellKnownPath) {
         QStringLiteral("CalDAVSyncTask (%1): bootstrap 1").arg(service->uid())));
     EXPECT_TRUE(this->fixture.log.contains(
         QStringLiteral("CalDAVSyncTask (%1): setServiceURL = ").arg(service->uid())));
+    // Every server sends the well-known path on to where it answers.
+    EXPECT_TRUE(this->fixture.log.contains(
+        QStringLiteral("CalDAVSyncTask (%1): redirection to: ").arg(service->uid())));
+    EXPECT_TRUE(this->fixture.log.contains(
+        QStringLiteral("CalDAVSyncTask (%1): bootstrap 1.5").arg(service->uid())));
 }
 
 TYPED_TEST(AccountDiscoveryTest, FromAPrincipalURLWithoutProbing) {

@@ -132,6 +132,20 @@ void printAccount(const QJsonObject &account) {
     }
 }
 
+// Another CalDAV account with the same service URL and login.
+const ModelObject *sameAccount(const ModelObject &service) {
+    const QString url = service.valueForKey(QStringLiteral("url")).toString();
+    const std::optional<QString> login = service.unmaskedStringValueForKey(QStringLiteral("login"));
+    for (ManagedObject *object :
+         Queries::remoteServicesForName(QLatin1String(CalDAVSyncTask::kServiceName))) {
+        const auto *other = ModelObject::as<ModelObject>(object);
+        if (other != &service && other->valueForKey(QStringLiteral("url")).toString() == url &&
+            other->unmaskedStringValueForKey(QStringLiteral("login")) == login)
+            return other;
+    }
+    return nullptr;
+}
+
 int runAccountAddCalDAV(CommandContext &context) {
     const QString server = context.arguments.value(QStringLiteral("--server"));
     const QString login = context.arguments.value(QStringLiteral("--login"));
@@ -163,6 +177,14 @@ int runAccountAddCalDAV(CommandContext &context) {
             QStringLiteral("cannot add the account at %1: %2%3")
                 .arg(server, SyncState::name(outcome.state),
                      outcome.error ? QStringLiteral(": ") + *outcome.error : QString()));
+    }
+    if (const ModelObject *existing = sameAccount(*service)) {
+        const QString uid = existing->uid();
+        RemoteServiceLifecycle::deleteRemoteService(service);
+        objects->save();
+        session.close();
+        throw CommandError(
+            QStringLiteral("the account of %1 at %2 exists already: %3").arg(login, server, uid));
     }
     objects->save();
     const QJsonObject account = describeAccount(*service);
