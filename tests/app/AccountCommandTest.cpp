@@ -140,4 +140,43 @@ TEST(AccountCommandTest, DeadPortsAndMissingPasswordsFailWithOneLine) {
     EXPECT_TRUE(runMerovan({"accounts", "--json"}).out.contains("[\n]"));
 }
 
+// On a terminal the password is asked for and what is typed is not shown.
+TEST(AccountCommandTest, AsksForThePasswordOnATerminalWithoutEcho) {
+    TemporaryHome home;
+    const QString server = QStringLiteral("127.0.0.1:%1").arg(TestServer::freePort());
+    // python3 runs the program on a new pseudo-terminal, types the password
+    // once the prompt is there and prints everything the terminal showed.
+    const char *script = R"(
+import os, pty, sys
+pid, fd = pty.fork()
+if pid == 0:
+    os.execv(sys.argv[1], sys.argv[1:])
+seen = b""
+typed = False
+while True:
+    try:
+        data = os.read(fd, 1024)
+    except OSError:
+        break
+    if not data:
+        break
+    seen += data
+    if not typed and b"Password for test at " in seen:
+        os.write(fd, b"sesame-typed\n")
+        typed = True
+_, status = os.waitpid(pid, 0)
+sys.stdout.write(seen.decode(errors="replace"))
+sys.exit(os.waitstatus_to_exitcode(status))
+)";
+    QProcess process;
+    process.start("/usr/bin/python3", {"-c", script, merovanExecutable(), "account", "add",
+                                       "caldav", "--server", server, "--login", "test"});
+    const ProcessResult result = finishProcess(process, 120000);
+    EXPECT_EQ(result.exitCode, 1) << result.out.toStdString() << result.err.toStdString();
+    EXPECT_TRUE(result.out.contains("Password for test at " + server + ": "))
+        << result.out.toStdString();
+    EXPECT_FALSE(result.out.contains("sesame-typed")) << result.out.toStdString();
+    EXPECT_TRUE(result.out.contains("unable to connect")) << result.out.toStdString();
+}
+
 }  // namespace
