@@ -41,9 +41,11 @@ std::optional<QString> promptOnTerminal(const QString &prompt) {
         return std::nullopt;
     termios silent = saved;
     silent.c_lflag &= ~tcflag_t(ECHO);
+    // Echo goes off before the prompt shows, so that nothing typed after it
+    // is flushed away or shown.
+    tcsetattr(STDIN_FILENO, TCSAFLUSH, &silent);
     std::fputs(prompt.toLocal8Bit().constData(), stderr);
     std::fflush(stderr);
-    tcsetattr(STDIN_FILENO, TCSAFLUSH, &silent);
     const std::optional<QString> password = readPasswordLine();
     tcsetattr(STDIN_FILENO, TCSAFLUSH, &saved);
     std::fputc('\n', stderr);
