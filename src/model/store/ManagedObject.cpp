@@ -232,8 +232,8 @@ ManagedObject::ToManyState &ManagedObject::toManyState(
     if (m_toMany->size() <= std::size_t(relationship->slot))
         m_toMany->resize(relationship->slot + 1);
     ToManyState &state = (*m_toMany)[relationship->slot];
-    if (m_state & Inserted)
-        state.loaded = true;  // a new object has no stored members
+    if (m_state & (Inserted | MembersKnown))
+        state.loaded = true;  // a new object has no other members than those in memory
     return state;
 }
 

@@ -94,6 +94,9 @@ private:
         Updated = 4,
         Deleted = 8,
         EntityKnown = 16,  // m_id.entity is the concrete entity
+        // Saved as a new object by this context: its to-many sets hold every
+        // member without reading the store, as a loaded set does.
+        MembersKnown = 32,
     };
     struct ToManyState {
         bool loaded = false;

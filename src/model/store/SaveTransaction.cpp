@@ -196,6 +196,8 @@ void SaveTransaction::writeRangeIndexes(const ChangeSet &changes) {
 
 void SaveTransaction::commitInMemory(const ChangeSet &changes) {
     ManagedObjectContext &context = *m_context;
+    for (ManagedObject *object : changes.inserted)
+        object->m_state |= ManagedObject::MembersKnown;
     for (ManagedObject *object : changes.inserted + changes.updated) {
         object->m_state &= ~(ManagedObject::Inserted | ManagedObject::Updated);
         object->m_changed.clear();

@@ -123,6 +123,46 @@ TEST_F(StoreTest, InversesFollowInMemoryAndAfterReopen) {
     EXPECT_THROW(child->setObject(QStringLiteral("parent"), storedA), std::invalid_argument);
 }
 
+TEST_F(StoreTest, ASavedNewObjectKeepsItsSetsRightWithoutReadingThem) {
+    ManagedObject *inbox = insert(QStringLiteral("Folder"), QStringLiteral("Inbox"));
+    ManagedObject *archive = insert(QStringLiteral("Folder"), QStringLiteral("Archive"));
+    ManagedObject *work = insert(QStringLiteral("Tag"), QStringLiteral("work"));
+    ManagedObject *a = insert(QStringLiteral("Note"), QStringLiteral("A"));
+    a->setObject(QStringLiteral("folder"), inbox);
+    context().save();
+
+    // Members that come and go after the save, through either side.
+    ManagedObject *b = insert(QStringLiteral("Task"), QStringLiteral("B"));
+    b->setObject(QStringLiteral("folder"), inbox);
+    archive->addObject(QStringLiteral("items"), a);
+    a->addObject(QStringLiteral("tags"), work);
+    work->addObject(QStringLiteral("items"), b);
+    work->removeObject(QStringLiteral("items"), a);
+    EXPECT_EQ(inbox->objectsForKey(QStringLiteral("items")), QList<ManagedObject *>{b});
+    EXPECT_EQ(archive->objectsForKey(QStringLiteral("items")), QList<ManagedObject *>{a});
+    EXPECT_EQ(work->objectsForKey(QStringLiteral("items")), QList<ManagedObject *>{b});
+    EXPECT_TRUE(a->objectsForKey(QStringLiteral("tags")).isEmpty());
+    context().save();
+
+    // What the store holds is what the sets said, read again after a refresh
+    // and after reopening.
+    for (ManagedObject *object : {inbox, archive, work, a})
+        context().refreshObject(object, false);
+    EXPECT_EQ(uids(inbox->objectsForKey(QStringLiteral("items"))),
+              QList<QString>{QStringLiteral("B")});
+    EXPECT_EQ(uids(archive->objectsForKey(QStringLiteral("items"))),
+              QList<QString>{QStringLiteral("A")});
+    EXPECT_EQ(uids(work->objectsForKey(QStringLiteral("items"))),
+              QList<QString>{QStringLiteral("B")});
+    const ObjectID inboxID = inbox->objectID(), archiveID = archive->objectID();
+    reopen();
+    EXPECT_EQ(uids(context().existingObjectWithID(inboxID)->objectsForKey(QStringLiteral("items"))),
+              QList<QString>{QStringLiteral("B")});
+    EXPECT_EQ(
+        uids(context().existingObjectWithID(archiveID)->objectsForKey(QStringLiteral("items"))),
+        QList<QString>{QStringLiteral("A")});
+}
+
 TEST_F(StoreTest, ManyToManyKeepsBothSidesAndItsRows) {
     ManagedObject *work = insert(QStringLiteral("Tag"), QStringLiteral("work"));
     ManagedObject *a = insert(QStringLiteral("Note"), QStringLiteral("A"));
