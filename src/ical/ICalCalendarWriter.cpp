@@ -13,6 +13,7 @@
 #include "model/Queries.h"
 #include "model/foundation/Clock.h"
 #include "model/foundation/Format.h"
+#include "model/foundation/WallClock.h"
 #include "time/VTimezoneGenerator.h"
 
 namespace {
@@ -114,9 +115,13 @@ void addTimeZones(icalcomponent *calendar, const QList<CommonDataMO *> &events,
                 seen.insert(zone.id());
                 zones << zone;
             }
+            // A date of a later year than the first so far cannot start the range earlier.
+            const int year = WallClock::of(date->date(), zone).year;
+            if (year > firstYear)
+                continue;
             const QDateTime when = date->date().toDateTime().toTimeZone(zone);
-            const int year = when.date().year() - (beforeFirstTransitionOfYear(zone, when) ? 1 : 0);
-            firstYear = std::min(firstYear, year);
+            firstYear =
+                std::min(firstYear, year - (beforeFirstTransitionOfYear(zone, when) ? 1 : 0));
         }
     }
     for (const QTimeZone &zone : zones)

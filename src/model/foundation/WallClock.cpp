@@ -51,7 +51,7 @@ struct OffsetSpan {
 // far from the instant it was found at, should the zone not list its later
 // changes.
 constexpr qint64 kSpanReach = 183 * kSecondsPerDay;
-constexpr std::size_t kSpansKept = 16;
+constexpr std::size_t kSpansKept = 64;
 thread_local std::vector<OffsetSpan> t_offsetSpans;
 thread_local std::size_t t_nextSpanToReplace = 0;
 
