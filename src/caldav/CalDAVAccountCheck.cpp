@@ -43,7 +43,9 @@ Outcome runFirstCycle(ModelObject *service, int timeoutSeconds) {
     deadline.start(timeoutSeconds, [&loop] { loop.quit(); });
     manager.tickleTask(task);
     loop.exec();
-    Outcome outcome{task->syncState(), task->syncErrorString()};
+    Outcome outcome{task->syncState(), task->syncErrorString(), {}};
+    if (const auto *caldavTask = dynamic_cast<const CalDAVSyncTask *>(task))
+        outcome.counts = caldavTask->counts();
     if (outcome.state == SyncState::Synchronizing)
         outcome.error = QStringLiteral("no answer within %1 seconds").arg(timeoutSeconds);
     task->setDelegate(nullptr);

@@ -3,16 +3,20 @@
 #include <QString>
 #include <optional>
 
+#include "caldav/CalDAVSyncTask.h"
+
 class ModelObject;
 
-// Runs the first sync cycle of a new CalDAV service now, in a nested event
-// loop, for the commands that add an account: discovery, the principal and
-// the list of calendars, through the shared task manager. The service's
-// task must not be running yet; it is removed again afterwards.
+// Runs one sync cycle of a CalDAV service now, in a nested event loop, for
+// the commands that add or sync an account: discovery when the service has
+// no URL yet, the principal, the calendars and their items, through the
+// shared task manager. The service's task must not be running yet; it is
+// removed again afterwards.
 namespace CalDAVAccountCheck {
 struct Outcome {
-    qint64 state = 0;              // a SyncState; Idle on success
-    std::optional<QString> error;  // what went wrong, in the server's words when it said any
+    qint64 state = 0;               // a SyncState; Idle on success
+    std::optional<QString> error;   // what went wrong, in the server's words when it said any
+    CalDAVSyncTask::Counts counts;  // what the cycle did to items
 };
 // Gives up after `timeoutSeconds` (the state is then still Synchronizing).
 Outcome runFirstCycle(ModelObject *service, int timeoutSeconds);

@@ -3,6 +3,7 @@
 #include <QUrl>
 
 #include "caldav/CalDAVClient.h"
+#include "caldav/CalDAVRemoteObjects.h"
 #include "caldav/CalDAVServiceInfo.h"
 #include "caldav/HTMLText.h"
 #include "caldav/PropertyKey.h"
@@ -122,6 +123,16 @@ void CalDAVSyncTask::cleanup() {
     m_nextBootstrapState = nullptr;
     m_collectionsToFetch.clear();
     m_collections.clear();
+    m_remoteObjects.reset();
+    m_markedCalendars.clear();
+    m_calendarsToFetch.clear();
+    m_fetching = {};
+    m_serverChanges.clear();
+    m_eventsToFetch.clear();
+    m_markedHREFs.clear();
+    m_newSyncToken.reset();
+    m_eventResponseDicts.clear();
+    m_resultsInBackground = false;
 }
 
 QString CalDAVSyncTask::login() const {
@@ -180,8 +191,13 @@ int CalDAVSyncTask::webdavClientLoginPassword(WebDAVClient &client, const QUrl &
     return CredentialsSupplied;
 }
 
-void CalDAVSyncTask::webdavClientDidFinish(WebDAVClient & /*client*/) {
-    unblock();
+void CalDAVSyncTask::webdavClientDidFinish(WebDAVClient &client) {
+    if (!m_resultsInBackground) {
+        unblock();
+        return;
+    }
+    m_resultsInBackground = false;
+    client.calcResultsDictInBackground([this] { unblock(); });
 }
 
 void CalDAVSyncTask::webdavClientRequestDidFailWithError(WebDAVClient &client,
@@ -216,6 +232,7 @@ void CalDAVSyncTask::caldavClientDidNotFindService(CalDAVClient & /*client*/) {
 
 void CalDAVSyncTask::startOfSync() {
     m_syncData = syncDataForService(remoteService());
+    m_counts = {};
     m_serverWords.reset();
     m_connectionError.reset();
     if (remoteService()->valueForKey(QStringLiteral("url")).toString().isEmpty()) {

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <QList>
+#include <QSet>
 #include <QString>
+#include <QStringList>
 #include <QVariantMap>
 #include <memory>
 #include <optional>
@@ -9,6 +12,9 @@
 #include "tasks/RemoteServiceTask.h"
 
 class CalDAVClient;
+class CalDAVRemoteObjects;
+class CommonDataMO;
+class SyncableObjectMO;
 
 // The sync task of a CalDAV account ("CalDAV Synchronization"). A cycle of
 // an account without service URL first discovers it from what the user gave
@@ -17,7 +23,13 @@ class CalDAVClient;
 // paths, over the ports and schemes worth trying. Then it reads the
 // principal (homes, addresses, inbox and outbox, the server's DAV classes
 // and kind) into the sync data, and lists the collections of the calendar
-// homes there ("collections").
+// homes there ("collections"). The calendars of that list are made, updated
+// and deleted locally to match it; then the items of every calendar whose
+// contents changed are pulled: a sync-collection report from the last token
+// (a full listing when the server refuses it) or an ETag listing, the
+// changed resources downloaded with calendar-multiget in chunks, read on a
+// worker thread and merged into the store by UID; after a full listing,
+// items the server no longer has are deleted.
 //
 // Passwords come from the service's "transPassword" or the credential
 // store; a password the server refuses is not offered twice, and the cycle
@@ -29,6 +41,16 @@ public:
     static constexpr int kUserPort = 10;
     // A principal answer slower than this from Google is suspicious.
     static constexpr double kSuspiciousGoogleSeconds = 15.0;
+    // Resources asked for per calendar-multiget at first.
+    static constexpr int kDownloadChunkSize = 50;
+
+    // What the last cycle did to items.
+    struct Counts {
+        int pulled = 0;     // items stored from the server (new or changed)
+        int pushed = 0;     // local changes sent
+        int deleted = 0;    // items deleted because the server no longer has them
+        int conflicts = 0;  // items moved to the conflict bin
+    };
 
     // Makes RemoteServiceTask create this task for CalDAV services.
     static void registerKind();
@@ -41,6 +63,7 @@ public:
     QString principalPath() const;
     void setPrincipalPath(const QString &path);
     const QVariantMap &syncData() const { return m_syncData; }
+    const Counts &counts() const { return m_counts; }
 
     // WebDAVClientDelegate
     int webdavClientLoginPassword(WebDAVClient &client, const QUrl &url, QString &login,
@@ -87,6 +110,25 @@ private:
     void checkDAVOptionsResponse();
     void fetchCollections();
     void fetchCollectionsResponse();
+    // Calendar steps.
+    void processCalendarList();
+    void processCalendars();
+    void updateCalendar(CommonDataMO *calendar, const QVariantMap &collection,
+                        const QVariantMap &oldCollection, bool created);
+    void garbageCollectCalendars();
+    // Item steps.
+    void fetchChangesFromServer();
+    void fetchChangesFromCalendar();
+    void sendChangesRequest(const QString &token);
+    void markItemsOfCalendar();
+    void fetchChangesFromCalendarResponse();
+    void processServerChanges();
+    void fetchChangedEvents();
+    void multigetResponse();
+    void processChangedEvents();
+    void processEventChange(const QVariantMap &response);
+    void doneWithChangesFromCalendar();
+    void deleteReceivedItem(const QString &href);
     void endOfSync();
     // The results of a multi-status answer, or none after ending the cycle.
     std::optional<QVariantMap> multiStatusResultsDict(bool longResponseOK = false,
@@ -115,6 +157,32 @@ private:
     int m_redirects = 0;
     QStringList m_collectionsToFetch;
     QVariantList m_collections;
+    // Per cycle: the records linking local objects to the server's, the
+    // calendars still marked as gone from the server, and those whose items
+    // are to be fetched.
+    std::unique_ptr<CalDAVRemoteObjects> m_remoteObjects;
+    QSet<SyncableObjectMO *> m_markedCalendars;
+    struct CalendarToFetch {
+        CommonDataMO *calendar = nullptr;
+        QString href;
+        bool webdavSync = false;
+    };
+    QList<CalendarToFetch> m_calendarsToFetch;
+    // The calendar whose items are being fetched.
+    CalendarToFetch m_fetching;
+    bool m_fullSync = false;
+    bool m_takeAllContent = false;
+    // Listed resources: href and ETag (none for a deletion).
+    QList<std::pair<QString, std::optional<QString>>> m_serverChanges;
+    QStringList m_eventsToFetch;
+    QSet<QString> m_markedHREFs;  // items not yet seen in a full listing
+    std::optional<QString> m_newSyncToken;
+    QVariantList m_eventResponseDicts;
+    int m_downloadChunkSize = kDownloadChunkSize;
+    int m_requestedChunk = 0;
+    // The next answer's results are computed on a worker thread.
+    bool m_resultsInBackground = false;
+    Counts m_counts;
     // What the failed requests of this cycle said, for its error text.
     std::optional<QString> m_serverWords;
     std::optional<QString> m_connectionError;

@@ -33,7 +33,9 @@ QStringList collectionProperties() {
             PropertyKey::inNamespace(QStringLiteral("calendar-color"),
                                      QLatin1String(CalDAVClient::kICalNamespace)),
             CalDAVClient::calendarServerKey("getctag"),
-            QStringLiteral("sync-token")};
+            QStringLiteral("sync-token"),
+            QStringLiteral("supported-report-set"),
+            QStringLiteral("current-user-privilege-set")};
 }
 
 // Every property of the response that came back with status 200 (a
@@ -152,7 +154,7 @@ void CalDAVSyncTask::checkDAVOptionsResponse() {
 
 void CalDAVSyncTask::fetchCollections() {
     if (m_collectionsToFetch.isEmpty()) {
-        endOfSync();
+        processCalendarList();
         return;
     }
     const QString home = serviceURLFromPath(m_collectionsToFetch.first());

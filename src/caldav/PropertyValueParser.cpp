@@ -8,11 +8,18 @@
 namespace {
 
 // The keys of the children of every `inner` child of every `outer` child.
+// The keys inside each `outer` child's `inner` children; an `outer` child
+// without `inner` ones (some servers leave the wrapper out) gives its own
+// child keys.
 QStringList nestedChildKeys(const XMLElement &element, const QString &outer, const QString &inner) {
     QStringList keys;
-    for (const XMLElement *outerElement : element.childrenWithKey(outer))
-        for (const XMLElement *innerElement : outerElement->childrenWithKey(inner))
+    for (const XMLElement *outerElement : element.childrenWithKey(outer)) {
+        const QList<const XMLElement *> innerElements = outerElement->childrenWithKey(inner);
+        if (innerElements.isEmpty())
+            keys += outerElement->childKeys();
+        for (const XMLElement *innerElement : innerElements)
             keys += innerElement->childKeys();
+    }
     return keys;
 }
 

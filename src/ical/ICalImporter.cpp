@@ -2,6 +2,7 @@
 
 #include <libical/ical.h>
 #include <QHash>
+#include <QSet>
 
 #include "ical/ICalCalendarReader.h"
 #include "ical/ICalDateReader.h"
@@ -130,6 +131,7 @@ private:
     const quint32 m_options;
     QHash<QString, CommonDataMO *> m_masters;
     Result m_result;
+    QSet<QString> m_readUIDs;
     int m_unsaved = 0;
 };
 
@@ -200,6 +202,10 @@ void ICalImporter::Run::importComponent(icalcomponent *component, icalcomponent 
     if (source.detached)
         ItemRecurrence(master).detachedInstancesChanged();
     ++(made ? m_result.stored : m_result.updated);
+    if (!uid.isEmpty() && !m_readUIDs.contains(uid)) {
+        m_readUIDs.insert(uid);
+        m_result.uids.append(uid);
+    }
     saveEveryFewThousand();
 }
 

@@ -3,6 +3,7 @@
 #include <QByteArray>
 #include <QList>
 #include <QString>
+#include <QStringList>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -32,8 +33,9 @@ public:
         QString reason;
     };
     struct Result {
-        int stored = 0;   // new items
-        int updated = 0;  // items that were in the calendar
+        int stored = 0;    // new items
+        int updated = 0;   // items that were in the calendar
+        QStringList uids;  // of the items read, each once, in reading order
         QList<Skipped> skipped;
     };
 

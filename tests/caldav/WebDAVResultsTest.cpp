@@ -31,6 +31,7 @@ const QByteArray kMultistatus = R"(<?xml version="1.0" encoding="utf-8"?>
         <D:supported-report-set>
           <D:supported-report><D:report><D:sync-collection/></D:report></D:supported-report>
           <D:supported-report><D:report><C:calendar-multiget/></D:report></D:supported-report>
+          <D:supported-report><C:calendar-query/></D:supported-report>
         </D:supported-report-set>
         <D:group-membership><D:href>/p/a/</D:href><D:href>/p/b/</D:href></D:group-membership>
       </D:prop>
@@ -74,7 +75,8 @@ TEST(WebDAVResultsTest, ReadsAMultistatusResponseByResponse) {
     EXPECT_EQ(found.value("current-user-privilege-set").toStringList(),
               QStringList({"read", "write"}));
     EXPECT_EQ(found.value("supported-report-set").toStringList(),
-              QStringList({"sync-collection", kCalDAV + " calendar-multiget"}));
+              QStringList({"sync-collection", kCalDAV + " calendar-multiget",
+                           kCalDAV + " calendar-query"}));
     EXPECT_EQ(found.value("group-membership").toStringList(), QStringList({"/p/a/", "/p/b/"}));
     const QVariantMap missing = propstats[1].toMap();
     EXPECT_EQ(missing.value("property status").toInt(), 404);

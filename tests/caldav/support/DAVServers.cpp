@@ -158,15 +158,18 @@ QString davicalTemplate(QString &error) {
 }  // namespace
 
 int sendBlocking(const QString &method, const QString &url, const QString &user,
-                 const QString &password, const QByteArray &body, int timeoutMs) {
+                 const QString &password, const QByteArray &body, int timeoutMs,
+                 const QByteArray &contentType) {
     QNetworkAccessManager manager;
     QNetworkRequest request{QUrl(url)};
     if (!user.isEmpty())
         request.setRawHeader("Authorization",
                              "Basic " + (user + QLatin1Char(':') + password).toUtf8().toBase64());
-    request.setRawHeader("Depth", "0");
+    // A collection is deleted whole: no depth.
+    if (method != QLatin1String("DELETE"))
+        request.setRawHeader("Depth", "0");
     if (!body.isEmpty())
-        request.setRawHeader("Content-Type", "text/xml; charset=utf-8");
+        request.setRawHeader("Content-Type", contentType);
     QNetworkReply *reply = manager.sendCustomRequest(request, method.toUtf8(), body);
     QEventLoop loop;
     QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);

@@ -6,9 +6,11 @@
 #include "caldav/support/TestServer.h"
 
 // One HTTP exchange for setting a server up, outside the client under test:
-// the status code, or 0 when no answer came within `timeoutMs`.
+// the status code, or 0 when no answer came within `timeoutMs`. A body is
+// sent as `contentType`.
 int sendBlocking(const QString &method, const QString &url, const QString &user,
-                 const QString &password, const QByteArray &body = {}, int timeoutMs = 20000);
+                 const QString &password, const QByteArray &body = {}, int timeoutMs = 20000,
+                 const QByteArray &contentType = "text/xml; charset=utf-8");
 
 // Radicale with HTTP Basic users "test"/"test" and "test2"/"test2" (a user
 // sees only their own collections); each has the calendar "/USER/calendar/".

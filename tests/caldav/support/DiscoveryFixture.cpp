@@ -2,6 +2,7 @@
 
 #include "caldav/CalDAVServiceInfo.h"
 #include "caldav/CalDAVSyncTask.h"
+#include "model/Queries.h"
 #include "model/Schema.h"
 #include "tasks/CredentialStore.h"
 #include "tasks/TaskManager.h"
@@ -12,11 +13,13 @@ DiscoveryFixture::DiscoveryFixture() {
     m_store = std::make_unique<PersistentStore>(&Schema::model(),
                                                 m_dir.filePath(QStringLiteral("Accounts.bsql")));
     m_context = std::make_unique<ManagedObjectContext>(m_store.get());
+    Queries::setContext(m_context.get());
 }
 
 DiscoveryFixture::~DiscoveryFixture() {
     TaskManager::stopSharedManager();
     CredentialStore::setShared(nullptr);
+    Queries::setContext(nullptr);
     m_context.reset();
     m_store.reset();
 }

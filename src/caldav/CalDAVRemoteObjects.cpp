@@ -1,0 +1,61 @@
+#include "caldav/CalDAVRemoteObjects.h"
+
+#include "model/ModelObject.h"
+#include "model/SyncableObjectMO.h"
+#include "model/store/ManagedObjectContext.h"
+
+CalDAVRemoteObjects::CalDAVRemoteObjects(ModelObject *service) : m_service(service) {
+    for (ManagedObject *object : service->objectsForKey(QStringLiteral("remoteObjects"))) {
+        auto *record = ModelObject::as<ModelObject>(object);
+        const QString href = record->valueForKey(QStringLiteral("remoteID")).toString();
+        if (!href.isEmpty() && !record->isDeleted())
+            m_byHREF.insert(href, record);
+    }
+}
+
+ModelObject *CalDAVRemoteObjects::forHREF(const QString &href) const {
+    return m_byHREF.value(href);
+}
+
+SyncableObjectMO *CalDAVRemoteObjects::localObjectForHREF(const QString &href) const {
+    const ModelObject *record = forHREF(href);
+    return record ? ModelObject::as<SyncableObjectMO>(
+                        record->objectForKey(QStringLiteral("localObject")))
+                  : nullptr;
+}
+
+ModelObject *CalDAVRemoteObjects::link(const QString &href, SyncableObjectMO *local) {
+    ModelObject *record = forHREF(href);
+    if (!record) {
+        record = ModelObject::as<ModelObject>(
+            m_service->managedObjectContext()->insertNewObject(QStringLiteral("RemoteObject")));
+        record->setValue(QStringLiteral("remoteID"), href);
+        record->setObject(QStringLiteral("theRemoteService"), m_service);
+        m_byHREF.insert(href, record);
+    }
+    if (record->objectForKey(QStringLiteral("localObject")) != local)
+        record->setObject(QStringLiteral("localObject"), local);
+    return record;
+}
+
+void CalDAVRemoteObjects::drop(const QString &href) {
+    if (ModelObject *record = m_byHREF.take(href))
+        m_service->managedObjectContext()->deleteObject(record);
+}
+
+void CalDAVRemoteObjects::dropOrphans() {
+    for (auto it = m_byHREF.begin(); it != m_byHREF.end();) {
+        if (it.value()->objectForKey(QStringLiteral("localObject"))) {
+            ++it;
+            continue;
+        }
+        m_service->managedObjectContext()->deleteObject(it.value());
+        it = m_byHREF.erase(it);
+    }
+}
+
+std::optional<QString> CalDAVRemoteObjects::etagOf(const ModelObject *record) {
+    const QString etag =
+        record ? record->valueForKey(QStringLiteral("remoteETag")).toString() : QString();
+    return etag.isEmpty() ? std::nullopt : std::optional<QString>(etag);
+}

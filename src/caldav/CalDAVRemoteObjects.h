@@ -1,0 +1,37 @@
+#pragma once
+
+#include <QHash>
+#include <QString>
+#include <optional>
+
+class ModelObject;
+class SyncableObjectMO;
+
+// The remote objects of one CalDAV service, by their "remoteID" (the href of
+// a calendar or of an item's resource on the server): the link between a
+// local calendar or item and its copy on the server, with the item's ETag
+// ("remoteETag") and a calendar's last sync token ("editURL"). Read once
+// per cycle from the service; records made or dropped through the index
+// keep it current. Main thread only.
+class CalDAVRemoteObjects {
+public:
+    explicit CalDAVRemoteObjects(ModelObject *service);
+
+    // The record of the href, or nullptr.
+    ModelObject *forHREF(const QString &href) const;
+    // The record of the href, made for `local` when there is none; an
+    // existing one is moved to `local`.
+    ModelObject *link(const QString &href, SyncableObjectMO *local);
+    // Deletes the record of the href, if any.
+    void drop(const QString &href);
+    // Deletes the records whose local object is gone.
+    void dropOrphans();
+    // The local object of the href's record, or nullptr.
+    SyncableObjectMO *localObjectForHREF(const QString &href) const;
+
+    static std::optional<QString> etagOf(const ModelObject *record);
+
+private:
+    ModelObject *m_service;
+    QHash<QString, ModelObject *> m_byHREF;
+};

@@ -1,0 +1,300 @@
+#include <gtest/gtest.h>
+
+#include <QSet>
+#include <iostream>
+
+#include "caldav/CalDAVRemoteObjects.h"
+#include "caldav/support/DAVServers.h"
+#include "caldav/support/DiscoveryFixture.h"
+#include "caldav/support/ServerTestSuite.h"
+#include "model/CommonDataMO.h"
+#include "model/ItemCodes.h"
+#include "model/SyncableObjectMO.h"
+#include "tasks/SyncState.h"
+
+// Pulling calendars and items from real servers, seeded and changed by
+// plain HTTP requests of the test (an independent client): the first pull,
+// calendars and items made, changed and deleted on the server, a sync token
+// the server refuses, and counts and UIDs checked so that nothing is lost or
+// pulled twice.
+namespace {
+
+template <typename Server>
+struct SyncAccount;
+template <>
+struct SyncAccount<RadicaleServer> {
+    static constexpr char login[] = "test", password[] = "test", principal[] = "/test/",
+                          home[] = "/test/";
+    // A token the server does not know is refused (403 valid-sync-token).
+    static constexpr bool refusesUnknownToken = true;
+};
+template <>
+struct SyncAccount<XandikosServer> {
+    static constexpr char login[] = "user", password[] = "anything", principal[] = "/user/",
+                          home[] = "/user/calendars/";
+    static constexpr bool refusesUnknownToken = true;  // with a 500
+};
+template <>
+struct SyncAccount<DAViCalServer> {
+    static constexpr char login[] = "test", password[] = "test", principal[] = "/caldav.php/test/",
+                          home[] = "/caldav.php/test/";
+    // An unknown token lists everything, as from the beginning.
+    static constexpr bool refusesUnknownToken = false;
+};
+
+QByteArray vcalendar(const QByteArray &components) {
+    return "BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:-//Sync test//EN\r\n" + components +
+           "END:VCALENDAR\r\n";
+}
+
+QByteArray vevent(const QByteArray &uid, const QByteArray &summary, const QByteArray &dates,
+                  const QByteArray &extra = {}) {
+    return "BEGIN:VEVENT\r\nUID:" + uid + "\r\nDTSTAMP:20261101T000000Z\r\nSUMMARY:" + summary +
+           "\r\n" + dates + extra + "END:VEVENT\r\n";
+}
+
+// The seeded resources: file name and text.
+QList<std::pair<QString, QByteArray>> seededResources() {
+    return {
+        {"timed.ics", vcalendar(vevent("timed-1", "Timed",
+                                       "DTSTART:20261201T100000Z\r\nDTEND:20261201T110000Z\r\n"))},
+        {"allday.ics", vcalendar(vevent("allday-1", "All day",
+                                        "DTSTART;VALUE=DATE:20261202\r\n"
+                                        "DTEND;VALUE=DATE:20261203\r\n"))},
+        {"floating.ics", vcalendar(vevent("floating-1", "Floating",
+                                          "DTSTART:20261203T090000\r\nDTEND:20261203T100000\r\n"))},
+        {"repeating.ics", vcalendar(vevent("repeating-1", "Weekly",
+                                           "DTSTART:20261207T080000Z\r\nDTEND:20261207T083000Z\r\n",
+                                           "RRULE:FREQ=WEEKLY;COUNT=5\r\n") +
+                                    vevent("repeating-1", "Weekly\\, moved",
+                                           "DTSTART:20261215T090000Z\r\nDTEND:20261215T093000Z\r\n",
+                                           "RECURRENCE-ID:20261214T080000Z\r\n"))},
+        {"todo.ics", vcalendar("BEGIN:VTODO\r\nUID:todo-1\r\nDTSTAMP:20261101T000000Z\r\n"
+                               "SUMMARY:Done\r\nDUE:20261205T170000Z\r\nSTATUS:COMPLETED\r\n"
+                               "COMPLETED:20261204T120000Z\r\nEND:VTODO\r\n")},
+    };
+}
+
+template <typename Server>
+class CalDAVSyncTest : public ServerTestSuite<Server> {
+protected:
+    using Known = SyncAccount<Server>;
+
+    QString user() const { return QLatin1String(Known::login); }
+    QString password() const { return QLatin1String(Known::password); }
+    // A new calendar on the server, named after the test; its URL.
+    QString makeServerCalendar(const QString &name, const QString &title) {
+        const QString url = this->server->url(QLatin1String(Known::home) + name + '/');
+        const QByteArray body =
+            "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n"
+            "<C:mkcalendar xmlns:D=\"DAV:\" xmlns:C=\"urn:ietf:params:xml:ns:caldav\">"
+            "<D:set><D:prop><D:displayname>" +
+            title.toUtf8() + "</D:displayname></D:prop></D:set></C:mkcalendar>";
+        EXPECT_EQ(sendBlocking("MKCALENDAR", url, user(), password(), body), 201);
+        return url;
+    }
+    void put(const QString &url, const QByteArray &text) {
+        const int status = sendBlocking("PUT", url, user(), password(), text, 20000,
+                                        "text/calendar; charset=utf-8");
+        EXPECT_TRUE(status == 201 || status == 204) << url.toStdString() << " " << status;
+    }
+    void remove(const QString &url) {
+        const int status = sendBlocking("DELETE", url, user(), password());
+        EXPECT_TRUE(status == 200 || status == 204) << url.toStdString() << " " << status;
+    }
+    void rename(const QString &url, const QString &title) {
+        const QByteArray body =
+            "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n"
+            "<D:propertyupdate xmlns:D=\"DAV:\"><D:set><D:prop><D:displayname>" +
+            title.toUtf8() + "</D:displayname></D:prop></D:set></D:propertyupdate>";
+        EXPECT_EQ(sendBlocking("PROPPATCH", url, user(), password(), body), 207);
+    }
+
+    ModelObject *service() {
+        if (!m_service)
+            m_service = fixture.makeService(this->server->url(QLatin1String(Known::principal)),
+                                            user(), password());
+        return m_service;
+    }
+    CalDAVAccountCheck::Outcome sync() {
+        CalDAVAccountCheck::Outcome outcome = fixture.discover(service());
+        EXPECT_EQ(outcome.state, SyncState::Idle) << outcome.error.value_or("").toStdString();
+        return outcome;
+    }
+    // The account's local calendar with that title, or nullptr.
+    CommonDataMO *calendarTitled(const QString &title) {
+        for (ManagedObject *object : service()->objectsForKey("ownedContainers")) {
+            auto *syncable = ModelObject::as<SyncableObjectMO>(object);
+            if (syncable && syncable->objectData() &&
+                syncable->objectData()->effectiveTitle() == title)
+                return syncable->objectData();
+        }
+        return nullptr;
+    }
+    int calendarsTitled(const QString &title) {
+        int count = 0;
+        for (ManagedObject *object : service()->objectsForKey("ownedContainers")) {
+            auto *syncable = ModelObject::as<SyncableObjectMO>(object);
+            count += syncable && syncable->objectData() &&
+                     syncable->objectData()->effectiveTitle() == title;
+        }
+        return count;
+    }
+    // The UIDs of the calendar's items (detached instances apart), sorted;
+    // a UID twice shows up twice.
+    static QStringList itemUIDs(CommonDataMO *calendar) {
+        QStringList uids;
+        for (ManagedObject *child : calendar->objectsForKey("childrenDirect"))
+            if (child->entityName() == "Event")
+                uids.append(ModelObject::as<CommonDataMO>(child)->uid());
+        uids.sort();
+        return uids;
+    }
+    // The item of that UID, not one of its detached instances.
+    static CommonDataMO *item(CommonDataMO *calendar, const QString &uid) {
+        for (ManagedObject *child : calendar->objectsForKey("childrenDirect"))
+            if (child->entityName() == "Event" &&
+                ModelObject::as<CommonDataMO>(child)->uid() == uid)
+                return ModelObject::as<CommonDataMO>(child);
+        return nullptr;
+    }
+
+    // What the cycles logged, to see where a failed test went wrong.
+    void TearDown() override {
+        if (!this->HasFailure())
+            return;
+        const auto &messages = fixture.log.messages();
+        for (size_t i = messages.size() > 300 ? messages.size() - 300 : 0; i < messages.size(); ++i)
+            std::cerr << messages[i].text.left(400).toStdString() << '\n';
+    }
+
+    DiscoveryFixture fixture;
+
+private:
+    ModelObject *m_service = nullptr;
+};
+
+using SyncServers = ::testing::Types<RadicaleServer, XandikosServer, DAViCalServer>;
+TYPED_TEST_SUITE(CalDAVSyncTest, SyncServers);
+
+TYPED_TEST(CalDAVSyncTest, PullsCalendarsAndItemsAndFollowsChangesOnTheServer) {
+    const QString url = this->makeServerCalendar("pulled", "Pulled");
+    for (const auto &[name, text] : seededResources())
+        this->put(url + name, text);
+    // Enough plain events for more than one download request.
+    for (int i = 0; i < 52; ++i)
+        this->put(url + QStringLiteral("bulk-%1.ics").arg(i),
+                  vcalendar(vevent(QByteArray("bulk-") + QByteArray::number(i), "Bulk",
+                                   "DTSTART:20261210T100000Z\r\nDTEND:20261210T110000Z\r\n")));
+    // Deleted before the first pull: a server may still list it as gone.
+    this->put(url + "gone.ics",
+              vcalendar(vevent("gone-1", "Gone", "DTSTART:20261201T100000Z\r\n")));
+    this->remove(url + "gone.ics");
+
+    const CalDAVAccountCheck::Outcome first = this->sync();
+    EXPECT_EQ(first.counts.pulled, 57);
+    EXPECT_EQ(first.counts.deleted, 0);
+    CommonDataMO *calendar = this->calendarTitled("Pulled");
+    ASSERT_NE(calendar, nullptr);
+    EXPECT_EQ(this->calendarsTitled("Pulled"), 1);
+    QStringList expected{"allday-1", "floating-1", "repeating-1", "timed-1", "todo-1"};
+    for (int i = 0; i < 52; ++i)
+        expected.append(QStringLiteral("bulk-%1").arg(i));
+    expected.sort();
+    EXPECT_EQ(this->itemUIDs(calendar), expected);
+
+    CommonDataMO *timed = this->item(calendar, "timed-1");
+    ASSERT_NE(timed, nullptr);
+    EXPECT_EQ(timed->effectiveTitle(), QStringLiteral("Timed"));
+    EXPECT_FALSE(timed->boolValueForKey("allDay"));
+    EXPECT_TRUE(this->item(calendar, "allday-1")->boolValueForKey("allDay"));
+    EXPECT_TRUE(this->item(calendar, "floating-1")->boolValueForKey("floatingEvent"));
+    CommonDataMO *repeating = this->item(calendar, "repeating-1");
+    ASSERT_EQ(repeating->objectsForKey("detachedEvents").size(), 1);
+    EXPECT_EQ(ModelObject::as<CommonDataMO>(repeating->objectsForKey("detachedEvents").first())
+                  ->effectiveTitle(),
+              QStringLiteral("Weekly, moved"));
+    CommonDataMO *todo = this->item(calendar, "todo-1");
+    EXPECT_EQ(todo->integerValueForKey("eventType"), ItemType::ToDo);
+    EXPECT_TRUE(todo->dateValueForKey("completionTime"));
+    EXPECT_TRUE(todo->calendarDateValueForKey("dueTimeAndZone"));
+
+    // Changes on the server: an item edited, one deleted, one added, the
+    // calendar renamed, another calendar made.
+    this->put(url + "timed.ics",
+              vcalendar(vevent("timed-1", "Timed\\, edited",
+                               "DTSTART:20261201T120000Z\r\nDTEND:20261201T130000Z\r\n")));
+    this->remove(url + "floating.ics");
+    this->put(url + "added.ics", vcalendar(vevent("added-1", "Added",
+                                                  "DTSTART:20261206T100000Z\r\n"
+                                                  "DTEND:20261206T110000Z\r\n")));
+    this->rename(url, "Renamed");
+    const QString second = this->makeServerCalendar("second", "Second");
+
+    const CalDAVAccountCheck::Outcome next = this->sync();
+    EXPECT_EQ(next.counts.pulled, 2);
+    EXPECT_EQ(next.counts.deleted, 1);
+    EXPECT_EQ(this->calendarTitled("Pulled"), nullptr);
+    ASSERT_EQ(this->calendarTitled("Renamed"), calendar);
+    expected.removeOne("floating-1");
+    expected.append("added-1");
+    expected.sort();
+    EXPECT_EQ(this->itemUIDs(calendar), expected);
+    EXPECT_EQ(this->item(calendar, "timed-1")->effectiveTitle(), QStringLiteral("Timed, edited"));
+    EXPECT_EQ(this->calendarsTitled("Second"), 1);
+
+    // Nothing changed: nothing pulled.
+    const CalDAVAccountCheck::Outcome quiet = this->sync();
+    EXPECT_EQ(quiet.counts.pulled, 0);
+    EXPECT_EQ(quiet.counts.deleted, 0);
+    EXPECT_EQ(this->itemUIDs(calendar), expected);
+
+    // A calendar deleted on the server goes, with its items.
+    this->put(second + "in-second.ics",
+              vcalendar(vevent("in-second-1", "In second", "DTSTART:20261206T100000Z\r\n")));
+    this->sync();
+    ASSERT_NE(this->calendarTitled("Second"), nullptr);
+    EXPECT_EQ(this->itemUIDs(this->calendarTitled("Second")), QStringList{"in-second-1"});
+    this->remove(second);
+    this->sync();
+    EXPECT_EQ(this->calendarsTitled("Second"), 0);
+    CalDAVRemoteObjects records(this->service());
+    EXPECT_EQ(records.forHREF(QUrl(second).path()), nullptr);
+    EXPECT_EQ(records.forHREF(QUrl(second).path() + "in-second.ics"), nullptr);
+}
+
+TYPED_TEST(CalDAVSyncTest, ATokenTheServerRefusesFallsBackToAFullListing) {
+    using Known = SyncAccount<TypeParam>;
+    const QString url = this->makeServerCalendar("tokens", "Tokens");
+    this->put(url + "kept.ics",
+              vcalendar(vevent("kept-1", "Kept", "DTSTART:20261201T100000Z\r\n")));
+    this->put(url + "dropped.ics",
+              vcalendar(vevent("dropped-1", "Dropped", "DTSTART:20261201T100000Z\r\n")));
+    this->sync();
+    CommonDataMO *calendar = this->calendarTitled("Tokens");
+    ASSERT_NE(calendar, nullptr);
+    EXPECT_EQ(this->itemUIDs(calendar), (QStringList{"dropped-1", "kept-1"}));
+
+    // The kept token is one the server never gave.
+    CalDAVRemoteObjects records(this->service());
+    ModelObject *record = records.forHREF(QUrl(url).path());
+    ASSERT_NE(record, nullptr);
+    ASSERT_FALSE(record->valueForKey("editURL").toString().isEmpty());
+    record->setValue("editURL", QUrl(url).toString() + "unknown-token-42");
+    this->put(url + "new.ics", vcalendar(vevent("new-1", "New", "DTSTART:20261201T100000Z\r\n")));
+    if (Known::refusesUnknownToken)
+        this->remove(url + "dropped.ics");
+
+    const CalDAVAccountCheck::Outcome outcome = this->sync();
+    const QStringList expected = Known::refusesUnknownToken
+                                     ? QStringList{"kept-1", "new-1"}
+                                     : QStringList{"dropped-1", "kept-1", "new-1"};
+    EXPECT_EQ(this->itemUIDs(calendar), expected);
+    EXPECT_EQ(outcome.counts.pulled, 1);
+    EXPECT_EQ(outcome.counts.deleted, Known::refusesUnknownToken ? 1 : 0);
+    EXPECT_EQ(this->fixture.log.contains("out of date error"), Known::refusesUnknownToken);
+    // The next cycle uses the token of the full listing again.
+    EXPECT_NE(record->valueForKey("editURL").toString(), QUrl(url).toString() + "unknown-token-42");
+}
+
+}  // namespace
