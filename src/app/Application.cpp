@@ -17,6 +17,7 @@
 #include "app/commands/ExportCommand.h"
 #include "app/commands/ImportCommand.h"
 #include "app/commands/ShowCommand.h"
+#include "app/commands/SyncCommand.h"
 #include "model/foundation/Log.h"
 #include "model/foundation/Paths.h"
 #include "model/foundation/Preferences.h"
@@ -148,6 +149,7 @@ void Application::registerCommands() {
     registerAgendaCommand(m_registry);
     registerAccountsCommand(m_registry);
     registerAccountCommands(m_registry);
+    registerSyncCommand(m_registry);
     registerExportCommand(m_registry);
     registerImportCommand(m_registry);
 }

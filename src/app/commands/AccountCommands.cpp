@@ -6,6 +6,7 @@
 #include "app/CommandRegistry.h"
 #include "app/PasswordInput.h"
 #include "app/StoreSession.h"
+#include "app/commands/KeyringInUse.h"
 #include "caldav/CalDAVAccountCheck.h"
 #include "caldav/CalDAVClient.h"
 #include "caldav/CalDAVServiceInfo.h"
@@ -16,7 +17,6 @@
 #include "model/RemoteServiceLifecycle.h"
 #include "model/store/ManagedObjectContext.h"
 #include "tasks/RemoteServiceTask.h"
-#include "tasks/SecretServiceCredentialStore.h"
 #include "tasks/SyncState.h"
 #include "tasks/TaskManager.h"
 
@@ -24,16 +24,6 @@ namespace {
 
 constexpr int kDiscoverySeconds = 120;
 constexpr double kDefaultSyncInterval = 900;
-
-// The keyring holds the passwords while a command runs.
-class KeyringInUse {
-public:
-    KeyringInUse() { CredentialStore::setShared(&m_store); }
-    ~KeyringInUse() { CredentialStore::setShared(nullptr); }
-
-private:
-    SecretServiceCredentialStore m_store;
-};
 
 QString passwordForAccount(const CommandContext &context, const QString &login,
                            const QString &server) {
