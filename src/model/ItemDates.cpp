@@ -59,14 +59,17 @@ bool ItemDates::isUndated() const {
                          !dateForKey("dueTimeAndZone"));
 }
 
+std::optional<CalendarDate> ItemDates::dateOrDue(const std::optional<CalendarDate> &date,
+                                                 const std::optional<CalendarDate> &due) {
+    return date ? date : due;
+}
+
 std::optional<CalendarDate> ItemDates::startDate() const {
-    std::optional<CalendarDate> start = dateForKey("startTimeAndZone");
-    return start ? start : dateForKey("dueTimeAndZone");
+    return dateOrDue(dateForKey("startTimeAndZone"), dateForKey("dueTimeAndZone"));
 }
 
 std::optional<CalendarDate> ItemDates::endDate() const {
-    std::optional<CalendarDate> end = dateForKey("endTimeAndZone");
-    return end ? end : dateForKey("dueTimeAndZone");
+    return dateOrDue(dateForKey("endTimeAndZone"), dateForKey("dueTimeAndZone"));
 }
 
 DateComponents ItemDates::durationComps() const {

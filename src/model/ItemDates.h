@@ -25,6 +25,9 @@ public:
     // The start, or the due date when there is none; the end likewise.
     std::optional<CalendarDate> startDate() const;
     std::optional<CalendarDate> endDate() const;
+    // The same from the dates themselves (start or end, and the due date).
+    static std::optional<CalendarDate> dateOrDue(const std::optional<CalendarDate> &date,
+                                                 const std::optional<CalendarDate> &due);
     // Days, hours, minutes and seconds from startDate() to endDate(), read
     // in the start's zone; all undefined when either is missing.
     DateComponents durationComps() const;

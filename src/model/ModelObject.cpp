@@ -105,7 +105,11 @@ void ModelObject::setOpacityValue(double value, const QString &key) {
 // --- Archived values ------------------------------------------------------------
 
 QVariant ModelObject::unarchivedValueForKey(const QString &key) const {
-    const QByteArray data = storedValue(key).toByteArray();
+    return unarchivedValue(storedValue(key));
+}
+
+QVariant ModelObject::unarchivedValue(const QVariant &stored) {
+    const QByteArray data = stored.toByteArray();
     if (data.isEmpty())
         return QVariant();
     // Archives are our own property lists; there is no older format to
@@ -144,8 +148,13 @@ void ModelObject::setDictionaryValue(const QVariantMap &value, const QString &ke
 // --- Calendar dates ---------------------------------------------------------------
 
 std::optional<CalendarDate> ModelObject::calendarDateValueForKey(const QString &key) const {
-    return cachedValue<CalendarDate>(
-        key, [&] { return CalendarDate::unarchiveFromString(storedValue(key).toString()); });
+    return cachedValue<CalendarDate>(key, [&] { return calendarDateValue(storedValue(key)); });
+}
+
+std::optional<CalendarDate> ModelObject::calendarDateValue(const QVariant &stored) {
+    if (stored.isNull())
+        return std::nullopt;
+    return CalendarDate::unarchiveFromString(stored.toString());
 }
 
 void ModelObject::setCalendarDateValue(const std::optional<CalendarDate> &value,

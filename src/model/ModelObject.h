@@ -49,6 +49,8 @@ public:
     // number, date or data. An empty collection, string or data is stored as
     // no value. A value that does not decode is logged and reads as none.
     QVariant unarchivedValueForKey(const QString &key) const;
+    // The same for a value as it is stored (see ManagedObjectContext::fetchValues).
+    static QVariant unarchivedValue(const QVariant &stored);
     void setArchivedValue(const QVariant &value, const QString &key);
 
     // --- String table: a dictionary of strings in strings-file format; text
@@ -60,6 +62,8 @@ public:
     // with the date's zone, or the system zone when it has none; text
     // without a colon reads as none.
     std::optional<CalendarDate> calendarDateValueForKey(const QString &key) const;
+    // The same for a value as it is stored (no value: none).
+    static std::optional<CalendarDate> calendarDateValue(const QVariant &stored);
     void setCalendarDateValue(const std::optional<CalendarDate> &value, const QString &key);
     // --- Calendar-date list: the distinct instants, ascending, joined with
     // ","; entries that do not read are skipped.

@@ -7,10 +7,6 @@
 #include "model/store/PersistentStore.h"
 #include "model/store/ValueComparison.h"
 
-namespace {
-constexpr int kBatchSize = 500;  // keys per "IN (...)" query
-}  // namespace
-
 FetchExecution::FetchExecution(ManagedObjectContext *context, const FetchRequest &request)
     : m_context(context), m_request(request) {
     m_entity = context->store()->model()->entity(request.entityName());
@@ -131,6 +127,84 @@ QList<ManagedObject *> FetchExecution::objects() {
     return results;
 }
 
+QList<FetchedValues> FetchExecution::values(const QStringList &keys) {
+    if (!m_request.sortDescriptors().isEmpty() || m_request.fetchLimit() > 0 ||
+        !m_request.relationshipKeyPathsForPrefetching().isEmpty())
+        throw std::invalid_argument("a fetch of values neither sorts, limits nor prefetches");
+    // A key of some of the sub-entities reads as none for the others.
+    std::vector<const PropertyDescription *> properties;
+    for (const QString &key : keys) {
+        const PropertyDescription *property = nullptr;
+        for (const EntityDescription *entity : m_entity->selfAndDescendants()) {
+            if ((property = entity->property(key)))
+                break;
+        }
+        if (!property || property->isToMany || (property->isAttribute() && property->isTransient))
+            throw std::invalid_argument(
+                QStringLiteral("%1 is not a stored attribute or to-one relationship of %2")
+                    .arg(key, m_entity->name())
+                    .toStdString());
+        properties.push_back(property);
+    }
+    const auto inMemory = [&](ManagedObject *object) {
+        FetchedValues fetched{object->m_id, {}};
+        for (const PropertyDescription *property : properties) {
+            const PropertyDescription *own = object->m_id.entity->property(property->name);
+            const QVariant value = own ? object->primitiveValue(own) : QVariant();
+            const ManagedObject *destination =
+                property->isRelationship ? value.value<ManagedObject *>() : nullptr;
+            fetched.values << (destination                ? QVariant::fromValue(destination->m_id)
+                               : property->isRelationship ? QVariant()
+                                                          : value);
+        }
+        return fetched;
+    };
+    QList<FetchedValues> results;
+    if (!m_sql.exact) {  // the predicate needs objects to be judged
+        for (ManagedObject *object : objects())
+            results.append(inMemory(object));
+        return results;
+    }
+
+    PersistentStore &store = *m_context->store();
+    QString sql = QStringLiteral("SELECT t0.Z_PK, t0.Z_ENT");
+    for (const PropertyDescription *property : properties)
+        sql += QStringLiteral(", t0.\"%1\"").arg(property->name);
+    // Sorted below: an ORDER BY could lead SQLite to walk the table in key
+    // order rather than use the indexes the condition names.
+    sql +=
+        QStringLiteral(" FROM \"%1\" t0 WHERE t0.Z_ENT IN (%2) AND (%3)")
+            .arg(store.layout(m_entity).table,
+                 store.entityCodeList(m_entity, m_request.includesSubentities()), m_sql.condition);
+    SqliteStatement &query = m_context->connection().statement(sql);
+    for (int i = 0; i < m_sql.bindings.size(); ++i)
+        query.bind(i + 1, m_sql.bindings[i]);
+    while (query.step()) {
+        const ObjectID id{store.entityForCode(int(query.columnInt(1))), query.columnInt(0)};
+        // Objects with unsaved changes are judged by their values in memory.
+        if (m_request.includesPendingChanges()) {
+            const ManagedObject *registered = m_context->registeredObject(id);
+            if (registered && registered->hasChanges())
+                continue;
+        }
+        FetchedValues fetched{id, {}};
+        for (int i = 0; i < int(properties.size()); ++i)
+            fetched.values << (query.isNull(i + 2) ? QVariant()
+                                                   : ManagedObjectContext::columnValue(
+                                                         query, i + 2, properties[std::size_t(i)]));
+        results.append(std::move(fetched));
+    }
+    query.reset();
+    for (ManagedObject *object : m_pending) {
+        if (!object->isDeleted() && matches(object))
+            results.append(inMemory(object));
+    }
+    std::sort(results.begin(), results.end(), [](const FetchedValues &a, const FetchedValues &b) {
+        return a.id.primaryKey < b.id.primaryKey;
+    });
+    return results;
+}
+
 qint64 FetchExecution::count() {
     if (!m_sql.exact || !m_pending.isEmpty())
         return objects().size();
@@ -195,27 +269,7 @@ void FetchExecution::prefetchToOne(const QList<ManagedObject *> &owners,
             faults.append(destination);
         }
     }
-    const QString select = m_context->selectColumns(relationship->destination);
-    for (qsizetype start = 0; start < faults.size(); start += kBatchSize) {
-        const QList<ManagedObject *> batch = faults.mid(start, kBatchSize);
-        QHash<qint64, ManagedObject *> byKey;
-        QStringList placeholders;
-        for (ManagedObject *object : batch) {
-            byKey.insert(object->m_id.primaryKey, object);
-            placeholders << QStringLiteral("?");
-        }
-        SqliteStatement &query = m_context->connection().statement(
-            select +
-            QStringLiteral("WHERE t0.Z_PK IN (%1)").arg(placeholders.join(QLatin1Char(','))));
-        for (int i = 0; i < batch.size(); ++i)
-            query.bindInt(i + 1, batch[i]->m_id.primaryKey);
-        while (query.step()) {
-            if (ManagedObject *object = byKey.value(query.columnInt(0));
-                object && object->isFault())
-                m_context->populate(object, query);
-        }
-        query.reset();
-    }
+    m_context->loadFaults(faults);
 }
 
 void FetchExecution::prefetchToMany(const QList<ManagedObject *> &owners,
@@ -233,8 +287,10 @@ void FetchExecution::prefetchToMany(const QList<ManagedObject *> &owners,
     PersistentStore &store = *m_context->store();
     const PropertyDescription *inverse = relationship->inverse;
     const QString select = m_context->selectColumns(relationship->destination);
-    for (qsizetype start = 0; start < unloaded.size(); start += kBatchSize) {
-        const QList<ManagedObject *> batch = unloaded.mid(start, kBatchSize);
+    for (qsizetype start = 0; start < unloaded.size();
+         start += ManagedObjectContext::kKeysPerQuery) {
+        const QList<ManagedObject *> batch =
+            unloaded.mid(start, ManagedObjectContext::kKeysPerQuery);
         QHash<qint64, QList<ManagedObject *>> members;
         QStringList placeholders;
         for (ManagedObject *owner : batch) {

@@ -16,6 +16,8 @@ public:
     FetchExecution(ManagedObjectContext *context, const FetchRequest &request);
 
     QList<ManagedObject *> objects();
+    // See ManagedObjectContext::fetchValues().
+    QList<FetchedValues> values(const QStringList &keys);
     qint64 count();
 
 private:

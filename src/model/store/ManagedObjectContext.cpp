@@ -11,25 +11,6 @@
 
 namespace {
 
-// A column that is not NULL, as a value of the attribute's type.
-QVariant columnAs(const SqliteStatement &row, int column, AttributeType type) {
-    switch (type) {
-        case AttributeType::String:
-            return row.columnText(column);
-        case AttributeType::Integer:
-            return row.columnInt(column);
-        case AttributeType::Boolean:
-            return row.columnInt(column) != 0;
-        case AttributeType::Double:
-            return row.columnDouble(column);
-        case AttributeType::Date:
-            return QVariant::fromValue(Date(row.columnDouble(column)));
-        case AttributeType::Binary:
-            return row.columnBlob(column);
-    }
-    return QVariant();
-}
-
 bool hasSingleEntity(const EntityDescription *entity) {
     return entity->selfAndDescendants().size() == 1;
 }
@@ -76,6 +57,20 @@ ManagedObject *ManagedObjectContext::objectWithID(const ObjectID &id) {
     return registeredOrFault(id.entity, id.primaryKey);
 }
 
+QList<ManagedObject *> ManagedObjectContext::objectsWithIDs(const QList<ObjectID> &ids) {
+    QList<ManagedObject *> objects;
+    QHash<const EntityDescription *, QList<ManagedObject *>> faults;
+    for (const ObjectID &id : ids) {
+        ManagedObject *object = objectWithID(id);
+        objects.append(object);
+        if (object && object->isFault())
+            faults[id.family()].append(object);
+    }
+    for (const QList<ManagedObject *> &family : std::as_const(faults))
+        loadFaults(family);
+    return objects;
+}
+
 ManagedObject *ManagedObjectContext::registeredObject(const ObjectID &id) const {
     return m_objects.value(id);
 }
@@ -106,6 +101,53 @@ QString ManagedObjectContext::selectColumns(const EntityDescription *family) con
     for (const PersistentStore::Column &column : layout.columns)
         sql += QStringLiteral(", t0.\"%1\"").arg(column.name);
     return sql + QStringLiteral(" FROM \"%1\" t0 ").arg(layout.table);
+}
+
+QVariant ManagedObjectContext::columnValue(const SqliteStatement &row, int column,
+                                           const PropertyDescription *property) {
+    if (property->isRelationship)
+        return QVariant::fromValue(ObjectID{property->destination, row.columnInt(column)});
+    switch (property->type) {
+        case AttributeType::String:
+            return row.columnText(column);
+        case AttributeType::Integer:
+            return row.columnInt(column);
+        case AttributeType::Boolean:
+            return row.columnInt(column) != 0;
+        case AttributeType::Double:
+            return row.columnDouble(column);
+        case AttributeType::Date:
+            return QVariant::fromValue(Date(row.columnDouble(column)));
+        case AttributeType::Binary:
+            return row.columnBlob(column);
+    }
+    return QVariant();
+}
+
+void ManagedObjectContext::loadFaults(const QList<ManagedObject *> &objects) {
+    if (objects.isEmpty())
+        return;
+    const QString select = selectColumns(objects.first()->m_id.family());
+    for (qsizetype start = 0; start < objects.size(); start += kKeysPerQuery) {
+        const QList<ManagedObject *> batch = objects.mid(start, kKeysPerQuery);
+        QHash<qint64, ManagedObject *> byKey;
+        QStringList placeholders;
+        for (ManagedObject *object : batch) {
+            byKey.insert(object->m_id.primaryKey, object);
+            placeholders << QStringLiteral("?");
+        }
+        SqliteStatement &query = connection().statement(
+            select +
+            QStringLiteral("WHERE t0.Z_PK IN (%1)").arg(placeholders.join(QLatin1Char(','))));
+        for (int i = 0; i < batch.size(); ++i)
+            query.bindInt(i + 1, batch[i]->m_id.primaryKey);
+        while (query.step()) {
+            if (ManagedObject *object = byKey.value(query.columnInt(0));
+                object && object->isFault())
+                populate(object, query);
+        }
+        query.reset();
+    }
 }
 
 void ManagedObjectContext::loadRow(ManagedObject *object) {
@@ -142,7 +184,7 @@ void ManagedObjectContext::populate(ManagedObject *object, const SqliteStatement
         object->m_values[slot] = property->isRelationship
                                      ? QVariant::fromValue(registeredOrFault(property->destination,
                                                                              row.columnInt(column)))
-                                     : columnAs(row, column, property->type);
+                                     : columnValue(row, column, property);
     }
     object->m_state = (object->m_state & ~ManagedObject::Fault) | ManagedObject::EntityKnown;
     object->awakeFromFetch();
@@ -431,6 +473,11 @@ void ManagedObjectContext::save() {
 
 QList<ManagedObject *> ManagedObjectContext::executeFetchRequest(const FetchRequest &request) {
     return FetchExecution(this, request).objects();
+}
+
+QList<FetchedValues> ManagedObjectContext::fetchValues(const FetchRequest &request,
+                                                       const QStringList &keys) {
+    return FetchExecution(this, request).values(keys);
 }
 
 QList<ObjectID> ManagedObjectContext::fetchObjectIDs(const FetchRequest &request) {

@@ -24,6 +24,13 @@ struct ChangeSet {
     bool isEmpty() const { return inserted.isEmpty() && updated.isEmpty() && deleted.isEmpty(); }
 };
 
+// One result of ManagedObjectContext::fetchValues(): an object's id (with
+// its concrete entity) and the values of the keys asked for, in their order.
+struct FetchedValues {
+    ObjectID id;
+    QVariantList values;
+};
+
 // A scratch pad of objects on one store: it keeps one object per row (the
 // identity map), tracks what was inserted, changed and deleted, and writes
 // all of it in one transaction on save(). The main context lives on the main
@@ -52,6 +59,10 @@ public:
 
     // The object of an id: the registered one, or a new fault (no I/O).
     ManagedObject *objectWithID(const ObjectID &id);
+    // The objects of the ids, in their order; those that are faults are
+    // loaded in as few queries as possible. A row that no longer exists
+    // leaves its object a fault.
+    QList<ManagedObject *> objectsWithIDs(const QList<ObjectID> &ids);
     // The registered object of an id, or nullptr (no I/O).
     ManagedObject *registeredObject(const ObjectID &id) const;
     // The object of an id with its values loaded, or nullptr when its row
@@ -60,6 +71,16 @@ public:
 
     QList<ManagedObject *> executeFetchRequest(const FetchRequest &request);
     QList<ObjectID> fetchObjectIDs(const FetchRequest &request);
+    // The values of some keys of the objects the request matches, read from
+    // their rows without making objects for them: attributes as an object
+    // holds them (see AttributeType), to-one relationships as the
+    // destination's ObjectID (its entity may be the relationship's
+    // destination; none when empty). With pending changes included, an
+    // object with unsaved changes is judged and read in memory, inserted ones
+    // are added and deleted ones left out, as executeFetchRequest() does. In
+    // ascending primary key order. Sort descriptors, a limit and prefetching
+    // do not apply (std::invalid_argument), nor do to-many keys.
+    QList<FetchedValues> fetchValues(const FetchRequest &request, const QStringList &keys);
     qint64 countForFetchRequest(const FetchRequest &request);
 
     bool hasChanges() const;
@@ -97,11 +118,19 @@ private:
         bool added;
     };
 
+    static constexpr int kKeysPerQuery = 500;  // keys per "IN (...)" query
+
     ManagedObject *registerObject(const ObjectID &id);
     ManagedObject *registeredOrFault(const EntityDescription *entity, qint64 primaryKey);
     void loadRow(ManagedObject *object);
     // Fills a fault from the current row of `row` (columns as selectColumns()).
     void populate(ManagedObject *object, const SqliteStatement &row);
+    // Loads the faults among the objects (all of one family), in batches.
+    void loadFaults(const QList<ManagedObject *> &objects);
+    // A column that is not NULL, as a value of the property: the attribute's
+    // type, or the destination's ObjectID for a to-one relationship.
+    static QVariant columnValue(const SqliteStatement &row, int column,
+                                const PropertyDescription *property);
     QString selectColumns(const EntityDescription *family) const;
     void loadToMany(ManagedObject *object, const PropertyDescription *relationship);
     void mergePendingMembers(ManagedObject *owner, const PropertyDescription *relationship,

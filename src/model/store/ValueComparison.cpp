@@ -4,6 +4,7 @@
 
 #include "model/foundation/Date.h"
 #include "model/store/KeyValueCoding.h"
+#include "model/store/ManagedObject.h"
 #include "model/store/StringFolding.h"
 
 namespace {
@@ -23,8 +24,27 @@ Kind kindOf(const QVariant &value) {
         case QMetaType::QByteArray:
             return Kind::Data;
         default:
-            return KeyValue::object(value) ? Kind::Object : Kind::Other;
+            return KeyValue::object(value) || value.metaType() == QMetaType::fromType<ObjectID>()
+                       ? Kind::Object
+                       : Kind::Other;
     }
+}
+
+// An object is the same as its ObjectID; other objects are only themselves.
+bool sameObject(const QVariant &a, const QVariant &b) {
+    const auto idOf = [](const QVariant &value) -> std::optional<ObjectID> {
+        if (value.metaType() == QMetaType::fromType<ObjectID>())
+            return value.value<ObjectID>();
+        const ManagedObject *object = value.metaType() == QMetaType::fromType<ManagedObject *>()
+                                          ? value.value<ManagedObject *>()
+                                          : nullptr;
+        return object ? std::optional<ObjectID>(object->objectID()) : std::nullopt;
+    };
+    const std::optional<ObjectID> first = idOf(a);
+    const std::optional<ObjectID> second = idOf(b);
+    if (first && second)
+        return *first == *second;
+    return KeyValue::object(a) == KeyValue::object(b);
 }
 
 double realOf(const QVariant &value) {
@@ -121,8 +141,7 @@ std::optional<int> compare(const QVariant &a, const QVariant &b, int options) {
         case Kind::Data:
             return threeWay(a.toByteArray(), b.toByteArray());
         case Kind::Object:  // equal or not, never ordered
-            return KeyValue::object(a) == KeyValue::object(b) ? std::optional<int>(0)
-                                                              : std::nullopt;
+            return sameObject(a, b) ? std::optional<int>(0) : std::nullopt;
         case Kind::Other:
             return compareOther(a, b);
         case Kind::Nil:

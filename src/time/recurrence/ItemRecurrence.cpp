@@ -189,7 +189,10 @@ std::optional<std::vector<std::uint32_t>> ItemRecurrence::compiledDays() const {
 }
 
 std::optional<std::vector<std::uint32_t>> ItemRecurrence::compiledDaysOf(ExtraDataMO *record) {
-    const QByteArray packed = RecurrenceRecord(record).compiledDays();
+    return unpackedDays(RecurrenceRecord(record).compiledDays());
+}
+
+std::optional<std::vector<std::uint32_t>> ItemRecurrence::unpackedDays(const QByteArray &packed) {
     if (packed.isEmpty())
         return std::nullopt;
     return CompiledDays::unpack(packed);

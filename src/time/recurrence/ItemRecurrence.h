@@ -72,6 +72,8 @@ public:
     std::optional<std::vector<std::uint32_t>> compiledDays() const;
     // The cached offsets of one rule record; none when not computed.
     static std::optional<std::vector<std::uint32_t>> compiledDaysOf(ExtraDataMO *record);
+    // The offsets of packed days; none when empty.
+    static std::optional<std::vector<std::uint32_t>> unpackedDays(const QByteArray &packed);
     // calcCompiledDays() for an item that is not a to-do and has a rule
     // record whose cache is empty.
     void calcCompiledDaysIfNecessary();

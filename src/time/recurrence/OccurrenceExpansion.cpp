@@ -1,44 +1,49 @@
 #include "time/recurrence/OccurrenceExpansion.h"
 
 #include <algorithm>
+#include <functional>
 #include <numeric>
 
 #include "model/CommonDataMO.h"
-#include "model/ItemDates.h"
+#include "model/ExtraDataMO.h"
 #include "model/foundation/WallClock.h"
 #include "model/store/ManagedObjectContext.h"
 #include "time/recurrence/CompiledDays.h"
+#include "time/recurrence/ExpansionItem.h"
 #include "time/recurrence/ItemRecurrence.h"
+#include "time/recurrence/RecurrenceRecord.h"
 #include "time/recurrence/ZoneOffsets.h"
 
 namespace {
 
 constexpr double kDay = 86400.0;
-const QString kDetachedEntity = QStringLiteral("DetachedEvent");
+constexpr int kOwnersPerFetch = 500;
+const QString kRuleEntity = QStringLiteral("RecurrenceRule");
 
 qint64 dayNumber(Date date) {
     return qint64(std::floor(date.secondsSinceReference() / kDay));
 }
 
+double durationOf(const ExpansionItem &item) {
+    return item.end ? std::max(0.0, item.end->date().secondsSince(item.start->date())) : 0;
+}
+
 // The starts in [from, to) from the compiled days, when they cover it.
-std::optional<std::vector<Date>> compiledStarts(ExtraDataMO *firstRule, Date seriesStart, Date from,
-                                                Date to) {
-    const std::optional<std::vector<std::uint32_t>> offsets =
-        ItemRecurrence::compiledDaysOf(firstRule);
-    if (!offsets || offsets->empty())
+std::optional<std::vector<Date>> compiledStarts(const std::vector<std::uint32_t> &offsets,
+                                                Date seriesStart, Date from, Date to) {
+    if (offsets.empty())
         return std::nullopt;
-    if (CompiledDays::isOpenEnded(*offsets) &&
-        to.secondsSince(seriesStart) > double(offsets->back()))
+    if (CompiledDays::isOpenEnded(offsets) && to.secondsSince(seriesStart) > double(offsets.back()))
         return std::nullopt;
     std::vector<Date> starts;
     const double fromOffset = std::max(0.0, from.secondsSince(seriesStart));
     if (fromOffset >= double(CompiledDays::kOffsetLimit))
         return starts;
     std::size_t index =
-        compiledOffsetIndex(offsets->data(), offsets->size(), std::uint32_t(fromOffset));
+        compiledOffsetIndex(offsets.data(), offsets.size(), std::uint32_t(fromOffset));
     index = index > 0 ? index - 1 : 0;  // the search may land one past
-    for (; index < offsets->size(); ++index) {
-        const Date start = seriesStart.addingSeconds((*offsets)[index]);
+    for (; index < offsets.size(); ++index) {
+        const Date start = seriesStart.addingSeconds(offsets[index]);
         if (start >= to)
             break;
         if (start >= from)
@@ -47,8 +52,88 @@ std::optional<std::vector<Date>> compiledStarts(ExtraDataMO *firstRule, Date ser
     return starts;
 }
 
+// The starts of a repeating item that may give occurrences overlapping
+// [from, to): from its compiled days when they cover the range, else by
+// walking its series. Wide enough for wall-clock times read in any zone and
+// for occurrences that began before the range and last into it.
+std::vector<Date> startsNear(const ExpansionItem &item,
+                             const std::optional<std::vector<std::uint32_t>> &offsets,
+                             const std::function<RecurrenceSeries()> &series, Date from, Date to) {
+    const Date walkFrom = from.addingSeconds(-durationOf(item) - kDay);
+    const Date walkTo = to.addingSeconds(kDay);
+    if (offsets) {
+        if (std::optional<std::vector<Date>> starts =
+                compiledStarts(*offsets, item.start->date(), walkFrom, walkTo))
+            return *starts;
+    }
+    return series().occurrences(walkFrom, walkTo, std::size_t(-1));
+}
+
 bool sameOccurrence(const CalendarDate &original, Date start, bool allDay) {
     return original.date() == start || (allDay && dayNumber(original.date()) == dayNumber(start));
+}
+
+// The stored values of the objects of `entity` whose to-one `owner` is one
+// of `owners` (the owner's id first, then `key`), a batch of owners per
+// query.
+QList<FetchedValues> valuesOwnedBy(ManagedObjectContext *context, const QString &entity,
+                                   const QString &owner, const QList<ObjectID> &owners,
+                                   const QString &key) {
+    QList<FetchedValues> values;
+    for (qsizetype first = 0; first < owners.size(); first += kOwnersPerFetch) {
+        QVariantList batch;
+        for (const ObjectID &id : owners.mid(first, kOwnersPerFetch))
+            batch << QVariant::fromValue(id);
+        FetchRequest request(entity);
+        request.setPredicate(
+            Predicate::fromFormat(QStringLiteral("%1 IN %@").arg(owner), {QVariant(batch)}));
+        values += context->fetchValues(request, {owner, key});
+    }
+    return values;
+}
+
+// The occurrences with their items, by view start, then all-day before
+// timed, then title, then the order in which the items were made. Titles
+// are read once per item, not once per comparison, and the sort moves small
+// keys rather than the occurrences themselves.
+QList<Occurrence> inViewOrder(std::vector<Occurrence> &found,
+                              const std::vector<std::size_t> &itemOf,
+                              const QList<ManagedObject *> &items) {
+    struct Named {
+        QString title;
+        qint64 key;
+    };
+    std::vector<Named> names;
+    names.reserve(std::size_t(items.size()));
+    for (ManagedObject *object : items) {
+        const auto *item = ModelObject::as<CommonDataMO>(object);
+        names.push_back(
+            {item->effectiveTitle().value_or(QString()), object->objectID().primaryKey});
+    }
+    std::vector<std::size_t> byTitle(names.size());
+    std::iota(byTitle.begin(), byTitle.end(), std::size_t(0));
+    std::sort(byTitle.begin(), byTitle.end(), [&](std::size_t a, std::size_t b) {
+        return std::tie(names[a].title, names[a].key) < std::tie(names[b].title, names[b].key);
+    });
+    std::vector<std::size_t> rank(names.size());
+    for (std::size_t i = 0; i < byTitle.size(); ++i)
+        rank[byTitle[i]] = i;
+    std::vector<std::size_t> order(found.size());
+    std::iota(order.begin(), order.end(), std::size_t(0));
+    std::sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
+        if (found[a].viewStart != found[b].viewStart)
+            return found[a].viewStart < found[b].viewStart;
+        if (found[a].allDay != found[b].allDay)
+            return found[a].allDay;
+        return rank[itemOf[a]] < rank[itemOf[b]];
+    });
+    QList<Occurrence> sorted;
+    sorted.reserve(qsizetype(order.size()));
+    for (std::size_t index : order) {
+        sorted.append(std::move(found[index]));
+        sorted.last().item = ModelObject::as<CommonDataMO>(items[qsizetype(itemOf[index])]);
+    }
+    return sorted;
 }
 
 }  // namespace
@@ -70,21 +155,16 @@ bool OccurrenceExpansion::overlaps(const Occurrence &occurrence, Date from, Date
     return occurrence.viewStart >= from;
 }
 
-QList<Occurrence> OccurrenceExpansion::occurrencesOfItem(CommonDataMO *item, Date from,
-                                                         Date to) const {
-    const ItemDates dates(item);
-    const std::optional<CalendarDate> start = dates.startDate();
-    if (!start)
-        return {};
+QList<Occurrence> OccurrenceExpansion::placed(const ExpansionItem &item,
+                                              const std::vector<Date> *starts,
+                                              const QList<CalendarDate> &replaced, Date from,
+                                              Date to) const {
     Occurrence base;
-    base.item = item;
-    base.start = *start;
-    base.end = dates.endDate();
-    base.allDay = item->boolValueForKey(QStringLiteral("allDay"));
-    base.floating = item->boolValueForKey(QStringLiteral("floatingEvent"));
+    base.start = *item.start;
+    base.end = item.end;
+    base.allDay = item.allDay;
+    base.floating = item.floating;
     const bool wallClock = base.allDay || base.floating;
-    const double duration =
-        base.end ? std::max(0.0, base.end->date().secondsSince(start->date())) : 0;
     const auto place = [&](Occurrence &occurrence) {
         occurrence.viewStart = viewInstant(occurrence.start, wallClock);
         occurrence.viewEnd =
@@ -93,42 +173,24 @@ QList<Occurrence> OccurrenceExpansion::occurrencesOfItem(CommonDataMO *item, Dat
     };
 
     QList<Occurrence> found;
-    const ItemRecurrence recurrence(item);
-    const QList<ExtraDataMO *> rules = recurrence.ruleRecords();
-    if (item->entityName() == kDetachedEntity || rules.isEmpty()) {
-        if (item->entityName() == kDetachedEntity) {
+    if (!starts) {
+        if (item.detached) {
             base.detached = true;
-            base.recurrenceId =
-                item->calendarDateValueForKey(QStringLiteral("originalTimeAndZone"));
+            base.recurrenceId = item.originalStart;
         }
         place(base);
         if (overlaps(base, from, to))
             found.append(base);
         return found;
     }
-
-    // Wide enough for wall-clock times read in any zone and for occurrences
-    // that began before the range and last into it.
-    const Date walkFrom = from.addingSeconds(-duration - kDay);
-    const Date walkTo = to.addingSeconds(kDay);
-    std::optional<std::vector<Date>> starts =
-        compiledStarts(rules.first(), start->date(), walkFrom, walkTo);
-    if (!starts)
-        starts = recurrence.series().occurrences(walkFrom, walkTo, std::size_t(-1));
-
-    QList<CalendarDate> replaced;
-    for (CommonDataMO *instance : recurrence.detachedInstances()) {
-        if (std::optional<CalendarDate> original =
-                instance->calendarDateValueForKey(QStringLiteral("originalTimeAndZone")))
-            replaced.append(*original);
-    }
+    const double duration = durationOf(item);
     for (Date date : *starts) {
         if (std::any_of(replaced.begin(), replaced.end(), [&](const CalendarDate &original) {
                 return sameOccurrence(original, date, base.allDay);
             }))
             continue;
         Occurrence occurrence = base;
-        occurrence.start = CalendarDate(date, start->timeZone());
+        occurrence.start = CalendarDate(date, item.start->timeZone());
         if (base.end)
             occurrence.end = CalendarDate(date.addingSeconds(duration), base.end->timeZone());
         occurrence.recurrenceId = occurrence.start;
@@ -139,62 +201,103 @@ QList<Occurrence> OccurrenceExpansion::occurrencesOfItem(CommonDataMO *item, Dat
     return found;
 }
 
+QList<Occurrence> OccurrenceExpansion::occurrencesOfItem(CommonDataMO *item, Date from,
+                                                         Date to) const {
+    const ExpansionItem times = ExpansionItem::of(item);
+    if (!times.start)
+        return {};
+    const ItemRecurrence recurrence(item);
+    const QList<ExtraDataMO *> rules = recurrence.ruleRecords();
+    QList<Occurrence> found;
+    if (times.detached || rules.isEmpty()) {
+        found = placed(times, nullptr, {}, from, to);
+    } else {
+        const std::vector<Date> starts = startsNear(
+            times, ItemRecurrence::compiledDaysOf(rules.first()),
+            [&] { return recurrence.series(); }, from, to);
+        QList<CalendarDate> replaced;
+        for (CommonDataMO *instance : recurrence.detachedInstances()) {
+            if (std::optional<CalendarDate> original =
+                    instance->calendarDateValueForKey(QStringLiteral("originalTimeAndZone")))
+                replaced.append(*original);
+        }
+        found = placed(times, &starts, replaced, from, to);
+    }
+    for (Occurrence &occurrence : found)
+        occurrence.item = item;
+    return found;
+}
+
 QList<Occurrence> OccurrenceExpansion::occurrences(Date from, Date to) const {
     FetchRequest request(QStringLiteral("CommonChild"));
     request.setPredicate(
         Predicate::fromFormat(QStringLiteral("localFirstDay <= %@ AND localLastDay >= %@"),
                               {dayNumber(to) + 1, dayNumber(from) - 1}));
-    request.setRelationshipKeyPathsForPrefetching(
-        {QStringLiteral("extras"), QStringLiteral("detachedEvents")});
-    // Titles are read once per item, not once per comparison, and the sort
-    // moves small keys rather than the occurrences themselves.
-    struct Named {
-        QString title;
-        qint64 key;
-    };
-    struct SortKey {
-        Date viewStart;
-        bool allDay;
-        std::size_t name;
-        std::size_t occurrence;
-    };
-    std::vector<Named> names;
-    std::vector<Occurrence> found;
-    std::vector<SortKey> order;
-    for (ManagedObject *object : m_context->executeFetchRequest(request)) {
-        auto *item = ModelObject::as<CommonDataMO>(object);
-        if (!item || item->isDeleted() ||
-            (m_calendar && item->parentContainerDirect() != m_calendar))
+    std::vector<ExpansionItem> items;
+    QList<ObjectID> undetached;
+    for (const FetchedValues &row : m_context->fetchValues(request, ExpansionItem::storedKeys())) {
+        ExpansionItem item = ExpansionItem::fromStored(row.id, row.values);
+        if (!item.start || (m_calendar && !(item.calendar == m_calendar->objectID())))
             continue;
-        QList<Occurrence> ofItem = occurrencesOfItem(item, from, to);
+        if (!item.detached)
+            undetached.append(item.id);
+        items.push_back(std::move(item));
+    }
+
+    // The compiled days of each repeating item's first rule record (records
+    // come in the order they were made).
+    QHash<qint64, std::optional<std::vector<std::uint32_t>>> compiled;
+    // Asked of all extra records: SQLite then finds them through their owner
+    // rather than by walking every rule record of the store.
+    for (const FetchedValues &rule :
+         valuesOwnedBy(m_context, QStringLiteral("ExtraData"), QStringLiteral("parentObject"),
+                       undetached, QStringLiteral("localCompiledDays"))) {
+        if (rule.id.entity->name() != kRuleEntity)
+            continue;
+        const qint64 owner = rule.values[0].value<ObjectID>().primaryKey;
+        if (!compiled.contains(owner))
+            compiled.insert(owner, ItemRecurrence::unpackedDays(
+                                       RecurrenceRecord::compiledDaysOfStored(rule.values[1])));
+    }
+    std::vector<std::optional<std::vector<Date>>> starts(items.size());
+    QList<ObjectID> startingNear;
+    for (std::size_t i = 0; i < items.size(); ++i) {
+        const auto days = compiled.constFind(items[i].id.primaryKey);
+        if (items[i].detached || days == compiled.constEnd())
+            continue;
+        starts[i] = startsNear(
+            items[i], *days,
+            [&] {
+                auto *item = ModelObject::as<CommonDataMO>(m_context->objectWithID(items[i].id));
+                return ItemRecurrence(item).series();
+            },
+            from, to);
+        if (!starts[i]->empty())
+            startingNear.append(items[i].id);
+    }
+    // The occurrences the detached instances of those items replace.
+    QHash<qint64, QList<CalendarDate>> replaced;
+    for (const FetchedValues &instance :
+         valuesOwnedBy(m_context, QStringLiteral("DetachedEvent"), QStringLiteral("originalEvent"),
+                       startingNear, QStringLiteral("originalTimeAndZone"))) {
+        if (std::optional<CalendarDate> original =
+                ModelObject::calendarDateValue(instance.values[1]))
+            replaced[instance.values[0].value<ObjectID>().primaryKey].append(*original);
+    }
+
+    std::vector<Occurrence> found;
+    std::vector<std::size_t> shownOf;  // per occurrence: its item among `shown`
+    QList<ObjectID> shown;
+    for (std::size_t i = 0; i < items.size(); ++i) {
+        QList<Occurrence> ofItem = placed(items[i], starts[i] ? &*starts[i] : nullptr,
+                                          replaced.value(items[i].id.primaryKey), from, to);
         if (ofItem.isEmpty())
             continue;
-        names.push_back({item->effectiveTitle().value_or(QString()), item->objectID().primaryKey});
         for (Occurrence &occurrence : ofItem) {
-            order.push_back(
-                {occurrence.viewStart, occurrence.allDay, names.size() - 1, found.size()});
+            shownOf.push_back(std::size_t(shown.size()));
             found.push_back(std::move(occurrence));
         }
+        shown.append(items[i].id);
     }
-    // Items ranked by title once; occurrences then compare ranks.
-    std::vector<std::size_t> byTitle(names.size());
-    std::iota(byTitle.begin(), byTitle.end(), std::size_t(0));
-    std::sort(byTitle.begin(), byTitle.end(), [&](std::size_t a, std::size_t b) {
-        return std::tie(names[a].title, names[a].key) < std::tie(names[b].title, names[b].key);
-    });
-    std::vector<std::size_t> rank(names.size());
-    for (std::size_t i = 0; i < byTitle.size(); ++i)
-        rank[byTitle[i]] = i;
-    std::sort(order.begin(), order.end(), [&](const SortKey &a, const SortKey &b) {
-        if (a.viewStart != b.viewStart)
-            return a.viewStart < b.viewStart;
-        if (a.allDay != b.allDay)
-            return a.allDay;
-        return rank[a.name] < rank[b.name];
-    });
-    QList<Occurrence> sorted;
-    sorted.reserve(qsizetype(order.size()));
-    for (const SortKey &key : order)
-        sorted.append(std::move(found[key.occurrence]));
-    return sorted;
+    return inViewOrder(found, shownOf, m_context->objectsWithIDs(shown));
 }

@@ -2,10 +2,12 @@
 
 #include <QList>
 #include <QTimeZone>
+#include <vector>
 
 #include "time/recurrence/Occurrence.h"
 
 class CommonDataMO;
+struct ExpansionItem;
 class ManagedObjectContext;
 
 // The occurrences of the items of a store that overlap a range of time, in
@@ -14,7 +16,9 @@ class ManagedObjectContext;
 // - Items are found through their `localFirstDay` / `localLastDay` (the
 //   range index), so the cost follows the number of items near the range,
 //   not the size of the store. An item whose days were never computed is
-//   not found.
+//   not found. The candidates are read as stored values (unsaved changes of
+//   the context win over the rows); objects are made only for the items
+//   that have occurrences in the range.
 // - A repeating item gives one occurrence per start of its series (see
 //   RecurrenceSeries: exception dates remove theirs); when its compiled
 //   days cover the range they are used instead of walking the rules.
@@ -42,6 +46,11 @@ public:
     QList<Occurrence> occurrencesOfItem(CommonDataMO *item, Date from, Date to) const;
 
 private:
+    // The occurrences of an item overlapping [from, to), without `item`:
+    // its one occurrence (`starts` null), or one per start that no detached
+    // instance replaces (`replaced`: their original starts).
+    QList<Occurrence> placed(const ExpansionItem &item, const std::vector<Date> *starts,
+                             const QList<CalendarDate> &replaced, Date from, Date to) const;
     Date viewInstant(const CalendarDate &date, bool wallClock) const;
     bool overlaps(const Occurrence &occurrence, Date from, Date to) const;
 

@@ -133,7 +133,11 @@ bool RecurrenceRecord::setDates(const QList<CalendarDate> &dates, const QString 
 }
 
 QByteArray RecurrenceRecord::compiledDays() const {
-    return m_record->unarchivedValueForKey(kCompiledDays).toByteArray();
+    return compiledDaysOfStored(m_record->valueForKey(kCompiledDays));
+}
+
+QByteArray RecurrenceRecord::compiledDaysOfStored(const QVariant &stored) {
+    return ModelObject::unarchivedValue(stored).toByteArray();
 }
 
 void RecurrenceRecord::setCompiledDays(const QByteArray &packed) {

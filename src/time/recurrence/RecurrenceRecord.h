@@ -33,6 +33,8 @@ public:
 
     // The packed offsets; empty when not computed.
     QByteArray compiledDays() const;
+    // The same from the value stored under "localCompiledDays".
+    static QByteArray compiledDaysOfStored(const QVariant &stored);
     void setCompiledDays(const QByteArray &packed);
 
 private:

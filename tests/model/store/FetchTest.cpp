@@ -85,6 +85,53 @@ TEST_F(FetchTest, UnsavedChangesAreFound) {
     EXPECT_EQ(uidsOf(context().executeFetchRequest(storedOnly)), QStringList{"U4"});
 }
 
+TEST_F(FetchTest, ValuesComeFromRowsOrFromUnsavedObjectsWithoutMakingObjects) {
+    reopen();
+    ManagedObject *inbox = context().executeFetchRequest(FetchRequest(QStringLiteral("Folder")))[0];
+    const ObjectID inboxID = inbox->objectID();
+    const qsizetype registered = context().registeredObjects().size();
+    FetchRequest request(QStringLiteral("Item"));
+    request.setPredicate(Predicate::fromFormat(QStringLiteral("count >= 2 AND count < 6")));
+    const QStringList keys = {QStringLiteral("count"), QStringLiteral("folder")};
+    const auto summary = [&] {
+        QStringList rows;
+        for (const FetchedValues &row : context().fetchValues(request, keys))
+            rows << QStringLiteral("%1:%2:%3")
+                        .arg(row.id.entity->name())
+                        .arg(row.values[0].toLongLong())
+                        .arg(row.values[1].value<ObjectID>() == inboxID ? "inbox" : "-");
+        return rows;
+    };
+    EXPECT_EQ(summary(), (QStringList{"Note:2:inbox", "Task:3:inbox", "Note:4:-", "Task:5:-"}));
+    EXPECT_EQ(context().registeredObjects().size(), registered);
+
+    // Unsaved: one moved out of the range, one into it (and into the
+    // folder), one deleted, one inserted.
+    fetch(QStringLiteral("Item"), QStringLiteral("uid == 'U2'"))[0]->setValue(
+        QStringLiteral("count"), 50);
+    ManagedObject *joined = fetch(QStringLiteral("Item"), QStringLiteral("uid == 'U8'"))[0];
+    joined->setValue(QStringLiteral("count"), 5);
+    joined->setObject(QStringLiteral("folder"), inbox);
+    context().deleteObject(fetch(QStringLiteral("Item"), QStringLiteral("uid == 'U3'"))[0]);
+    insert(QStringLiteral("Task"), QStringLiteral("U10"))->setValue(QStringLiteral("count"), 2);
+    EXPECT_EQ(summary(), (QStringList{"Note:4:-", "Task:5:-", "Note:5:inbox", "Task:2:-"}));
+
+    // Objects match their ids in memory too.
+    FetchRequest inFolder(QStringLiteral("Item"));
+    inFolder.setPredicate(Predicate::fromFormat(
+        QStringLiteral("folder IN %@"), {QVariant(QVariantList{QVariant::fromValue(inboxID)})}));
+    QList<qint64> counts;
+    for (const FetchedValues &row : context().fetchValues(inFolder, {QStringLiteral("count")}))
+        counts << row.values[0].toLongLong();
+    EXPECT_EQ(counts, (QList<qint64>{0, 1, 50, 5}));
+
+    EXPECT_THROW(context().fetchValues(request, {QStringLiteral("tags")}), std::invalid_argument);
+    EXPECT_THROW(context().fetchValues(request, {QStringLiteral("scratch")}),
+                 std::invalid_argument);
+    request.setFetchLimit(1);
+    EXPECT_THROW(context().fetchValues(request, keys), std::invalid_argument);
+}
+
 TEST_F(FetchTest, PrefetchLoadsRelationshipsOfAllResults) {
     reopen();
     FetchRequest request(QStringLiteral("Folder"));
