@@ -1,11 +1,11 @@
 #include <gtest/gtest.h>
 
-#include <QCoreApplication>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QTemporaryDir>
 
+#include "KeyringChild.h"
 #include "caldav/support/DAVServers.h"
 #include "support/TestSupport.h"
 #include "tasks/SecretServiceCredentialStore.h"
@@ -14,18 +14,6 @@
 // against a real Radicale, with the passwords in a private keyring of the
 // Secret Service.
 namespace {
-
-ProcessResult merovanWithInput(const QStringList &arguments, const QByteArray &input) {
-    QProcess process;
-    process.start(merovanExecutable(), arguments);
-    process.write(input);
-    process.closeWriteChannel();
-    return finishProcess(process, 120000);
-}
-
-QString server() {
-    return QString::fromLocal8Bit(qgetenv("MEROVAN_TEST_CALDAV_SERVER"));
-}
 
 std::optional<QString> storedPassword() {
     SecretServiceCredentialStore keyring;
@@ -37,84 +25,71 @@ std::optional<QString> storedPassword() {
 MEROVAN_CHILD_ROUTINE(accountLifecycle) {
     QTemporaryDir home;
     qputenv("MEROVAN_HOME", home.path().toUtf8());
-    QStringList failures;
-    const auto check = [&failures](bool ok, const QString &what, const ProcessResult &result) {
-        if (!ok)
-            failures.append(QStringLiteral("%1 (exit %2, out: %3, err: %4)")
-                                .arg(what)
-                                .arg(result.exitCode)
-                                .arg(result.out, result.err));
-    };
+    ChildChecks checks;
+    const QString server = childCalDAVServer();
 
     const ProcessResult refused = merovanWithInput(
-        {"account", "add", "caldav", "--server", server(), "--login", "test", "--password-stdin"},
+        {"account", "add", "caldav", "--server", server, "--login", "test", "--password-stdin"},
         "wrong\n");
-    check(refused.exitCode == 1, "a wrong password fails", refused);
-    check(refused.err.trimmed().count('\n') == 0 &&
-              refused.err.contains("login failed: The server refused the login \"test\": "
-                                   "Access to the requested resource forbidden."),
-          "one line naming the refusal", refused);
+    checks.check(refused.exitCode == 1, "a wrong password fails", refused);
+    checks.check(refused.err.trimmed().count('\n') == 0 &&
+                     refused.err.contains("login failed: The server refused the login \"test\": "
+                                          "Access to the requested resource forbidden."),
+                 "one line naming the refusal", refused);
 
-    const ProcessResult added = merovanWithInput({"account", "add", "caldav", "--server", server(),
+    const ProcessResult added = merovanWithInput({"account", "add", "caldav", "--server", server,
                                                   "--login", "test", "--password-stdin", "--json"},
                                                  "test\n");
-    check(added.exitCode == 0, "the account is added", added);
+    checks.check(added.exitCode == 0, "the account is added", added);
     const QJsonObject account = QJsonDocument::fromJson(added.out.toUtf8()).object();
     const QString uid = account.value("uid").toString();
-    check(!uid.isEmpty(), "the account has a uid", added);
-    check(account.value("principal").toString() == "/test/", "the principal is found", added);
-    check(account.value("homes").toArray().contains(QJsonValue("/test/")), "the home is found",
-          added);
-    check(account.value("capabilities").toArray().contains(QJsonValue("calendar-access")),
-          "the DAV classes are read", added);
+    checks.check(!uid.isEmpty(), "the account has a uid", added);
+    checks.check(account.value("principal").toString() == "/test/", "the principal is found",
+                 added);
+    checks.check(account.value("homes").toArray().contains(QJsonValue("/test/")),
+                 "the home is found", added);
+    checks.check(account.value("capabilities").toArray().contains(QJsonValue("calendar-access")),
+                 "the DAV classes are read", added);
     const QJsonArray calendars = account.value("calendars").toArray();
-    check(calendars.size() == 1 &&
-              calendars[0].toObject().value("href").toString() == "/test/calendar/",
-          "the calendar is listed", added);
-    check(storedPassword() == QStringLiteral("test"), "the password is in the keyring", added);
+    checks.check(calendars.size() == 1 &&
+                     calendars[0].toObject().value("href").toString() == "/test/calendar/",
+                 "the calendar is listed", added);
+    checks.check(storedPassword() == QStringLiteral("test"), "the password is in the keyring",
+                 added);
 
     // The same account again is refused, and the first one is kept.
     const ProcessResult twice = merovanWithInput(
-        {"account", "add", "caldav", "--server", server(), "--login", "test", "--password-stdin"},
+        {"account", "add", "caldav", "--server", server, "--login", "test", "--password-stdin"},
         "test\n");
-    check(twice.exitCode == 1 && twice.err.contains("exists already: " + uid),
-          "the same account is not added twice", twice);
+    checks.check(twice.exitCode == 1 && twice.err.contains("exists already: " + uid),
+                 "the same account is not added twice", twice);
 
     const ProcessResult listed = runMerovan({"accounts", "--json"});
     const QJsonArray accounts = QJsonDocument::fromJson(listed.out.toUtf8()).array();
-    check(listed.exitCode == 0 && accounts.size() == 1 &&
-              accounts[0].toObject().value("uid").toString() == uid &&
-              accounts[0].toObject().value("state").toString() == "idle",
-          "only the added account is listed, synced", listed);
+    checks.check(listed.exitCode == 0 && accounts.size() == 1 &&
+                     accounts[0].toObject().value("uid").toString() == uid &&
+                     accounts[0].toObject().value("state").toString() == "idle",
+                 "only the added account is listed, synced", listed);
 
     const ProcessResult removed = runMerovan({"account", "remove", uid});
-    check(removed.exitCode == 0 && removed.out.trimmed() == "removed " + uid,
-          "the account is removed", removed);
-    check(!storedPassword(), "the password left the keyring", removed);
+    checks.check(removed.exitCode == 0 && removed.out.trimmed() == "removed " + uid,
+                 "the account is removed", removed);
+    checks.check(!storedPassword(), "the password left the keyring", removed);
     const ProcessResult after = runMerovan({"accounts", "--json"});
-    check(QJsonDocument::fromJson(after.out.toUtf8()).array().isEmpty(), "no account is left",
-          after);
+    checks.check(QJsonDocument::fromJson(after.out.toUtf8()).array().isEmpty(),
+                 "no account is left", after);
     const ProcessResult again = runMerovan({"account", "remove", uid});
-    check(again.exitCode == 1 && again.err.contains("no account with uid " + uid),
-          "removing it again names the uid", again);
+    checks.check(again.exitCode == 1 && again.err.contains("no account with uid " + uid),
+                 "removing it again names the uid", again);
 
-    for (const QString &failure : failures)
-        std::fprintf(stderr, "%s\n", failure.toLocal8Bit().constData());
-    return failures.isEmpty() ? 0 : 1;
+    return checks.exitCode();
 }
 
 TEST(AccountCommandTest, AddListAndRemoveACalDAVAccountWithItsPasswordInTheKeyring) {
     RadicaleServer radicale;
     const QString error = radicale.start();
     ASSERT_TRUE(error.isEmpty()) << error.toStdString();
-    QProcess process;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert("MEROVAN_TEST_CHILD", "accountLifecycle");
-    environment.insert("MEROVAN_TEST_CALDAV_SERVER",
-                       QStringLiteral("127.0.0.1:%1").arg(radicale.port()));
-    process.setProcessEnvironment(environment);
-    process.start("sh", {MEROVAN_KEYRING_SCRIPT, QCoreApplication::applicationFilePath()});
-    const ProcessResult result = finishProcess(process, 300000);
+    const ProcessResult result = runChildWithKeyring("accountLifecycle", radicale.port());
     EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
 }
 

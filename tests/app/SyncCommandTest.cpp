@@ -1,11 +1,11 @@
 #include <gtest/gtest.h>
 
-#include <QCoreApplication>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QTemporaryDir>
 
+#include "KeyringChild.h"
 #include "caldav/support/DAVServers.h"
 #include "support/TestSupport.h"
 
@@ -13,10 +13,6 @@
 // Radicale changed in between by plain HTTP, with the password in a private
 // keyring of the Secret Service.
 namespace {
-
-QString syncServer() {
-    return QString::fromLocal8Bit(qgetenv("MEROVAN_TEST_CALDAV_SERVER"));
-}
 
 QByteArray eventText(const QByteArray &uid, const QByteArray &summary) {
     return "BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:-//Sync command test//EN\r\n"
@@ -27,9 +23,9 @@ QByteArray eventText(const QByteArray &uid, const QByteArray &summary) {
 }
 
 bool putEvent(const QByteArray &uid, const QByteArray &summary) {
-    const int status =
-        sendBlocking("PUT", QStringLiteral("http://%1/test/calendar/%2.ics").arg(syncServer(), uid),
-                     "test", "test", eventText(uid, summary), 20000, "text/calendar");
+    const int status = sendBlocking(
+        "PUT", QStringLiteral("http://%1/test/calendar/%2.ics").arg(childCalDAVServer(), uid),
+        "test", "test", eventText(uid, summary), 20000, "text/calendar");
     return status == 201 || status == 204;
 }
 
@@ -38,56 +34,47 @@ bool putEvent(const QByteArray &uid, const QByteArray &summary) {
 MEROVAN_CHILD_ROUTINE(syncAfterAdding) {
     QTemporaryDir home;
     qputenv("MEROVAN_HOME", home.path().toUtf8());
-    QStringList failures;
-    const auto check = [&failures](bool ok, const QString &what, const ProcessResult &result) {
-        if (!ok)
-            failures.append(QStringLiteral("%1 (exit %2, out: %3, err: %4)")
-                                .arg(what)
-                                .arg(result.exitCode)
-                                .arg(result.out, result.err));
-    };
+    ChildChecks checks;
 
-    QProcess adding;
-    adding.start(merovanExecutable(), {"account", "add", "caldav", "--server", syncServer(),
-                                       "--login", "test", "--password-stdin", "--json"});
-    adding.write("test\n");
-    adding.closeWriteChannel();
-    const ProcessResult added = finishProcess(adding, 120000);
+    const ProcessResult added =
+        merovanWithInput({"account", "add", "caldav", "--server", childCalDAVServer(), "--login",
+                          "test", "--password-stdin", "--json"},
+                         "test\n");
     const QString uid =
         QJsonDocument::fromJson(added.out.toUtf8()).object().value("uid").toString();
-    check(added.exitCode == 0 && !uid.isEmpty(), "the account is added", added);
+    checks.check(added.exitCode == 0 && !uid.isEmpty(), "the account is added", added);
 
-    check(putEvent("second", "Second"), "the server takes a new event", {});
+    checks.check(putEvent("second", "Second"), "the server takes a new event", {});
     const ProcessResult synced = runMerovan({"sync", "--json"});
     const QJsonArray cycles = QJsonDocument::fromJson(synced.out.toUtf8()).array();
     const QJsonObject cycle = cycles.isEmpty() ? QJsonObject() : cycles[0].toObject();
-    check(synced.exitCode == 0 && cycles.size() == 1, "every account is synced once", synced);
-    check(cycle.value("uid").toString() == uid && cycle.value("state").toString() == "idle" &&
-              cycle.value("error").isNull(),
-          "the account ends idle", synced);
-    check(cycle.value("pulled").toInt() == 1 && cycle.value("deleted").toInt() == 0 &&
-              cycle.value("pushed").toInt() == 0 && cycle.value("conflicts").toInt() == 0,
-          "the new event, and only it, is pulled", synced);
+    checks.check(synced.exitCode == 0 && cycles.size() == 1, "every account is synced once",
+                 synced);
+    checks.check(cycle.value("uid").toString() == uid &&
+                     cycle.value("state").toString() == "idle" && cycle.value("error").isNull(),
+                 "the account ends idle", synced);
+    checks.check(cycle.value("pulled").toInt() == 1 && cycle.value("deleted").toInt() == 0 &&
+                     cycle.value("pushed").toInt() == 0 && cycle.value("conflicts").toInt() == 0,
+                 "the new event, and only it, is pulled", synced);
 
     const ProcessResult calendars = runMerovan({"calendars", "--json"});
     const QJsonArray listed = QJsonDocument::fromJson(calendars.out.toUtf8()).array();
     int items = 0;
     for (const QJsonValue &calendar : listed)
         items += int(calendar.toObject().value("count").toInteger());
-    check(items == 2, "both events are in the store once", calendars);
+    checks.check(items == 2, "both events are in the store once", calendars);
 
     const ProcessResult named = runMerovan({"sync", uid});
-    check(named.exitCode == 0 && named.out.trimmed() == uid +
-                                                            "  idle  pulled 0, pushed 0, "
-                                                            "deleted 0, conflicts 0",
-          "a named account is synced, with nothing new", named);
+    checks.check(named.exitCode == 0 && named.out.trimmed() == uid +
+                                                                   "  idle  pulled 0, pushed 0, "
+                                                                   "deleted 0, conflicts 0",
+                 "a named account is synced, with nothing new", named);
     const ProcessResult unknown = runMerovan({"sync", "NO-SUCH-ACCOUNT"});
-    check(unknown.exitCode == 1 && unknown.err.contains("no account with uid NO-SUCH-ACCOUNT"),
-          "an unknown account is named", unknown);
+    checks.check(
+        unknown.exitCode == 1 && unknown.err.contains("no account with uid NO-SUCH-ACCOUNT"),
+        "an unknown account is named", unknown);
 
-    for (const QString &failure : failures)
-        std::fprintf(stderr, "%s\n", failure.toLocal8Bit().constData());
-    return failures.isEmpty() ? 0 : 1;
+    return checks.exitCode();
 }
 
 TEST(SyncCommandTest, SyncsAnAddedAccountAndPullsWhatChangedOnTheServer) {
@@ -97,14 +84,7 @@ TEST(SyncCommandTest, SyncsAnAddedAccountAndPullsWhatChangedOnTheServer) {
     const int seeded = sendBlocking("PUT", radicale.calendarURL() + "first.ics", "test", "test",
                                     eventText("first", "First"), 20000, "text/calendar");
     ASSERT_EQ(seeded, 201);
-    QProcess process;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert("MEROVAN_TEST_CHILD", "syncAfterAdding");
-    environment.insert("MEROVAN_TEST_CALDAV_SERVER",
-                       QStringLiteral("127.0.0.1:%1").arg(radicale.port()));
-    process.setProcessEnvironment(environment);
-    process.start("sh", {MEROVAN_KEYRING_SCRIPT, QCoreApplication::applicationFilePath()});
-    const ProcessResult result = finishProcess(process, 300000);
+    const ProcessResult result = runChildWithKeyring("syncAfterAdding", radicale.port());
     EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
 }
 
