@@ -133,6 +133,8 @@ void CalDAVSyncTask::cleanup() {
     m_newSyncToken.reset();
     m_eventResponseDicts.clear();
     m_resultsInBackground = false;
+    m_changedSyncableEvents.clear();
+    m_sending = {};
 }
 
 QString CalDAVSyncTask::login() const {
@@ -247,7 +249,11 @@ void CalDAVSyncTask::startOfSync() {
         lookupService();
         return;
     }
-    fetchUserInfo();
+    // Local item changes go first, unless no calendar was ever listed.
+    if (m_syncData.contains(QStringLiteral("collections")))
+        findChangedEvents();
+    else
+        fetchUserInfo();
 }
 
 QString CalDAVSyncTask::serverDomain() const {

@@ -9,6 +9,7 @@
 #include <optional>
 
 #include "caldav/CalDAVClientDelegate.h"
+#include "model/foundation/Date.h"
 #include "tasks/RemoteServiceTask.h"
 
 class CalDAVClient;
@@ -24,12 +25,17 @@ class SyncableObjectMO;
 // principal (homes, addresses, inbox and outbox, the server's DAV classes
 // and kind) into the sync data, and lists the collections of the calendar
 // homes there ("collections"). The calendars of that list are made, updated
-// and deleted locally to match it; then the items of every calendar whose
-// contents changed are pulled: a sync-collection report from the last token
-// (a full listing when the server refuses it) or an ETag listing, the
-// changed resources downloaded with calendar-multiget in chunks, read on a
-// worker thread and merged into the store by UID; after a full listing,
-// items the server no longer has are deleted.
+// and deleted locally to match it. Before that listing (once one was read),
+// the items changed here since the server last agreed to them are sent, one
+// request each: a new one created only where its href is free, an edit or
+// a deletion only over the ETag last seen; an edit the server refuses
+// because its copy changed keeps the local version as a new item (new UID,
+// sent in the next cycle) and downloads the server's. Then the items of
+// every calendar whose contents changed are pulled: a sync-collection report
+// from the last token (a full listing when the server refuses it) or an
+// ETag listing, the changed resources downloaded with calendar-multiget in
+// chunks, read on a worker thread and merged into the store by UID; after a
+// full listing, items the server no longer has are deleted.
 //
 // Passwords come from the service's "transPassword" or the credential
 // store; a password the server refuses is not offered twice, and the cycle
@@ -116,6 +122,17 @@ private:
     void updateCalendar(CommonDataMO *calendar, const QVariantMap &collection,
                         const QVariantMap &oldCollection, bool created);
     void garbageCollectCalendars();
+    // Steps sending local item changes.
+    void findChangedEvents();
+    void sendChangedEvent();
+    void sendEventChange(SyncableObjectMO *syncable, ModelObject *record);
+    void sendEventResponse();
+    void processEventResponse(int status, const std::optional<QString> &etag);
+    // The item's local version kept under a new UID, apart from the
+    // server's copy, which is downloaded in its place.
+    void keepConflictingVersion(CommonDataMO *item, const QString &href);
+    // The item (and its detached instances) as the server has it now.
+    static void noteAgreedWithServer(SyncableObjectMO *syncable, std::optional<Date> modTime);
     // Item steps.
     void fetchChangesFromServer();
     void fetchChangesFromCalendar();
@@ -182,6 +199,18 @@ private:
     int m_requestedChunk = 0;
     // The next answer's results are computed on a worker thread.
     bool m_resultsInBackground = false;
+    // Items to send, newest last, with the href of their calendar.
+    struct ChangedEvent {
+        SyncableObjectMO *syncable = nullptr;
+        QString calendarHREF;
+    };
+    QList<ChangedEvent> m_changedSyncableEvents;
+    // The change sent: what it was, its href and the stamp of what was sent.
+    enum class ChangeOp { Add, Delete, Change };
+    ChangeOp m_changeOp = ChangeOp::Add;
+    ChangedEvent m_sending;
+    QString m_sendingHREF;
+    std::optional<Date> m_sentModTime;
     Counts m_counts;
     // What the failed requests of this cycle said, for its error text.
     std::optional<QString> m_serverWords;

@@ -256,6 +256,7 @@ void CalDAVSyncTask::processEventChange(const QVariantMap &response) {
     ModelObject *record = m_remoteObjects->link(href, item->objectInfo());
     record->setValue(QStringLiteral("remoteETag"), etag);
     record->setDateValue(Clock::shared().now(), QStringLiteral("remoteLastUpdateTime"));
+    noteAgreedWithServer(item->objectInfo(), std::nullopt);
     ++m_counts.pulled;
     logInfo("CalDAV: pull change event %@ (%@) from calendar %@",
             item->effectiveTitle().value_or(QString()), item->uid(),

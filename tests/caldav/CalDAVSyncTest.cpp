@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <QRegularExpression>
 #include <QSet>
+#include <QTimeZone>
+#include <QUrl>
 #include <iostream>
 
 #include "caldav/CalDAVRemoteObjects.h"
@@ -11,6 +14,7 @@
 #include "model/ItemCodes.h"
 #include "model/SyncableObjectMO.h"
 #include "tasks/SyncState.h"
+#include "time/CalendarDates.h"
 
 // Pulling calendars and items from real servers, seeded and changed by
 // plain HTTP requests of the test (an independent client): the first pull,
@@ -41,6 +45,11 @@ struct SyncAccount<DAViCalServer> {
     // An unknown token lists everything, as from the beginning.
     static constexpr bool refusesUnknownToken = false;
 };
+
+QStringList sortedNames(QStringList names) {
+    names.sort();
+    return names;
+}
 
 QByteArray vcalendar(const QByteArray &components) {
     return "BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:-//Sync test//EN\r\n" + components +
@@ -108,6 +117,44 @@ protected:
             "<D:propertyupdate xmlns:D=\"DAV:\"><D:set><D:prop><D:displayname>" +
             title.toUtf8() + "</D:displayname></D:prop></D:set></D:propertyupdate>";
         EXPECT_EQ(sendBlocking("PROPPATCH", url, user(), password(), body), 207);
+    }
+
+    // The text of a resource on the server, or empty when it has none.
+    QByteArray serverText(const QString &url) {
+        const BlockingAnswer answer = fetchBlocking("GET", url, user(), password(), {});
+        return answer.status == 200 ? answer.body : QByteArray();
+    }
+    // The file names of the calendar's resources on the server, sorted; a
+    // name twice shows up twice.
+    QStringList serverResources(const QString &url) {
+        const BlockingAnswer answer =
+            fetchBlocking("PROPFIND", url, user(), password(), "1",
+                          "<?xml version=\"1.0\"?><D:propfind xmlns:D=\"DAV:\"><D:prop><D:getetag/>"
+                          "</D:prop></D:propfind>");
+        EXPECT_EQ(answer.status, 207);
+        QStringList names;
+        static const QRegularExpression hrefPattern(
+            QStringLiteral("<([A-Za-z0-9]+:)?href>([^<]*)<"));
+        for (auto it = hrefPattern.globalMatch(QString::fromUtf8(answer.body)); it.hasNext();) {
+            const QString path = QUrl(it.next().captured(2)).path();
+            if (!path.endsWith('/'))
+                names.append(QUrl::fromPercentEncoding(path.section('/', -1).toUtf8()));
+        }
+        names.sort();
+        return names;
+    }
+    // A new item of the calendar, made by the user.
+    static CommonDataMO *makeLocalItem(CommonDataMO *calendar, const QString &title) {
+        CommonDataMO *item = CommonDataMO::makeObject("Event", calendar, nullptr);
+        item->setStringValue(title, "title");
+        item->setIntegerValue(ItemType::Event, "eventType");
+        item->setCalendarDateValue(
+            CalendarDates::dateWithYear(2026, 12, 9, 10, 0, 0, false, QTimeZone::utc()),
+            "startTimeAndZone");
+        item->setCalendarDateValue(
+            CalendarDates::dateWithYear(2026, 12, 9, 11, 0, 0, false, QTimeZone::utc()),
+            "endTimeAndZone");
+        return item;
     }
 
     ModelObject *service() {
@@ -273,7 +320,7 @@ TYPED_TEST(CalDAVSyncTest, ATokenTheServerRefusesFallsBackToAFullListing) {
     this->sync();
     CommonDataMO *calendar = this->calendarTitled("Tokens");
     ASSERT_NE(calendar, nullptr);
-    EXPECT_EQ(this->itemUIDs(calendar), (QStringList{"dropped-1", "kept-1"}));
+    EXPECT_EQ(this->itemUIDs(calendar), sortedNames(QStringList{"dropped-1", "kept-1"}));
 
     // The kept token is one the server never gave.
     CalDAVRemoteObjects records(this->service());
@@ -295,6 +342,69 @@ TYPED_TEST(CalDAVSyncTest, ATokenTheServerRefusesFallsBackToAFullListing) {
     EXPECT_EQ(this->fixture.log.contains("out of date error"), Known::refusesUnknownToken);
     // The next cycle uses the token of the full listing again.
     EXPECT_NE(record->valueForKey("editURL").toString(), QUrl(url).toString() + "unknown-token-42");
+}
+
+TYPED_TEST(CalDAVSyncTest, SendsLocalChangesAndKeepsBothVersionsOfAnItemChangedOnBothSides) {
+    const QString url = this->makeServerCalendar("pushed", "Pushed");
+    this->put(url + "edited.ics",
+              vcalendar(vevent("edited-1", "Edited", "DTSTART:20261201T100000Z\r\n")));
+    this->put(url + "doomed.ics",
+              vcalendar(vevent("doomed-1", "Doomed", "DTSTART:20261201T100000Z\r\n")));
+    this->sync();
+    CommonDataMO *calendar = this->calendarTitled("Pushed");
+    ASSERT_NE(calendar, nullptr);
+    // What was pulled is not sent back.
+    const CalDAVAccountCheck::Outcome pulledOnly = this->sync();
+    EXPECT_EQ(pulledOnly.counts.pushed, 0);
+    EXPECT_EQ(pulledOnly.counts.pulled, 0);
+
+    // A new item, an edit and a deletion, made here.
+    CommonDataMO *made = this->makeLocalItem(calendar, "Made here");
+    const QString madeUID = made->uid();
+    this->item(calendar, "edited-1")->setStringValue("Edited here", "title");
+    CommonDataMO::deleteObject(this->item(calendar, "doomed-1"));
+    const CalDAVAccountCheck::Outcome pushed = this->sync();
+    EXPECT_EQ(pushed.counts.pushed, 3);
+    EXPECT_EQ(pushed.counts.conflicts, 0);
+    EXPECT_EQ(this->serverResources(url), sortedNames(QStringList{madeUID + ".ics", "edited.ics"}));
+    EXPECT_TRUE(this->serverText(url + madeUID + ".ics").contains("UID:" + madeUID.toUtf8()));
+    EXPECT_TRUE(this->serverText(url + madeUID + ".ics").contains("SUMMARY:Made here"));
+    EXPECT_TRUE(this->serverText(url + "edited.ics").contains("SUMMARY:Edited here"));
+    EXPECT_TRUE(this->serverText(url + "edited.ics").contains("UID:edited-1"));
+    // Sent once: the next cycle has nothing to send or fetch.
+    const CalDAVAccountCheck::Outcome quiet = this->sync();
+    EXPECT_EQ(quiet.counts.pushed, 0);
+    EXPECT_EQ(quiet.counts.pulled, 0);
+    EXPECT_EQ(this->itemUIDs(calendar), sortedNames(QStringList{"edited-1", madeUID}));
+
+    // Changed on both sides: the server's version wins the UID, the local
+    // one stays as an item of its own and reaches the server next.
+    this->put(url + "edited.ics",
+              vcalendar(vevent("edited-1", "Edited there", "DTSTART:20261201T100000Z\r\n")));
+    this->item(calendar, "edited-1")->setStringValue("Edited here again", "title");
+    const CalDAVAccountCheck::Outcome conflict = this->sync();
+    EXPECT_EQ(conflict.counts.conflicts, 1);
+    EXPECT_EQ(conflict.counts.pushed, 0);
+    EXPECT_EQ(conflict.counts.pulled, 1);
+    ASSERT_NE(this->item(calendar, "edited-1"), nullptr);
+    EXPECT_EQ(this->item(calendar, "edited-1")->effectiveTitle(), QStringLiteral("Edited there"));
+    EXPECT_TRUE(this->serverText(url + "edited.ics").contains("SUMMARY:Edited there"));
+    QStringList kept = this->itemUIDs(calendar);
+    ASSERT_EQ(kept.size(), 3);
+    kept.removeOne("edited-1");
+    kept.removeOne(madeUID);
+    ASSERT_EQ(kept.size(), 1);
+    const QString keptUID = kept.first();
+    ASSERT_NE(this->item(calendar, keptUID), nullptr);
+    EXPECT_EQ(this->item(calendar, keptUID)->effectiveTitle(), QStringLiteral("Edited here again"));
+
+    const CalDAVAccountCheck::Outcome after = this->sync();
+    EXPECT_EQ(after.counts.pushed, 1);
+    EXPECT_EQ(after.counts.conflicts, 0);
+    EXPECT_EQ(this->serverResources(url),
+              sortedNames(QStringList{madeUID + ".ics", keptUID + ".ics", "edited.ics"}));
+    EXPECT_TRUE(this->serverText(url + keptUID + ".ics").contains("SUMMARY:Edited here again"));
+    EXPECT_EQ(this->itemUIDs(calendar), sortedNames(QStringList{"edited-1", keptUID, madeUID}));
 }
 
 }  // namespace

@@ -157,17 +157,19 @@ QString davicalTemplate(QString &error) {
 
 }  // namespace
 
-int sendBlocking(const QString &method, const QString &url, const QString &user,
-                 const QString &password, const QByteArray &body, int timeoutMs,
-                 const QByteArray &contentType) {
+namespace {
+
+BlockingAnswer exchangeBlocking(const QString &method, const QString &url, const QString &user,
+                                const QString &password, const QByteArray &depth,
+                                const QByteArray &body, int timeoutMs,
+                                const QByteArray &contentType) {
     QNetworkAccessManager manager;
     QNetworkRequest request{QUrl(url)};
     if (!user.isEmpty())
         request.setRawHeader("Authorization",
                              "Basic " + (user + QLatin1Char(':') + password).toUtf8().toBase64());
-    // A collection is deleted whole: no depth.
-    if (method != QLatin1String("DELETE"))
-        request.setRawHeader("Depth", "0");
+    if (!depth.isEmpty())
+        request.setRawHeader("Depth", depth);
     if (!body.isEmpty())
         request.setRawHeader("Content-Type", contentType);
     QNetworkReply *reply = manager.sendCustomRequest(request, method.toUtf8(), body);
@@ -175,10 +177,31 @@ int sendBlocking(const QString &method, const QString &url, const QString &user,
     QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
     QTimer::singleShot(timeoutMs, &loop, &QEventLoop::quit);
     loop.exec();
-    const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    BlockingAnswer answer;
+    answer.status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    if (reply->isFinished())
+        answer.body = reply->readAll();
     reply->abort();
     reply->deleteLater();
-    return status;
+    return answer;
+}
+
+}  // namespace
+
+int sendBlocking(const QString &method, const QString &url, const QString &user,
+                 const QString &password, const QByteArray &body, int timeoutMs,
+                 const QByteArray &contentType) {
+    // A collection is deleted whole: no depth.
+    const QByteArray depth = method == QLatin1String("DELETE") ? QByteArray() : "0";
+    return exchangeBlocking(method, url, user, password, depth, body, timeoutMs, contentType)
+        .status;
+}
+
+BlockingAnswer fetchBlocking(const QString &method, const QString &url, const QString &user,
+                             const QString &password, const QByteArray &depth,
+                             const QByteArray &body) {
+    return exchangeBlocking(method, url, user, password, depth, body, 20000,
+                            "text/xml; charset=utf-8");
 }
 
 // --- Radicale ---

@@ -12,6 +12,16 @@ int sendBlocking(const QString &method, const QString &url, const QString &user,
                  const QString &password, const QByteArray &body = {}, int timeoutMs = 20000,
                  const QByteArray &contentType = "text/xml; charset=utf-8");
 
+// The same, with the body of the answer (empty when none came) and the
+// given "Depth" (none when empty); for reading what a server holds.
+struct BlockingAnswer {
+    int status = 0;
+    QByteArray body;
+};
+BlockingAnswer fetchBlocking(const QString &method, const QString &url, const QString &user,
+                             const QString &password, const QByteArray &depth,
+                             const QByteArray &body = {});
+
 // Radicale with HTTP Basic users "test"/"test" and "test2"/"test2" (a user
 // sees only their own collections); each has the calendar "/USER/calendar/".
 class RadicaleServer : public TestServer {

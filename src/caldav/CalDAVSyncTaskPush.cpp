@@ -1,0 +1,270 @@
+// The item steps of CalDAVSyncTask that send local changes, before the
+// calendar list is read again: per synced calendar, the items changed here
+// since the server last agreed to them, each sent in one request with the
+// ETag it was last seen with (a PUT that only creates for a new item, a PUT
+// or DELETE that only replaces what was seen for the others). An item the
+// server changed meanwhile is not overwritten: the local version stays as a
+// separate item under a new UID, and the server's version is downloaded.
+#include <QDateTime>
+#include <QSet>
+#include <QUrl>
+
+#include "caldav/CalDAVClient.h"
+#include "caldav/CalDAVRemoteObjects.h"
+#include "caldav/CalDAVSyncTask.h"
+#include "ical/ICalWriter.h"
+#include "model/CalendarChanges.h"
+#include "model/CommonDataMO.h"
+#include "model/ModelObject.h"
+#include "model/Queries.h"
+#include "model/SyncableObjectMO.h"
+#include "model/foundation/Clock.h"
+#include "model/foundation/Log.h"
+#include "model/store/ManagedObjectContext.h"
+
+namespace {
+
+// The service's remote object of a local calendar or item, or nullptr.
+ModelObject *pushRecordOf(const SyncableObjectMO *syncable, const ModelObject *service) {
+    for (ManagedObject *record : syncable->objectsForKey(QStringLiteral("syncsTo")))
+        if (record->objectForKey(QStringLiteral("theRemoteService")) == service &&
+            !record->isDeleted())
+            return ModelObject::as<ModelObject>(record);
+    return nullptr;
+}
+
+// The main item a changed syncable object stands for: itself, or the
+// original of a detached instance.
+SyncableObjectMO *mainSyncableOf(SyncableObjectMO *syncable) {
+    const CommonDataMO *data = syncable->objectData();
+    if (data && data->entityName() == QLatin1String("DetachedEvent"))
+        if (auto *original =
+                ModelObject::as<CommonDataMO>(data->objectForKey(QStringLiteral("originalEvent"))))
+            return original->objectInfo();
+    return syncable;
+}
+
+// The syncable objects of an item and its detached instances.
+QList<SyncableObjectMO *> syncablesOfItem(SyncableObjectMO *syncable) {
+    QList<SyncableObjectMO *> syncables{syncable};
+    const CommonDataMO *item = syncable->objectData();
+    if (item && item->propertyNamed(QStringLiteral("detachedEvents")))
+        for (ManagedObject *instance : item->objectsForKey(QStringLiteral("detachedEvents")))
+            if (SyncableObjectMO *info = ModelObject::as<CommonDataMO>(instance)->objectInfo())
+                syncables.append(info);
+    return syncables;
+}
+
+// Deletes the tombstones of that UID in the calendar: the deletion is done.
+void purgeTombstonesWithUID(const QString &uid, const SyncableObjectMO *calendar) {
+    for (ManagedObject *object : Queries::syncableChildenForUID(uid)) {
+        auto *syncable = ModelObject::as<SyncableObjectMO>(object);
+        if (syncable && syncable->isTombstone() && syncable->parentContainer() == calendar)
+            syncable->managedObjectContext()->deleteObject(syncable);
+    }
+}
+
+// The ETag header of an answer without the weak mark, or none.
+std::optional<QString> pushedETagOf(const QVariantMap &results) {
+    const QVariantMap headers = results.value(QStringLiteral("headers")).toMap();
+    for (auto it = headers.cbegin(); it != headers.cend(); ++it) {
+        if (it.key().compare(QLatin1String("ETag"), Qt::CaseInsensitive) != 0)
+            continue;
+        QString etag = it.value().toString().trimmed();
+        if (etag.startsWith(QLatin1String("W/"), Qt::CaseInsensitive))
+            etag = etag.mid(2);
+        return etag.isEmpty() ? std::nullopt : std::optional<QString>(etag);
+    }
+    return std::nullopt;
+}
+
+// The status of a single-resource answer: a multi-status one (a refusal
+// some servers wrap in 207) gives the highest of its responses.
+int pushStatusOf(const QVariantMap &results) {
+    int status = results.value(QStringLiteral("status")).toInt();
+    if (status != 207)
+        return status;
+    int highest = 0;
+    for (const QVariant &entry : results.value(QStringLiteral("multistatus")).toList())
+        highest = std::max(highest, entry.toMap().value(QStringLiteral("status"), 200).toInt());
+    return highest ? highest : 200;
+}
+
+// The URL of a resource: the service's URL of its href without the slash
+// that ends collection URLs.
+QString resourceURLOf(QString url) {
+    if (url.endsWith(QLatin1Char('/')))
+        url.chop(1);
+    return url;
+}
+
+}  // namespace
+
+void CalDAVSyncTask::findChangedEvents() {
+    const std::optional<Date> lastUpdate =
+        remoteService()->dateValueForKey(QStringLiteral("lastUpdateTime"));
+    logInfo("CalDAVSyncTask (%@): events received since %@", logIdentity(),
+            lastUpdate ? lastUpdate->toDateTime().toString(Qt::ISODate) : QString());
+    m_remoteObjects = std::make_unique<CalDAVRemoteObjects>(remoteService());
+    m_changedSyncableEvents.clear();
+    for (ManagedObject *object :
+         remoteService()->objectsForKey(QStringLiteral("ownedContainers"))) {
+        auto *calendar = ModelObject::as<SyncableObjectMO>(object);
+        const ModelObject *calendarRecord = calendar && !calendar->isTombstone()
+                                                ? pushRecordOf(calendar, remoteService())
+                                                : nullptr;
+        if (!calendarRecord)
+            continue;
+        const QString href = calendarRecord->valueForKey(QStringLiteral("remoteID")).toString();
+        QSet<SyncableObjectMO *> listed;
+        qsizetype received = 0;
+        for (SyncableObjectMO *changed :
+             CalendarChanges::modifiedRemoteChildren(*calendar->objectData())) {
+            SyncableObjectMO *main = mainSyncableOf(changed);
+            if (main->isTombstone() && !pushRecordOf(main, remoteService())) {
+                // Never on the server, or a deleted detached instance: the
+                // item itself is sent when it still exists.
+                CommonDataMO *item = calendar->objectData()->childWithUID(changed->uid());
+                changed->managedObjectContext()->deleteObject(changed);
+                if (!item)
+                    continue;
+                main = mainSyncableOf(item->objectInfo());
+            }
+            if (listed.contains(main))
+                continue;
+            listed.insert(main);
+            m_changedSyncableEvents.append({main, href});
+            ++received;
+        }
+        logInfo("CalDAVSyncTask (%@): events received = %ld", logIdentity(), long(received));
+    }
+    setNextStep([this] { sendChangedEvent(); });
+}
+
+void CalDAVSyncTask::sendChangedEvent() {
+    if (m_changedSyncableEvents.isEmpty()) {
+        setNextStep([this] { fetchUserInfo(); });
+        return;
+    }
+    m_sending = m_changedSyncableEvents.takeLast();
+    SyncableObjectMO *syncable = m_sending.syncable;
+    if (syncable->isDeleted()) {
+        setNextStep([this] { sendChangedEvent(); });
+        return;
+    }
+    ModelObject *record = pushRecordOf(syncable, remoteService());
+    if (!syncable->isTombstone()) {
+        sendEventChange(syncable, record);
+        return;
+    }
+    m_changeOp = ChangeOp::Delete;
+    m_sendingHREF = record->valueForKey(QStringLiteral("remoteID")).toString();
+    logInfo("CalDAV: push delete event (%@) to calendar %@", syncable->uid(),
+            m_sending.calendarHREF);
+    awaitAnswer([this] { sendEventResponse(); });
+    caldav().deleteResource(resourceURLOf(serviceURLFromPath(m_sendingHREF)),
+                            CalDAVRemoteObjects::etagOf(record));
+}
+
+void CalDAVSyncTask::sendEventChange(SyncableObjectMO *syncable, ModelObject *record) {
+    CommonDataMO *item = syncable->objectData();
+    const QByteArray data = ICalWriter::wholeObject(item);
+    std::optional<QString> etag;
+    if (record) {
+        m_changeOp = ChangeOp::Change;
+        m_sendingHREF = record->valueForKey(QStringLiteral("remoteID")).toString();
+        etag = CalDAVRemoteObjects::etagOf(record);
+    } else {
+        m_changeOp = ChangeOp::Add;
+        m_sendingHREF = m_sending.calendarHREF +
+                        QString::fromLatin1(QUrl::toPercentEncoding(syncable->uid())) +
+                        QStringLiteral(".ics");
+    }
+    m_sentModTime = syncable->dateValueForKey(QStringLiteral("lastModTime"));
+    const SyncableObjectMO *calendar = syncable->parentContainer();
+    logInfo("CalDAV: push %@ event %@ (%@) to calendar %@",
+            record ? QStringLiteral("change") : QStringLiteral("add"),
+            item->effectiveTitle().value_or(QString()), syncable->uid(),
+            calendar && calendar->objectData()
+                ? calendar->objectData()->effectiveTitle().value_or(QString())
+                : QString());
+    awaitAnswer([this] { sendEventResponse(); });
+    caldav().put(resourceURLOf(serviceURLFromPath(m_sendingHREF)), etag, std::nullopt, data);
+}
+
+void CalDAVSyncTask::sendEventResponse() {
+    const std::optional<QVariantMap> results = caldav().resultsDict();
+    if (!results) {
+        endWithNoAnswer();
+        return;
+    }
+    noteWebPage(*results);
+    const int status = pushStatusOf(*results);
+    if (status == 423 || status >= 500) {
+        logWarning("CalDAV: error %ld", long(status));
+        finishWithState(SyncState::UnableToConnect);
+        return;
+    }
+    if (status >= 307 && status <= 399) {
+        finishWithState(SyncState::LoginFailed);
+        return;
+    }
+    if (status < 200 || status > 299)
+        logWarning("CalDAV: event add/delete/change error %ld", long(status));
+    processEventResponse(status, pushedETagOf(*results));
+    setNextStep([this] { sendChangedEvent(); });
+}
+
+void CalDAVSyncTask::processEventResponse(int status, const std::optional<QString> &etag) {
+    SyncableObjectMO *syncable = m_sending.syncable;
+    if (syncable->isDeleted())
+        return;
+    const bool success = status >= 200 && status <= 299;
+    const SyncableObjectMO *calendar = syncable->parentContainer();
+    switch (m_changeOp) {
+        case ChangeOp::Delete:
+            // Refused: without a record, the server's version comes back when
+            // the calendar is listed.
+            m_remoteObjects->drop(m_sendingHREF);
+            purgeTombstonesWithUID(syncable->uid(), calendar);
+            break;
+        case ChangeOp::Add:
+        case ChangeOp::Change:
+            if (success || (m_changeOp == ChangeOp::Add && status == 412)) {
+                // Without an ETag the stored resource is downloaded again.
+                m_remoteObjects->link(m_sendingHREF, syncable)
+                    ->setValue(QStringLiteral("remoteETag"),
+                               success ? etag.value_or(QString()) : QString());
+                noteAgreedWithServer(syncable, m_sentModTime);
+            } else if (m_changeOp == ChangeOp::Change) {
+                keepConflictingVersion(syncable->objectData(), m_sendingHREF);
+                ++m_counts.conflicts;
+            }
+            break;
+    }
+    if (success)
+        ++m_counts.pushed;
+}
+
+void CalDAVSyncTask::keepConflictingVersion(CommonDataMO *item, const QString &href) {
+    const QString newUID = ModelObject::newUID();
+    logInfo("CalDAVSyncTask (%@): event %@ changed on the server; local version kept as %@",
+            logIdentity(), item->uid(), newUID);
+    for (SyncableObjectMO *syncable : syncablesOfItem(item->objectInfo()))
+        syncable->setValue(QStringLiteral("uid"), newUID);
+    // The server's version is fetched as an item of its own.
+    m_remoteObjects->drop(href);
+}
+
+void CalDAVSyncTask::noteAgreedWithServer(SyncableObjectMO *syncable, std::optional<Date> modTime) {
+    for (SyncableObjectMO *each : syncablesOfItem(syncable)) {
+        std::optional<Date> stamp = each == syncable && modTime
+                                        ? modTime
+                                        : each->dateValueForKey(QStringLiteral("lastModTime"));
+        if (!stamp) {
+            stamp = Clock::shared().now();
+            each->setDateValue(*stamp, QStringLiteral("lastModTime"));
+        }
+        each->setDateValue(*stamp, QStringLiteral("ownerLastModTime"));
+    }
+}
