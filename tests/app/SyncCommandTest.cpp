@@ -60,9 +60,38 @@ MEROVAN_CHILD_ROUTINE(syncAfterAdding) {
     const ProcessResult calendars = runMerovan({"calendars", "--json"});
     const QJsonArray listed = QJsonDocument::fromJson(calendars.out.toUtf8()).array();
     int items = 0;
-    for (const QJsonValue &calendar : listed)
+    QString syncedCalendar;
+    for (const QJsonValue &calendar : listed) {
         items += int(calendar.toObject().value("count").toInteger());
+        if (calendar.toObject().value("count").toInteger() == 2)
+            syncedCalendar = calendar.toObject().value("uid").toString();
+    }
     checks.check(items == 2, "both events are in the store once", calendars);
+
+    // A to-do made here and an event deleted here reach the server.
+    const ProcessResult made =
+        runMerovan({"event", "add", "--calendar", syncedCalendar, "--title", "Made here", "--start",
+                    "2026-12-09T10:00:00Z", "--end", "2026-12-09T11:00:00Z", "--todo"});
+    const QString madeUID = made.out.trimmed();
+    checks.check(made.exitCode == 0 && !madeUID.isEmpty(), "a to-do is added", made);
+    const ProcessResult deleted = runMerovan({"event", "delete", "first"});
+    checks.check(deleted.exitCode == 0, "an event is deleted", deleted);
+    const ProcessResult pushed = runMerovan({"sync", "--json"});
+    const QJsonArray pushedCycles = QJsonDocument::fromJson(pushed.out.toUtf8()).array();
+    const QJsonObject pushedCycle =
+        pushedCycles.isEmpty() ? QJsonObject() : pushedCycles[0].toObject();
+    checks.check(pushed.exitCode == 0 && pushedCycle.value("pushed").toInt() == 2 &&
+                     pushedCycle.value("pulled").toInt() == 0 &&
+                     pushedCycle.value("conflicts").toInt() == 0,
+                 "both local changes are pushed, and nothing else", pushed);
+    const QString calendarURL = QStringLiteral("http://%1/test/calendar/").arg(childCalDAVServer());
+    const BlockingAnswer todo =
+        fetchBlocking("GET", calendarURL + madeUID + ".ics", "test", "test", {});
+    checks.check(todo.status == 200 && todo.body.contains("BEGIN:VTODO") &&
+                     todo.body.contains("UID:" + madeUID.toUtf8()),
+                 "the server has the to-do", {});
+    checks.check(sendBlocking("GET", calendarURL + "first.ics", "test", "test") == 404,
+                 "the server no longer has the deleted event", {});
 
     const ProcessResult named = runMerovan({"sync", uid});
     checks.check(named.exitCode == 0 && named.out.trimmed() == uid +
