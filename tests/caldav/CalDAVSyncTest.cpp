@@ -407,4 +407,31 @@ TYPED_TEST(CalDAVSyncTest, SendsLocalChangesAndKeepsBothVersionsOfAnItemChangedO
     EXPECT_EQ(this->itemUIDs(calendar), sortedNames(QStringList{"edited-1", keptUID, madeUID}));
 }
 
+TYPED_TEST(CalDAVSyncTest, AnEditedDetachedInstanceIsSentWithItsRepeatingItem) {
+    const QString url = this->makeServerCalendar("instances", "Instances");
+    for (const auto &[name, text] : seededResources())
+        if (name == "repeating.ics")
+            this->put(url + name, text);
+    this->sync();
+    CommonDataMO *calendar = this->calendarTitled("Instances");
+    ASSERT_NE(calendar, nullptr);
+    CommonDataMO *repeating = this->item(calendar, "repeating-1");
+    ASSERT_NE(repeating, nullptr);
+    ASSERT_EQ(repeating->objectsForKey("detachedEvents").size(), 1);
+    ModelObject::as<CommonDataMO>(repeating->objectsForKey("detachedEvents").first())
+        ->setStringValue("Moved and renamed", "title");
+
+    const CalDAVAccountCheck::Outcome pushed = this->sync();
+    EXPECT_EQ(pushed.counts.pushed, 1);
+    EXPECT_EQ(pushed.counts.conflicts, 0);
+    EXPECT_EQ(this->serverResources(url), QStringList{"repeating.ics"});
+    const QByteArray text = this->serverText(url + "repeating.ics");
+    EXPECT_TRUE(text.contains("SUMMARY:Moved and renamed")) << text.toStdString();
+    EXPECT_TRUE(text.contains("RRULE:FREQ=WEEKLY")) << text.toStdString();
+    EXPECT_EQ(text.count("BEGIN:VEVENT"), 2) << text.toStdString();
+    const CalDAVAccountCheck::Outcome quiet = this->sync();
+    EXPECT_EQ(quiet.counts.pushed, 0);
+    EXPECT_EQ(quiet.counts.pulled, 0);
+}
+
 }  // namespace
