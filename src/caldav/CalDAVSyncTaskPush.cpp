@@ -157,6 +157,12 @@ void CalDAVSyncTask::sendChangedEvent() {
         sendEventChange(syncable, record);
         return;
     }
+    if (!record) {
+        // Made and deleted here since the list was made: nothing to send.
+        syncable->managedObjectContext()->deleteObject(syncable);
+        setNextStep([this] { sendChangedEvent(); });
+        return;
+    }
     m_changeOp = ChangeOp::Delete;
     m_sendingHREF = record->valueForKey(QStringLiteral("remoteID")).toString();
     logInfo("CalDAV: push delete event (%@) to calendar %@", syncable->uid(),
@@ -237,7 +243,7 @@ void CalDAVSyncTask::processEventResponse(int status, const std::optional<QStrin
                                success ? etag.value_or(QString()) : QString());
                 noteAgreedWithServer(syncable, m_sentModTime);
             } else if (m_changeOp == ChangeOp::Change) {
-                keepConflictingVersion(syncable->objectData(), m_sendingHREF);
+                keepConflictingVersion(syncable, m_sendingHREF);
                 ++m_counts.conflicts;
             }
             break;
@@ -246,14 +252,20 @@ void CalDAVSyncTask::processEventResponse(int status, const std::optional<QStrin
         ++m_counts.pushed;
 }
 
-void CalDAVSyncTask::keepConflictingVersion(CommonDataMO *item, const QString &href) {
-    const QString newUID = ModelObject::newUID();
-    logInfo("CalDAVSyncTask (%@): event %@ changed on the server; local version kept as %@",
-            logIdentity(), item->uid(), newUID);
-    for (SyncableObjectMO *syncable : syncablesOfItem(item->objectInfo()))
-        syncable->setValue(QStringLiteral("uid"), newUID);
+void CalDAVSyncTask::keepConflictingVersion(SyncableObjectMO *syncable, const QString &href) {
     // The server's version is fetched as an item of its own.
     m_remoteObjects->drop(href);
+    if (syncable->isTombstone()) {
+        // Deleted here while the edit was on its way: the server's copy
+        // comes back.
+        purgeTombstonesWithUID(syncable->uid(), syncable->parentContainer());
+        return;
+    }
+    const QString newUID = ModelObject::newUID();
+    logInfo("CalDAVSyncTask (%@): event %@ changed on the server; local version kept as %@",
+            logIdentity(), syncable->uid(), newUID);
+    for (SyncableObjectMO *each : syncablesOfItem(syncable))
+        each->setValue(QStringLiteral("uid"), newUID);
 }
 
 void CalDAVSyncTask::noteAgreedWithServer(SyncableObjectMO *syncable, std::optional<Date> modTime) {
