@@ -229,8 +229,8 @@ void CalDAVSyncTask::processEventResponse(int status, const std::optional<QStrin
     const SyncableObjectMO *calendar = syncable->parentContainer();
     switch (m_changeOp) {
         case ChangeOp::Delete:
-            // Refused: without a record, the server's version comes back when
-            // the calendar is listed.
+            // Done, or refused: then, without a record, the server's version
+            // comes back when the calendar is listed.
             m_remoteObjects->drop(m_sendingHREF);
             purgeTombstonesWithUID(syncable->uid(), calendar);
             break;
@@ -238,9 +238,10 @@ void CalDAVSyncTask::processEventResponse(int status, const std::optional<QStrin
         case ChangeOp::Change:
             if (success || (m_changeOp == ChangeOp::Add && status == 412)) {
                 // Without an ETag the stored resource is downloaded again.
-                m_remoteObjects->link(m_sendingHREF, syncable)
-                    ->setValue(QStringLiteral("remoteETag"),
-                               success ? etag.value_or(QString()) : QString());
+                ModelObject *record = m_remoteObjects->link(m_sendingHREF, syncable);
+                record->setValue(QStringLiteral("remoteETag"),
+                                 success ? etag.value_or(QString()) : QString());
+                record->setDateValue(Clock::shared().now(), QStringLiteral("remoteLastUpdateTime"));
                 noteAgreedWithServer(syncable, m_sentModTime);
             } else if (m_changeOp == ChangeOp::Change) {
                 keepConflictingVersion(syncable, m_sendingHREF);
