@@ -13,17 +13,11 @@
 #include <benchmark/benchmark.h>
 #include <libical/ical.h>
 
-#include <QTemporaryDir>
 #include <QTimeZone>
 
+#include "BenchCalendarStore.h"
 #include "ical/ICalImporter.h"
 #include "ical/ICalWriter.h"
-#include "model/CommonDataMO.h"
-#include "model/Queries.h"
-#include "model/Schema.h"
-#include "model/foundation/Log.h"
-#include "model/store/ManagedObjectContext.h"
-#include "model/store/PersistentStore.h"
 
 namespace {
 
@@ -90,27 +84,14 @@ const QByteArray &calendarText() {
     return text;
 }
 
-// A fresh store with one empty calendar, the queries pointed at it.
-struct BenchStore {
-    BenchStore()
-        : store(&Schema::model(), folder.filePath(QStringLiteral("Bench.bsql"))), context(&store) {
-        Log::setMask(0);
-        Queries::setContext(&context);
-        calendar = CommonDataMO::makeContainer(QStringLiteral("Calendar"), nullptr);
-    }
-    ~BenchStore() { Queries::setContext(nullptr); }
-
+// The bench calendar read into a fresh store.
+struct BenchStore : BenchCalendarStore {
     void import() {
         const ICalImporter::Result result = ICalImporter(calendarText()).importInto(calendar);
         context.save();
         if (result.stored != kBenchEvents)
             throw std::runtime_error("the bench file did not import whole");
     }
-
-    QTemporaryDir folder;
-    PersistentStore store;
-    ManagedObjectContext context;
-    CommonDataMO *calendar = nullptr;
 };
 
 void BM_ICalImport20k(benchmark::State &state) {

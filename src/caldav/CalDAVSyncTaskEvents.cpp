@@ -16,6 +16,7 @@
 #include "model/foundation/Clock.h"
 #include "model/foundation/Log.h"
 #include "model/store/ManagedObjectContext.h"
+#include "time/recurrence/ItemRecurrence.h"
 
 namespace {
 
@@ -54,6 +55,29 @@ CommonDataMO *mainItemWithUID(const CommonDataMO &calendar, const QString &uid) 
                 ModelObject::as<CommonDataMO>(item->objectForKey(QStringLiteral("originalEvent"))))
             return original;
     return item;
+}
+
+// Deletes the item's detached instances that the resource no longer holds,
+// so that the series' occurrences they replaced come back.
+void dropDetachedInstancesNotIn(CommonDataMO *item, const QList<CommonDataMO *> &pulled,
+                                const CommonDataMO &calendar) {
+    ItemRecurrence recurrence(item);
+    const QList<CommonDataMO *> local = recurrence.detachedInstances();
+    bool dropped = false;
+    for (CommonDataMO *detached : local) {
+        if (pulled.contains(detached))
+            continue;
+        logInfo("CalDAV: garbage collecting %@ event %@ (%@) from calendar %@",
+                QStringLiteral("detached"), detached->effectiveTitle().value_or(QString()),
+                detached->uid(), calendar.effectiveTitle().value_or(QString()));
+        SyncableObjectMO *tombstone = detached->objectInfo();
+        ManagedObjectContext *context = tombstone->managedObjectContext();
+        CommonDataMO::deleteObject(detached, false);
+        context->deleteObject(tombstone);
+        dropped = true;
+    }
+    if (dropped)
+        recurrence.detachedInstancesChanged();
 }
 
 }  // namespace
@@ -253,6 +277,7 @@ void CalDAVSyncTask::processEventChange(const QVariantMap &response) {
         logWarning("CalDAV: no main event in %@", href);
         return;
     }
+    dropDetachedInstancesNotIn(item, result.detached, *m_fetching.calendar);
     ModelObject *record = m_remoteObjects->link(href, item->objectInfo());
     record->setValue(QStringLiteral("remoteETag"), etag);
     record->setDateValue(Clock::shared().now(), QStringLiteral("remoteLastUpdateTime"));

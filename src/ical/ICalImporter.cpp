@@ -84,17 +84,16 @@ struct ICalImporter::Parsed {
 // One import into one calendar.
 class ICalImporter::Run {
 public:
-    Run(CommonDataMO *calendar, quint32 options) : m_calendar(calendar), m_options(options) {
-        for (ManagedObject *object : Queries::objectsInContainer(calendar)) {
-            auto *item = ModelObject::as<CommonDataMO>(object);
-            if (item && item->entityName() == QLatin1String("Event") && !item->uid().isEmpty())
-                m_masters.insert(item->uid(), item);
-        }
-    }
+    Run(CommonDataMO *calendar, quint32 options) : m_calendar(calendar), m_options(options) {}
 
     // Items first, then the occurrences, so that an occurrence finds its
     // repeating item wherever it came.
     Result run(const QList<icalcomponent *> &calendars) {
+        int items = 0;
+        for (icalcomponent *vcalendar : calendars)
+            items += icalcomponent_count_components(vcalendar, ICAL_ANY_COMPONENT);
+        if (items > kItemsLookedUpOneByOne)
+            readCalendarsEvents();
         for (const bool occurrences : {false, true}) {
             int position = 0;
             for (icalcomponent *vcalendar : calendars) {
@@ -125,11 +124,22 @@ private:
     void importComponent(icalcomponent *component, icalcomponent *vcalendar, int position);
     CommonDataMO *newItem(const QString &entity, const QString &uid);
     CommonDataMO *detachedInstance(CommonDataMO *master, const CalendarDate &occurrence) const;
+    CommonDataMO *masterWithUID(const QString &uid);
+    void readCalendarsEvents();
+
+    // A text with more components than this (a file, not one server
+    // resource) has the calendar's events read once, rather than each
+    // looked up by uid: a lookup also judges every unsaved item in memory.
+    static constexpr int kItemsLookedUpOneByOne = 64;
     void saveEveryFewThousand();
 
     CommonDataMO *m_calendar;
     const quint32 m_options;
+    // The calendar's events by uid, as far as this run has looked them up
+    // (through the store's uid index) or made them; all of them once
+    // m_allMastersRead.
     QHash<QString, CommonDataMO *> m_masters;
+    bool m_allMastersRead = false;
     Result m_result;
     QSet<QString> m_readUIDs;
     int m_unsaved = 0;
@@ -140,6 +150,36 @@ CommonDataMO *ICalImporter::Run::newItem(const QString &entity, const QString &u
     if (!uid.isEmpty())
         item->objectInfo()->setValue(QStringLiteral("uid"), uid);
     return item;
+}
+
+CommonDataMO *ICalImporter::Run::masterWithUID(const QString &uid) {
+    if (uid.isEmpty())
+        return nullptr;
+    const auto known = m_masters.constFind(uid);
+    if (known != m_masters.cend() || m_allMastersRead)
+        return known != m_masters.cend() ? *known : nullptr;
+    CommonDataMO *master = nullptr;
+    const SyncableObjectMO *calendarInfo = m_calendar->objectInfo();
+    for (ManagedObject *child : Queries::syncableChildenForUID(uid)) {
+        auto *syncable = ModelObject::as<SyncableObjectMO>(child);
+        CommonDataMO *item = syncable->objectData();
+        if (item && syncable->parentContainer() == calendarInfo &&
+            item->entityName() == QLatin1String("Event")) {
+            master = item;
+            break;
+        }
+    }
+    m_masters.insert(uid, master);
+    return master;
+}
+
+void ICalImporter::Run::readCalendarsEvents() {
+    for (ManagedObject *object : Queries::objectsInContainer(m_calendar)) {
+        auto *item = ModelObject::as<CommonDataMO>(object);
+        if (item && item->entityName() == QLatin1String("Event") && !item->uid().isEmpty())
+            m_masters.insert(item->uid(), item);
+    }
+    m_allMastersRead = true;
 }
 
 CommonDataMO *ICalImporter::Run::detachedInstance(CommonDataMO *master,
@@ -162,7 +202,7 @@ void ICalImporter::Run::importComponent(icalcomponent *component, icalcomponent 
     }
     icalproperty *recurrenceID =
         icalcomponent_get_first_property(component, ICAL_RECURRENCEID_PROPERTY);
-    CommonDataMO *master = uid.isEmpty() ? nullptr : m_masters.value(uid);
+    CommonDataMO *master = masterWithUID(uid);
     CommonDataMO *item = nullptr;
     bool made = false;
     ICalEventSource source{component, vcalendar, productIDOf(vcalendar), m_options, false};
@@ -193,14 +233,18 @@ void ICalImporter::Run::importComponent(icalcomponent *component, icalcomponent 
     }
     if (!ICalEventReader::eventFromComponent(item, source)) {
         if (made) {
-            m_masters.remove(uid);
+            if (!source.detached && !uid.isEmpty())
+                m_masters.insert(uid, nullptr);
             m_calendar->managedObjectContext()->deleteObject(item->objectInfo());
         }
         skip(uid, position, QStringLiteral("the store refused it (see the log)"));
         return;
     }
-    if (source.detached)
+    if (source.detached) {
         ItemRecurrence(master).detachedInstancesChanged();
+        if (!m_result.detached.contains(item))
+            m_result.detached.append(item);
+    }
     ++(made ? m_result.stored : m_result.updated);
     if (!uid.isEmpty() && !m_readUIDs.contains(uid)) {
         m_readUIDs.insert(uid);

@@ -36,6 +36,8 @@ public:
         int stored = 0;    // new items
         int updated = 0;   // items that were in the calendar
         QStringList uids;  // of the items read, each once, in reading order
+        // The detached instances read or made, each once, in reading order.
+        QList<CommonDataMO *> detached;
         QList<Skipped> skipped;
     };
 

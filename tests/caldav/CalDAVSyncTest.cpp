@@ -15,6 +15,7 @@
 #include "model/SyncableObjectMO.h"
 #include "tasks/SyncState.h"
 #include "time/CalendarDates.h"
+#include "time/recurrence/ItemRecurrence.h"
 
 // Pulling calendars and items from real servers, seeded and changed by
 // plain HTTP requests of the test (an independent client): the first pull,
@@ -432,6 +433,53 @@ TYPED_TEST(CalDAVSyncTest, AnEditedDetachedInstanceIsSentWithItsRepeatingItem) {
     const CalDAVAccountCheck::Outcome quiet = this->sync();
     EXPECT_EQ(quiet.counts.pushed, 0);
     EXPECT_EQ(quiet.counts.pulled, 0);
+}
+
+TYPED_TEST(CalDAVSyncTest, ADetachedInstanceTheServerDropsGoesAndItsOccurrenceComesBack) {
+    const QString url = this->makeServerCalendar("series", "Series");
+    const QByteArray series =
+        vevent("series-1", "Weekly", "DTSTART:20261207T080000Z\r\nDTEND:20261207T083000Z\r\n",
+               "RRULE:FREQ=WEEKLY;COUNT=5\r\n");
+    const QByteArray kept =
+        vevent("series-1", "Kept moved", "DTSTART:20261215T090000Z\r\nDTEND:20261215T093000Z\r\n",
+               "RECURRENCE-ID:20261214T080000Z\r\n");
+    const QByteArray dropped = vevent("series-1", "Dropped moved",
+                                      "DTSTART:20261222T090000Z\r\nDTEND:20261222T093000Z\r\n",
+                                      "RECURRENCE-ID:20261221T080000Z\r\n");
+    this->put(url + "series.ics", vcalendar(series + kept + dropped));
+    this->sync();
+    CommonDataMO *calendar = this->calendarTitled("Series");
+    ASSERT_NE(calendar, nullptr);
+    CommonDataMO *item = this->item(calendar, "series-1");
+    ASSERT_NE(item, nullptr);
+    const auto detachedTitles = [&] {
+        QStringList titles;
+        for (CommonDataMO *detached : ItemRecurrence(item).detachedInstances())
+            titles.append(detached->effectiveTitle().value_or(QString()));
+        titles.sort();
+        return titles;
+    };
+    EXPECT_EQ(detachedTitles(), (QStringList{"Dropped moved", "Kept moved"}));
+    EXPECT_FALSE(this->fixture.log.contains("garbage collecting detached"));
+
+    // The server's copy loses one detached instance; the other is edited.
+    const QByteArray edited = vevent("series-1", "Kept moved again",
+                                     "DTSTART:20261215T100000Z\r\nDTEND:20261215T103000Z\r\n",
+                                     "RECURRENCE-ID:20261214T080000Z\r\n");
+    this->put(url + "series.ics", vcalendar(series + edited));
+    const CalDAVAccountCheck::Outcome outcome = this->sync();
+    EXPECT_EQ(outcome.counts.pulled, 1);
+    EXPECT_EQ(this->itemUIDs(calendar), QStringList{"series-1"});
+    EXPECT_EQ(this->item(calendar, "series-1"), item);
+    EXPECT_EQ(detachedTitles(), QStringList{"Kept moved again"});
+    EXPECT_TRUE(this->fixture.log.contains(
+        "CalDAV: garbage collecting detached event Dropped moved (series-1) from calendar Series"));
+    // The series occurs on the dropped instance's day again, at its own time.
+    const Date dropOriginal =
+        Date::fromDateTime(QDateTime(QDate(2026, 12, 21), QTime(8, 0), Qt::UTC));
+    const std::vector<Date> occurrences = ItemRecurrence(item).series().occurrences(
+        dropOriginal, dropOriginal.addingSeconds(Date::kSecondsPerDay), 10);
+    EXPECT_EQ(occurrences, std::vector<Date>{dropOriginal});
 }
 
 }  // namespace
