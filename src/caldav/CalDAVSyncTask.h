@@ -128,9 +128,9 @@ private:
     void sendEventChange(SyncableObjectMO *syncable, ModelObject *record);
     void sendEventResponse();
     void processEventResponse(int status, const std::optional<QString> &etag);
-    // The item's local version kept under a new UID, apart from the
-    // server's copy, which is downloaded in its place (a deleted item
-    // gives way to the server's copy).
+    // The item's local version moved to the conflict bin, and the server's
+    // copy downloaded in its place (a deleted item gives way to the
+    // server's copy).
     void keepConflictingVersion(SyncableObjectMO *syncable, const QString &href);
     // The item (and its detached instances) as the server has it now.
     static void noteAgreedWithServer(SyncableObjectMO *syncable, std::optional<Date> modTime);

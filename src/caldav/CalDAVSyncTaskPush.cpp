@@ -15,6 +15,7 @@
 #include "ical/ICalWriter.h"
 #include "model/CalendarChanges.h"
 #include "model/CommonDataMO.h"
+#include "model/ConflictBin.h"
 #include "model/ModelObject.h"
 #include "model/Queries.h"
 #include "model/SyncableObjectMO.h"
@@ -262,11 +263,9 @@ void CalDAVSyncTask::keepConflictingVersion(SyncableObjectMO *syncable, const QS
         purgeTombstonesWithUID(syncable->uid(), syncable->parentContainer());
         return;
     }
-    const QString newUID = ModelObject::newUID();
-    logInfo("CalDAVSyncTask (%@): event %@ changed on the server; local version kept as %@",
-            logIdentity(), syncable->uid(), newUID);
-    for (SyncableObjectMO *each : syncablesOfItem(syncable))
-        each->setValue(QStringLiteral("uid"), newUID);
+    // The local version goes to the conflict bin, never to the server.
+    ConflictBin::copyChildToConflictBinAndDeleteOriginal(
+        syncable, QStringLiteral("Event modified on server"));
 }
 
 void CalDAVSyncTask::noteAgreedWithServer(SyncableObjectMO *syncable, std::optional<Date> modTime) {

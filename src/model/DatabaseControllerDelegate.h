@@ -20,6 +20,11 @@ public:
     // calendars and attachment files are already gone).
     virtual void databaseControllerRemoteServiceWillBeAdded(ManagedObject * /*service*/) {}
     virtual void databaseControllerRemoteServiceWillBeDeleted(ManagedObject * /*service*/) {}
+    // An item was put into the conflict bin, and the bin's calendar was just
+    // made (ConflictBin).
+    virtual void databaseControllerConflictForObject(ManagedObject * /*object*/,
+                                                     const QString & /*reason*/) {}
+    virtual void databaseControllerConflictContainerCreated(ManagedObject * /*container*/) {}
     virtual void presentError(const QString & /*description*/) {}
     // The database was reset: the application should quit now.
     virtual void terminateApplication() {}

@@ -11,6 +11,7 @@
 #include "caldav/support/DiscoveryFixture.h"
 #include "caldav/support/ServerTestSuite.h"
 #include "model/CommonDataMO.h"
+#include "model/ConflictBin.h"
 #include "model/ItemCodes.h"
 #include "model/SyncableObjectMO.h"
 #include "tasks/SyncState.h"
@@ -379,7 +380,7 @@ TYPED_TEST(CalDAVSyncTest, SendsLocalChangesAndKeepsBothVersionsOfAnItemChangedO
     EXPECT_EQ(this->itemUIDs(calendar), sortedNames(QStringList{"edited-1", madeUID}));
 
     // Changed on both sides: the server's version wins the UID, the local
-    // one stays as an item of its own and reaches the server next.
+    // one goes to the local conflict calendar and never reaches the server.
     this->put(url + "edited.ics",
               vcalendar(vevent("edited-1", "Edited there", "DTSTART:20261201T100000Z\r\n")));
     this->item(calendar, "edited-1")->setStringValue("Edited here again", "title");
@@ -387,25 +388,27 @@ TYPED_TEST(CalDAVSyncTest, SendsLocalChangesAndKeepsBothVersionsOfAnItemChangedO
     EXPECT_EQ(conflict.counts.conflicts, 1);
     EXPECT_EQ(conflict.counts.pushed, 0);
     EXPECT_EQ(conflict.counts.pulled, 1);
+    EXPECT_TRUE(this->fixture.log.contains(
+        "copyChildToConflictBinAndDeleteOriginal(edited-1) : Event modified on server"));
     ASSERT_NE(this->item(calendar, "edited-1"), nullptr);
     EXPECT_EQ(this->item(calendar, "edited-1")->effectiveTitle(), QStringLiteral("Edited there"));
     EXPECT_TRUE(this->serverText(url + "edited.ics").contains("SUMMARY:Edited there"));
-    QStringList kept = this->itemUIDs(calendar);
-    ASSERT_EQ(kept.size(), 3);
-    kept.removeOne("edited-1");
-    kept.removeOne(madeUID);
+    EXPECT_EQ(this->itemUIDs(calendar), sortedNames(QStringList{"edited-1", madeUID}));
+    CommonDataMO *bin = ConflictBin::conflictCalendar(calendar->managedObjectContext());
+    EXPECT_EQ(bin->effectiveTitle(), QStringLiteral("Conflicts"));
+    EXPECT_EQ(bin->owningService(), nullptr);
+    const QStringList kept = this->itemUIDs(bin);
     ASSERT_EQ(kept.size(), 1);
-    const QString keptUID = kept.first();
-    ASSERT_NE(this->item(calendar, keptUID), nullptr);
-    EXPECT_EQ(this->item(calendar, keptUID)->effectiveTitle(), QStringLiteral("Edited here again"));
+    EXPECT_NE(kept.first(), QStringLiteral("edited-1"));
+    EXPECT_EQ(this->item(bin, kept.first())->effectiveTitle(), QStringLiteral("Edited here again"));
 
     const CalDAVAccountCheck::Outcome after = this->sync();
-    EXPECT_EQ(after.counts.pushed, 1);
+    EXPECT_EQ(after.counts.pushed, 0);
+    EXPECT_EQ(after.counts.pulled, 0);
     EXPECT_EQ(after.counts.conflicts, 0);
-    EXPECT_EQ(this->serverResources(url),
-              sortedNames(QStringList{madeUID + ".ics", keptUID + ".ics", "edited.ics"}));
-    EXPECT_TRUE(this->serverText(url + keptUID + ".ics").contains("SUMMARY:Edited here again"));
-    EXPECT_EQ(this->itemUIDs(calendar), sortedNames(QStringList{"edited-1", keptUID, madeUID}));
+    EXPECT_EQ(this->serverResources(url), sortedNames(QStringList{madeUID + ".ics", "edited.ics"}));
+    EXPECT_EQ(this->itemUIDs(calendar), sortedNames(QStringList{"edited-1", madeUID}));
+    EXPECT_EQ(this->itemUIDs(bin), kept);
 }
 
 TYPED_TEST(CalDAVSyncTest, AnEditedDetachedInstanceIsSentWithItsRepeatingItem) {
