@@ -58,7 +58,7 @@ QList<SyncableObjectMO *> syncablesOfItem(SyncableObjectMO *syncable) {
 
 // Deletes the tombstones of that UID in the calendar: the deletion is done.
 void purgeTombstonesWithUID(const QString &uid, const SyncableObjectMO *calendar) {
-    for (ManagedObject *object : Queries::syncableChildenForUID(uid)) {
+    for (ManagedObject *object : Queries::syncableChildrenForUID(uid)) {
         auto *syncable = ModelObject::as<SyncableObjectMO>(object);
         if (syncable && syncable->isTombstone() && syncable->parentContainer() == calendar)
             syncable->managedObjectContext()->deleteObject(syncable);

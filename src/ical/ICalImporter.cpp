@@ -160,7 +160,7 @@ CommonDataMO *ICalImporter::Run::masterWithUID(const QString &uid) {
         return known != m_masters.cend() ? *known : nullptr;
     CommonDataMO *master = nullptr;
     const SyncableObjectMO *calendarInfo = m_calendar->objectInfo();
-    for (ManagedObject *child : Queries::syncableChildenForUID(uid)) {
+    for (ManagedObject *child : Queries::syncableChildrenForUID(uid)) {
         auto *syncable = ModelObject::as<SyncableObjectMO>(child);
         CommonDataMO *item = syncable->objectData();
         if (item && syncable->parentContainer() == calendarInfo &&

@@ -277,7 +277,7 @@ void CommonDataMO::purgeChildren(bool children, bool attachments) {
 
 CommonDataMO *CommonDataMO::childWithUID(const QString &uid) const {
     const SyncableObjectMO *info = objectInfo();
-    for (ManagedObject *child : Queries::syncableChildenForUID(uid)) {
+    for (ManagedObject *child : Queries::syncableChildrenForUID(uid)) {
         auto *syncable = as<SyncableObjectMO>(child);
         if (syncable->parentContainer() == info && syncable->objectData())
             return syncable->objectData();

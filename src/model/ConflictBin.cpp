@@ -11,11 +11,6 @@
 
 namespace {
 
-DatabaseControllerDelegate *conflictBinDelegate() {
-    const DatabaseController *controller = DatabaseController::sharedController();
-    return controller ? controller->delegate() : nullptr;
-}
-
 // The live local calendar with that uid, or nullptr.
 CommonDataMO *liveConflictCalendar(const QString &uid) {
     if (uid.isEmpty())
@@ -45,7 +40,7 @@ CommonDataMO *ConflictBin::conflictCalendar(ManagedObjectContext *context) {
     }
     calendar->setEffectiveTitle(QLatin1String(kConflictCalendarTitle));
     store->setMetadataValue(key, syncable->uid());
-    if (DatabaseControllerDelegate *delegate = conflictBinDelegate())
+    if (DatabaseControllerDelegate *delegate = DatabaseController::sharedDelegate())
         delegate->databaseControllerConflictContainerCreated(syncable);
     return calendar;
 }
@@ -83,7 +78,7 @@ QString ConflictBin::copyChildToConflictBinAndDeleteOriginal(SyncableObjectMO *i
     logInfo("copyChildToConflictBinAndDeleteOriginal(%@) : %@", item->uid(), reason);
     QHash<QString, QString> uids;
     moveChildToContainer(item, conflictCalendar(item->managedObjectContext()), &uids, true);
-    if (DatabaseControllerDelegate *delegate = conflictBinDelegate())
+    if (DatabaseControllerDelegate *delegate = DatabaseController::sharedDelegate())
         delegate->databaseControllerConflictForObject(item, reason);
     return uids.begin().value();
 }

@@ -77,6 +77,11 @@ DatabaseController *DatabaseController::sharedController() {
     return g_shared;
 }
 
+DatabaseControllerDelegate *DatabaseController::sharedDelegate() {
+    const DatabaseController *controller = sharedController();
+    return controller ? controller->delegate() : nullptr;
+}
+
 QString DatabaseController::crashMonitorPath() const {
     return QDir(m_applicationSupportFolder).filePath(QStringLiteral("_running"));
 }

@@ -41,6 +41,8 @@ public:
     ~DatabaseController() override;
 
     static DatabaseController *sharedController();
+    // The shared controller's delegate; nullptr without either.
+    static DatabaseControllerDelegate *sharedDelegate();
 
     void startup();
     void shutdown();

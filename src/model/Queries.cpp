@@ -288,11 +288,11 @@ QList<ManagedObject *> Queries::allSyncableObjectsInContainer(ManagedObject *con
         {{QStringLiteral("CONTAINER"), object(container)}});
 }
 
-QList<ManagedObject *> Queries::syncableChildenForUID(const QString &uid) {
+QList<ManagedObject *> Queries::syncableChildrenForUID(const QString &uid) {
     if (uid.isEmpty())
         return {};
     const QList<ManagedObject *> found =
-        run(QStringLiteral("syncableChildenForUID"),
+        run(QStringLiteral("syncableChildrenForUID"),
             {QStringLiteral("SyncableChild"), "%K == $UID", {QStringLiteral("uid")}},
             {{QStringLiteral("UID"), uid}});
     if (found.size() < 2)

@@ -51,7 +51,7 @@ public:
     static QList<ManagedObject *> allSyncableObjectsInContainer(ManagedObject *container);
     // Live matches first (each put at the front, so in reverse fetch order),
     // then tombstones in fetch order.
-    static QList<ManagedObject *> syncableChildenForUID(const QString &uid);
+    static QList<ManagedObject *> syncableChildrenForUID(const QString &uid);
     static QList<ManagedObject *> remoteObjectsForRemoteID(const QString &remoteID);
     static QList<ManagedObject *> objectsInContainer(ManagedObject *calendar);
     // The calendar groups whose `ownerID` is the service's uid; none for a

@@ -16,11 +16,6 @@
 
 namespace {
 
-DatabaseControllerDelegate *controllerDelegate() {
-    const DatabaseController *controller = DatabaseController::sharedController();
-    return controller ? controller->delegate() : nullptr;
-}
-
 QList<CommonDataMO *> calendarsOf(ModelObject *service) {
     QList<CommonDataMO *> calendars;
     for (ManagedObject *container : RemoteServiceQueries::ownedContainersWithFilter(service, 0))
@@ -51,7 +46,7 @@ ModelObject *RemoteServiceLifecycle::makeRemoteService(ManagedObjectContext *con
         context = Queries::context();
     auto *service =
         ModelObject::as<ModelObject>(context->insertNewObject(QStringLiteral("RemoteService")));
-    if (DatabaseControllerDelegate *delegate = controllerDelegate())
+    if (DatabaseControllerDelegate *delegate = DatabaseController::sharedDelegate())
         delegate->databaseControllerRemoteServiceWillBeAdded(service);
     return service;
 }
@@ -66,7 +61,7 @@ void RemoteServiceLifecycle::deleteRemoteService(ModelObject *service) {
     SyncHooks::shared().serviceWillBeDeleted(service);
     for (CommonDataMO *calendar : calendars)
         calendar->purgeChildren(true, true);
-    if (DatabaseControllerDelegate *delegate = controllerDelegate())
+    if (DatabaseControllerDelegate *delegate = DatabaseController::sharedDelegate())
         delegate->databaseControllerRemoteServiceWillBeDeleted(service);
     if (const ServiceEngine *engine = ServiceEngines::shared().engineFor(service))
         for (ModelObject *child : engine->childServices(service))

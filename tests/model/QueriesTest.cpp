@@ -106,7 +106,7 @@ TEST_F(QueriesTest, LiveChildrenComeFirst) {
     ManagedObject *live = child(calendar, QStringLiteral("same"), true, 2);
     ManagedObject *dead2 = child(calendar, QStringLiteral("same"), false, 3);
     m_context.save();
-    EXPECT_EQ(Queries::syncableChildenForUID(QStringLiteral("same")),
+    EXPECT_EQ(Queries::syncableChildrenForUID(QStringLiteral("same")),
               (QList<ManagedObject *>{live, dead1, dead2}));
 }
 
@@ -167,7 +167,7 @@ TEST_F(QueriesTest, EmptyArgumentsFindNothing) {
     EXPECT_TRUE(Queries::extraDataWithUID(QString()).isEmpty());
     EXPECT_TRUE(Queries::organizersWithMeetingUID(QString()).isEmpty());
     EXPECT_TRUE(Queries::syncableContainersForUID(QString()).isEmpty());
-    EXPECT_TRUE(Queries::syncableChildenForUID(QString()).isEmpty());
+    EXPECT_TRUE(Queries::syncableChildrenForUID(QString()).isEmpty());
 }
 
 // --- Questions about one service ----------------------------------------------

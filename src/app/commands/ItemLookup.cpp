@@ -26,7 +26,7 @@ CommonDataMO *calendarWithUID(const QString &uid) {
 }
 
 CommonDataMO *itemWithUID(const QString &uid) {
-    if (CommonDataMO *item = liveData(Queries::syncableChildenForUID(uid)))
+    if (CommonDataMO *item = liveData(Queries::syncableChildrenForUID(uid)))
         return item;
     throw CommandError(QStringLiteral("no item with uid %1").arg(uid));
 }

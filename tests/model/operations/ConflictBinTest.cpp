@@ -68,7 +68,7 @@ TEST_F(ConflictBinTest, MovingAnItemGivesItAndItsInstancesANewUIDInTheOtherCalen
     EXPECT_EQ(to->objectsForKey(QStringLiteral("childrenDirect")).size(), 2);
     EXPECT_EQ(from->childWithUID(QStringLiteral("R")), nullptr);
     // Nothing stays behind to be sent as a deletion.
-    EXPECT_TRUE(Queries::syncableChildenForUID(QStringLiteral("R")).isEmpty());
+    EXPECT_TRUE(Queries::syncableChildrenForUID(QStringLiteral("R")).isEmpty());
 }
 
 TEST_F(ConflictBinTest, InstancesLeftBehindLoseTheirOriginal) {

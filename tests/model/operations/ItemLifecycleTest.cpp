@@ -170,7 +170,7 @@ TEST_F(ItemLifecycleTest, TombstonesArePurgedThirtyDaysLater) {
     m_clock.advance(29 * 86400.0);
     controller = start();
     Queries::setContext(controller->managedObjectContext());
-    EXPECT_EQ(Queries::syncableChildenForUID(goneUID).size(), 1);
+    EXPECT_EQ(Queries::syncableChildrenForUID(goneUID).size(), 1);
     controller->shutdown();
     controller.reset();
 
@@ -180,8 +180,8 @@ TEST_F(ItemLifecycleTest, TombstonesArePurgedThirtyDaysLater) {
     controller->startup();
     ASSERT_TRUE(purged.count() > 0 || purged.wait(20000));
     Queries::setContext(controller->managedObjectContext());
-    EXPECT_TRUE(Queries::syncableChildenForUID(goneUID).isEmpty());
-    EXPECT_EQ(Queries::syncableChildenForUID(keptUID).size(), 1);
+    EXPECT_TRUE(Queries::syncableChildrenForUID(goneUID).isEmpty());
+    EXPECT_EQ(Queries::syncableChildrenForUID(keptUID).size(), 1);
     FetchRequest live(QStringLiteral("SyncableEvent"));
     EXPECT_EQ(controller->managedObjectContext()->countForFetchRequest(live), 1);
     controller->shutdown();
