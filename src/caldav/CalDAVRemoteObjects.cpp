@@ -59,3 +59,12 @@ std::optional<QString> CalDAVRemoteObjects::etagOf(const ModelObject *record) {
         record ? record->valueForKey(QStringLiteral("remoteETag")).toString() : QString();
     return etag.isEmpty() ? std::nullopt : std::optional<QString>(etag);
 }
+
+ModelObject *CalDAVRemoteObjects::recordOf(const SyncableObjectMO *local,
+                                           const ModelObject *service) {
+    for (ManagedObject *record : local->objectsForKey(QStringLiteral("syncsTo")))
+        if (record->objectForKey(QStringLiteral("theRemoteService")) == service &&
+            !record->isDeleted())
+            return ModelObject::as<ModelObject>(record);
+    return nullptr;
+}

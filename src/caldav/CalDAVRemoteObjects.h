@@ -30,6 +30,9 @@ public:
     SyncableObjectMO *localObjectForHREF(const QString &href) const;
 
     static std::optional<QString> etagOf(const ModelObject *record);
+    // The service's live record of a local calendar or item, or nullptr
+    // (read from the object, not from the index).
+    static ModelObject *recordOf(const SyncableObjectMO *local, const ModelObject *service);
 
 private:
     ModelObject *m_service;

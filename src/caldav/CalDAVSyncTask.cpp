@@ -135,6 +135,8 @@ void CalDAVSyncTask::cleanup() {
     m_resultsInBackground = false;
     m_changedSyncableEvents.clear();
     m_sending = {};
+    m_changedCalendars.clear();
+    m_sendingCalendar = {};
 }
 
 QString CalDAVSyncTask::login() const {
@@ -249,11 +251,16 @@ void CalDAVSyncTask::startOfSync() {
         lookupService();
         return;
     }
-    // Local item changes go first, unless no calendar was ever listed.
-    if (m_syncData.contains(QStringLiteral("collections")))
-        findChangedEvents();
-    else
+    // Local item changes go first, unless no calendar was ever listed or
+    // calendars changed here are to be sent: the items of a new calendar
+    // follow it.
+    m_calendarListRefreshed = false;
+    m_syncCalendarsFirst =
+        !m_syncData.contains(QStringLiteral("collections")) || !changedCalendars().isEmpty();
+    if (m_syncCalendarsFirst)
         fetchUserInfo();
+    else
+        findChangedEvents();
 }
 
 QString CalDAVSyncTask::serverDomain() const {

@@ -25,7 +25,12 @@ class SyncableObjectMO;
 // principal (homes, addresses, inbox and outbox, the server's DAV classes
 // and kind) into the sync data, and lists the collections of the calendar
 // homes there ("collections"). The calendars of that list are made, updated
-// and deleted locally to match it. Before that listing (once one was read),
+// and deleted locally to match it; then the calendars added, renamed,
+// recoloured or deleted here are sent (MKCALENDAR in the first home,
+// PROPPATCH of what differs from the listing, DELETE), and a calendar
+// deleted here is not made again from the listing meanwhile. When calendars
+// changed here wait to be sent, the list comes first and the items of a
+// new calendar follow it in the same cycle. Before that listing (once one was read),
 // the items changed here since the server last agreed to them are sent, one
 // request each: a new one created only where its href is free, an edit or
 // a deletion only over the ETag last seen; an edit the server refuses
@@ -56,6 +61,8 @@ public:
         int pushed = 0;     // local changes sent
         int deleted = 0;    // items deleted because the server no longer has them
         int conflicts = 0;  // items moved to the conflict bin
+        // Calendars added, changed or deleted on the server from here.
+        int calendarsPushed = 0;
     };
 
     // Makes RemoteServiceTask create this task for CalDAV services.
@@ -122,11 +129,38 @@ private:
     void updateCalendar(CommonDataMO *calendar, const QVariantMap &collection,
                         const QVariantMap &oldCollection, bool created);
     void garbageCollectCalendars();
+    // Steps sending the account's calendars added, changed or deleted here
+    // since the server last agreed to them, after the calendar list is read.
+    // The calendars to send, newest last; tombstones of calendars never
+    // sent are deleted on the way.
+    QList<SyncableObjectMO *> changedCalendars();
+    void sendChangedCalendars();
+    void sendChangedCalendar();
+    void sendCalendarAdd(SyncableObjectMO *calendar);
+    void sendCalendarChange(SyncableObjectMO *calendar, ModelObject *record);
+    void sendCalendarDelete(SyncableObjectMO *calendar, ModelObject *record);
+    void sendCalendarResponse();
+    void processCalendarResponse(int status);
+    void doneWithCalendars();
+    // The properties of a calendar on the server: what the latest listing
+    // said of that href.
+    QVariantMap listedCollection(const QString &href) const;
     // Steps sending local item changes.
     void findChangedEvents();
     void sendChangedEvent();
     void sendEventChange(SyncableObjectMO *syncable, ModelObject *record);
     void sendEventResponse();
+    // The status of the answer to a request for one resource (a
+    // multi-status answer gives the highest of its responses), with its
+    // ETag and error elements, and the whole results; none after ending the
+    // cycle: no answer, a lock, a server error or a redirection.
+    struct ResultStatus {
+        int status = 0;
+        std::optional<QString> etag;
+        QVariantList errorDicts;
+        QVariantMap results;
+    };
+    std::optional<ResultStatus> resultStatusWithETag();
     void processEventResponse(int status, const std::optional<QString> &etag);
     // The item's local version moved to the conflict bin, and the server's
     // copy downloaded in its place (a deleted item gives way to the
@@ -212,6 +246,20 @@ private:
     ChangedEvent m_sending;
     QString m_sendingHREF;
     std::optional<Date> m_sentModTime;
+    // Calendars: whether the list comes before the items this cycle, and
+    // whether it was read already; the calendars to send, newest last, and
+    // the one sent now with the property values sent.
+    bool m_syncCalendarsFirst = false;
+    bool m_calendarListRefreshed = false;
+    QList<SyncableObjectMO *> m_changedCalendars;
+    struct CalendarSend {
+        SyncableObjectMO *calendar = nullptr;
+        ChangeOp op = ChangeOp::Add;
+        QString href;
+        QVariantMap values;
+        std::optional<Date> modTime;
+    };
+    CalendarSend m_sendingCalendar;
     Counts m_counts;
     // What the failed requests of this cycle said, for its error text.
     std::optional<QString> m_serverWords;

@@ -25,15 +25,6 @@
 
 namespace {
 
-// The service's remote object of a local calendar or item, or nullptr.
-ModelObject *pushRecordOf(const SyncableObjectMO *syncable, const ModelObject *service) {
-    for (ManagedObject *record : syncable->objectsForKey(QStringLiteral("syncsTo")))
-        if (record->objectForKey(QStringLiteral("theRemoteService")) == service &&
-            !record->isDeleted())
-            return ModelObject::as<ModelObject>(record);
-    return nullptr;
-}
-
 // The main item a changed syncable object stands for: itself, or the
 // original of a detached instance.
 SyncableObjectMO *mainSyncableOf(SyncableObjectMO *syncable) {
@@ -111,9 +102,10 @@ void CalDAVSyncTask::findChangedEvents() {
     for (ManagedObject *object :
          remoteService()->objectsForKey(QStringLiteral("ownedContainers"))) {
         auto *calendar = ModelObject::as<SyncableObjectMO>(object);
-        const ModelObject *calendarRecord = calendar && !calendar->isTombstone()
-                                                ? pushRecordOf(calendar, remoteService())
-                                                : nullptr;
+        const ModelObject *calendarRecord =
+            calendar && !calendar->isTombstone()
+                ? CalDAVRemoteObjects::recordOf(calendar, remoteService())
+                : nullptr;
         if (!calendarRecord)
             continue;
         const QString href = calendarRecord->valueForKey(QStringLiteral("remoteID")).toString();
@@ -122,7 +114,7 @@ void CalDAVSyncTask::findChangedEvents() {
         for (SyncableObjectMO *changed :
              CalendarChanges::modifiedRemoteChildren(*calendar->objectData())) {
             SyncableObjectMO *main = mainSyncableOf(changed);
-            if (main->isTombstone() && !pushRecordOf(main, remoteService())) {
+            if (main->isTombstone() && !CalDAVRemoteObjects::recordOf(main, remoteService())) {
                 // Never on the server, or a deleted detached instance: the
                 // item itself is sent when it still exists.
                 CommonDataMO *item = calendar->objectData()->childWithUID(changed->uid());
@@ -144,7 +136,10 @@ void CalDAVSyncTask::findChangedEvents() {
 
 void CalDAVSyncTask::sendChangedEvent() {
     if (m_changedSyncableEvents.isEmpty()) {
-        setNextStep([this] { fetchUserInfo(); });
+        if (m_calendarListRefreshed)
+            setNextStep([this] { fetchChangesFromServer(); });
+        else
+            setNextStep([this] { fetchUserInfo(); });
         return;
     }
     m_sending = m_changedSyncableEvents.takeLast();
@@ -153,7 +148,7 @@ void CalDAVSyncTask::sendChangedEvent() {
         setNextStep([this] { sendChangedEvent(); });
         return;
     }
-    ModelObject *record = pushRecordOf(syncable, remoteService());
+    ModelObject *record = CalDAVRemoteObjects::recordOf(syncable, remoteService());
     if (!syncable->isTombstone()) {
         sendEventChange(syncable, record);
         return;
@@ -199,26 +194,34 @@ void CalDAVSyncTask::sendEventChange(SyncableObjectMO *syncable, ModelObject *re
     caldav().put(resourceURLOf(serviceURLFromPath(m_sendingHREF)), etag, std::nullopt, data);
 }
 
-void CalDAVSyncTask::sendEventResponse() {
+std::optional<CalDAVSyncTask::ResultStatus> CalDAVSyncTask::resultStatusWithETag() {
     const std::optional<QVariantMap> results = caldav().resultsDict();
     if (!results) {
         endWithNoAnswer();
-        return;
+        return std::nullopt;
     }
     noteWebPage(*results);
     const int status = pushStatusOf(*results);
     if (status == 423 || status >= 500) {
         logWarning("CalDAV: error %ld", long(status));
         finishWithState(SyncState::UnableToConnect);
-        return;
+        return std::nullopt;
     }
     if (status >= 307 && status <= 399) {
         finishWithState(SyncState::LoginFailed);
-        return;
+        return std::nullopt;
     }
-    if (status < 200 || status > 299)
-        logWarning("CalDAV: event add/delete/change error %ld", long(status));
-    processEventResponse(status, pushedETagOf(*results));
+    return ResultStatus{status, pushedETagOf(*results),
+                        results->value(QStringLiteral("error")).toList(), *results};
+}
+
+void CalDAVSyncTask::sendEventResponse() {
+    const std::optional<ResultStatus> result = resultStatusWithETag();
+    if (!result)
+        return;
+    if (result->status < 200 || result->status > 299)
+        logWarning("CalDAV: event add/delete/change error %ld", long(result->status));
+    processEventResponse(result->status, result->etag);
     setNextStep([this] { sendChangedEvent(); });
 }
 
