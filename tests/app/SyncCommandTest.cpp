@@ -98,6 +98,32 @@ MEROVAN_CHILD_ROUTINE(syncAfterAdding) {
                                                                    "  idle  pulled 0, pushed 0, "
                                                                    "deleted 0, conflicts 0",
                  "a named account is synced, with nothing new", named);
+    // A calendar removed here is deleted on the server, counted apart from
+    // the items, and not made again by the next listing.
+    const ProcessResult removed = runMerovan({"calendar", "remove", syncedCalendar});
+    checks.check(removed.exitCode == 0, "the synced calendar is removed", removed);
+    const ProcessResult removal = runMerovan({"sync", "--json"});
+    const QJsonArray removalCycles = QJsonDocument::fromJson(removal.out.toUtf8()).array();
+    const QJsonObject removalCycle =
+        removalCycles.isEmpty() ? QJsonObject() : removalCycles[0].toObject();
+    checks.check(removal.exitCode == 0 && removalCycle.value("calendarsPushed").toInt() == 1 &&
+                     removalCycle.value("pushed").toInt() == 0 &&
+                     removalCycle.value("pulled").toInt() == 0,
+                 "the removal is sent as one calendar push", removal);
+    checks.check(fetchBlocking("PROPFIND", calendarURL, "test", "test", "0").status == 404,
+                 "the server no longer has the calendar", {});
+    const ProcessResult after = runMerovan({"sync", uid});
+    checks.check(after.exitCode == 0 && after.out.trimmed() == uid +
+                                                                   "  idle  pulled 0, pushed 0, "
+                                                                   "deleted 0, conflicts 0",
+                 "the next cycle is quiet", after);
+    const ProcessResult left = runMerovan({"calendars", "--json"});
+    bool calendarBack = false;
+    for (const QJsonValue &calendar : QJsonDocument::fromJson(left.out.toUtf8()).array())
+        calendarBack = calendarBack || calendar.toObject().value("owner").toString() == uid;
+    checks.check(left.exitCode == 0 && !calendarBack, "no calendar of the account comes back",
+                 left);
+
     const ProcessResult unknown = runMerovan({"sync", "NO-SUCH-ACCOUNT"});
     checks.check(
         unknown.exitCode == 1 && unknown.err.contains("no account with uid NO-SUCH-ACCOUNT"),

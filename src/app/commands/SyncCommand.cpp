@@ -52,6 +52,7 @@ QJsonObject describeCycle(const ModelObject &service, const CalDAVAccountCheck::
         {QStringLiteral("pushed"), outcome.counts.pushed},
         {QStringLiteral("deleted"), outcome.counts.deleted},
         {QStringLiteral("conflicts"), outcome.counts.conflicts},
+        {QStringLiteral("calendarsPushed"), outcome.counts.calendarsPushed},
     };
 }
 
@@ -66,6 +67,8 @@ void printCycle(const QJsonObject &cycle) {
                        .arg(count("pushed"))
                        .arg(count("deleted"))
                        .arg(count("conflicts"));
+    if (count("calendarsPushed"))
+        line += QStringLiteral(", calendars pushed %1").arg(count("calendarsPushed"));
     if (!cycle.value(QStringLiteral("error")).isNull())
         line += QStringLiteral("  error: ") + cycle.value(QStringLiteral("error")).toString();
     CommandOutput::printLine(line);
