@@ -29,6 +29,28 @@ bool putEvent(const QByteArray &uid, const QByteArray &summary) {
     return status == 201 || status == 204;
 }
 
+// The first account's cycle in the output of "sync --json"; empty when none.
+QJsonObject firstCycleOf(const ProcessResult &synced) {
+    const QJsonArray cycles = QJsonDocument::fromJson(synced.out.toUtf8()).array();
+    return cycles.isEmpty() ? QJsonObject() : cycles[0].toObject();
+}
+
+struct CycleCounts {
+    int pulled = 0, pushed = 0, deleted = 0, conflicts = 0, calendarsPushed = 0;
+};
+bool hasCounts(const QJsonObject &cycle, const CycleCounts &counts) {
+    return cycle.value("pulled").toInt() == counts.pulled &&
+           cycle.value("pushed").toInt() == counts.pushed &&
+           cycle.value("deleted").toInt() == counts.deleted &&
+           cycle.value("conflicts").toInt() == counts.conflicts &&
+           cycle.value("calendarsPushed").toInt() == counts.calendarsPushed;
+}
+
+// The text line of a cycle of the account that found nothing to do.
+QString quietCycleLine(const QString &uid) {
+    return uid + "  idle  pulled 0, pushed 0, deleted 0, conflicts 0";
+}
+
 // Runs on the private session bus of the keyring; each failure is a line on
 // standard error and makes the exit code 1.
 MEROVAN_CHILD_ROUTINE(syncAfterAdding) {
@@ -46,16 +68,14 @@ MEROVAN_CHILD_ROUTINE(syncAfterAdding) {
 
     checks.check(putEvent("second", "Second"), "the server takes a new event", {});
     const ProcessResult synced = runMerovan({"sync", "--json"});
-    const QJsonArray cycles = QJsonDocument::fromJson(synced.out.toUtf8()).array();
-    const QJsonObject cycle = cycles.isEmpty() ? QJsonObject() : cycles[0].toObject();
-    checks.check(synced.exitCode == 0 && cycles.size() == 1, "every account is synced once",
-                 synced);
+    const QJsonObject cycle = firstCycleOf(synced);
+    checks.check(
+        synced.exitCode == 0 && QJsonDocument::fromJson(synced.out.toUtf8()).array().size() == 1,
+        "every account is synced once", synced);
     checks.check(cycle.value("uid").toString() == uid &&
                      cycle.value("state").toString() == "idle" && cycle.value("error").isNull(),
                  "the account ends idle", synced);
-    checks.check(cycle.value("pulled").toInt() == 1 && cycle.value("deleted").toInt() == 0 &&
-                     cycle.value("pushed").toInt() == 0 && cycle.value("conflicts").toInt() == 0,
-                 "the new event, and only it, is pulled", synced);
+    checks.check(hasCounts(cycle, {.pulled = 1}), "the new event, and only it, is pulled", synced);
 
     const ProcessResult calendars = runMerovan({"calendars", "--json"});
     const QJsonArray listed = QJsonDocument::fromJson(calendars.out.toUtf8()).array();
@@ -77,12 +97,8 @@ MEROVAN_CHILD_ROUTINE(syncAfterAdding) {
     const ProcessResult deleted = runMerovan({"event", "delete", "first"});
     checks.check(deleted.exitCode == 0, "an event is deleted", deleted);
     const ProcessResult pushed = runMerovan({"sync", "--json"});
-    const QJsonArray pushedCycles = QJsonDocument::fromJson(pushed.out.toUtf8()).array();
-    const QJsonObject pushedCycle =
-        pushedCycles.isEmpty() ? QJsonObject() : pushedCycles[0].toObject();
-    checks.check(pushed.exitCode == 0 && pushedCycle.value("pushed").toInt() == 2 &&
-                     pushedCycle.value("pulled").toInt() == 0 &&
-                     pushedCycle.value("conflicts").toInt() == 0,
+    const QJsonObject pushedCycle = firstCycleOf(pushed);
+    checks.check(pushed.exitCode == 0 && hasCounts(pushedCycle, {.pushed = 2}),
                  "both local changes are pushed, and nothing else", pushed);
     const QString calendarURL = QStringLiteral("http://%1/test/calendar/").arg(childCalDAVServer());
     const BlockingAnswer todo =
@@ -94,28 +110,20 @@ MEROVAN_CHILD_ROUTINE(syncAfterAdding) {
                  "the server no longer has the deleted event", {});
 
     const ProcessResult named = runMerovan({"sync", uid});
-    checks.check(named.exitCode == 0 && named.out.trimmed() == uid +
-                                                                   "  idle  pulled 0, pushed 0, "
-                                                                   "deleted 0, conflicts 0",
+    checks.check(named.exitCode == 0 && named.out.trimmed() == quietCycleLine(uid),
                  "a named account is synced, with nothing new", named);
     // A calendar removed here is deleted on the server, counted apart from
     // the items, and not made again by the next listing.
     const ProcessResult removed = runMerovan({"calendar", "remove", syncedCalendar});
     checks.check(removed.exitCode == 0, "the synced calendar is removed", removed);
     const ProcessResult removal = runMerovan({"sync", "--json"});
-    const QJsonArray removalCycles = QJsonDocument::fromJson(removal.out.toUtf8()).array();
-    const QJsonObject removalCycle =
-        removalCycles.isEmpty() ? QJsonObject() : removalCycles[0].toObject();
-    checks.check(removal.exitCode == 0 && removalCycle.value("calendarsPushed").toInt() == 1 &&
-                     removalCycle.value("pushed").toInt() == 0 &&
-                     removalCycle.value("pulled").toInt() == 0,
+    const QJsonObject removalCycle = firstCycleOf(removal);
+    checks.check(removal.exitCode == 0 && hasCounts(removalCycle, {.calendarsPushed = 1}),
                  "the removal is sent as one calendar push", removal);
     checks.check(fetchBlocking("PROPFIND", calendarURL, "test", "test", "0").status == 404,
                  "the server no longer has the calendar", {});
     const ProcessResult after = runMerovan({"sync", uid});
-    checks.check(after.exitCode == 0 && after.out.trimmed() == uid +
-                                                                   "  idle  pulled 0, pushed 0, "
-                                                                   "deleted 0, conflicts 0",
+    checks.check(after.exitCode == 0 && after.out.trimmed() == quietCycleLine(uid),
                  "the next cycle is quiet", after);
     const ProcessResult left = runMerovan({"calendars", "--json"});
     bool calendarBack = false;
