@@ -126,6 +126,7 @@ void CalDAVSyncTask::cleanup() {
     m_remoteObjects.reset();
     m_markedCalendars.clear();
     m_calendarsToFetch.clear();
+    m_calendarsToRelist.clear();
     m_fetching = {};
     m_serverChanges.clear();
     m_eventsToFetch.clear();

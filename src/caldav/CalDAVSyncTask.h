@@ -67,6 +67,12 @@ public:
 
     // Makes RemoteServiceTask create this task for CalDAV services.
     static void registerKind();
+    // Why the server refused to store an item, kept with it in the conflict
+    // bin: "Event too large" ("Graphic too large" for a graphic) when the
+    // error elements of the answer name the size limit (or Google's
+    // "invalid"), else the key of the first error element, else the status.
+    static QString reasonForConflict(const QVariantList &errorDicts, const CommonDataMO &event,
+                                     int status);
 
     explicit CalDAVSyncTask(ModelObject *service);
     ~CalDAVSyncTask() override;
@@ -161,11 +167,16 @@ private:
         QVariantMap results;
     };
     std::optional<ResultStatus> resultStatusWithETag();
-    void processEventResponse(int status, const std::optional<QString> &etag);
-    // The item's local version moved to the conflict bin, and the server's
-    // copy downloaded in its place (a deleted item gives way to the
-    // server's copy).
-    void keepConflictingVersion(SyncableObjectMO *syncable, const QString &href);
+    void processEventResponse(const ResultStatus &result);
+    // The item's local version moved to the conflict bin with the reason,
+    // and the server's copy downloaded in its place (a deleted item gives
+    // way to the server's copy).
+    void keepConflictingVersion(SyncableObjectMO *syncable, const QString &href,
+                                const QString &reason);
+    // The server's copies of the calendar's items are downloaded again where
+    // they differ from what is kept here: the calendar is listed in full in
+    // this cycle (or the next one, since its token is dropped).
+    void fetchNeededForCalendar(const QString &calendarHREF);
     // The item (and its detached instances) as the server has it now.
     static void noteAgreedWithServer(SyncableObjectMO *syncable, std::optional<Date> modTime);
     // Item steps.
@@ -220,6 +231,8 @@ private:
         bool webdavSync = false;
     };
     QList<CalendarToFetch> m_calendarsToFetch;
+    // Hrefs of calendars to list in full this cycle, whatever their stamps.
+    QSet<QString> m_calendarsToRelist;
     // The calendar whose items are being fetched.
     CalendarToFetch m_fetching;
     bool m_fullSync = false;

@@ -204,6 +204,7 @@ void CalDAVSyncTask::processCalendars() {
         const bool neverListed =
             webdavSync && record->valueForKey(QStringLiteral("editURL")).toString().isEmpty();
         if (created || neverListed || oldCollection.isEmpty() ||
+            m_calendarsToRelist.contains(href) ||
             contentsStampOf(collection) != contentsStampOf(oldCollection)) {
             logInfo("CalDAV: updating calendar %@ (%@)",
                     calendar->effectiveTitle().value_or(QString()), href);

@@ -3,19 +3,27 @@
 // since the server last agreed to them, each sent in one request with the
 // ETag it was last seen with (a PUT that only creates for a new item, a PUT
 // or DELETE that only replaces what was seen for the others). An item the
-// server changed meanwhile is not overwritten: the local version stays as a
-// separate item under a new UID, and the server's version is downloaded.
+// server changed meanwhile is not overwritten: the local version goes to the
+// conflict bin under a new UID, and the server's version is downloaded,
+// unless the edit was marked to give way (then it is only downloaded). An
+// item the server refuses to store (a read-only calendar, a size limit) goes
+// to the conflict bin with the server's reason, so that it is not offered
+// again every cycle; the server's copy of a refused edit or deletion is
+// downloaded again.
 #include <QDateTime>
 #include <QSet>
 #include <QUrl>
+#include <algorithm>
 
 #include "caldav/CalDAVClient.h"
 #include "caldav/CalDAVRemoteObjects.h"
 #include "caldav/CalDAVSyncTask.h"
+#include "caldav/PropertyKey.h"
 #include "ical/ICalWriter.h"
 #include "model/CalendarChanges.h"
 #include "model/CommonDataMO.h"
 #include "model/ConflictBin.h"
+#include "model/ItemCodes.h"
 #include "model/ModelObject.h"
 #include "model/Queries.h"
 #include "model/SyncableObjectMO.h"
@@ -221,22 +229,43 @@ void CalDAVSyncTask::sendEventResponse() {
         return;
     if (result->status < 200 || result->status > 299)
         logWarning("CalDAV: event add/delete/change error %ld", long(result->status));
-    processEventResponse(result->status, result->etag);
+    processEventResponse(*result);
     setNextStep([this] { sendChangedEvent(); });
 }
 
-void CalDAVSyncTask::processEventResponse(int status, const std::optional<QString> &etag) {
+QString CalDAVSyncTask::reasonForConflict(const QVariantList &errorDicts, const CommonDataMO &event,
+                                          int status) {
+    const QString googleError = PropertyKey::inNamespace(
+        QStringLiteral("error"), QLatin1String(CalDAVClient::kGoogleDataNamespace));
+    for (const QVariant &entry : errorDicts) {
+        const QVariantMap error = entry.toMap();
+        if (error.contains(CalDAVClient::caldavKey("max-resource-size")))
+            return event.integerValueForKey(QStringLiteral("eventType")) == ItemType::Graphic
+                       ? QStringLiteral("Graphic too large")
+                       : QStringLiteral("Event too large");
+        if (error.value(googleError).toString() == QLatin1String("invalid"))
+            return QStringLiteral("Event too large");
+    }
+    for (const QVariant &entry : errorDicts)
+        if (!entry.toMap().isEmpty())
+            return entry.toMap().firstKey();
+    return QStringLiteral("Refused by the server (HTTP %1)").arg(status);
+}
+
+void CalDAVSyncTask::processEventResponse(const ResultStatus &result) {
     SyncableObjectMO *syncable = m_sending.syncable;
     if (syncable->isDeleted())
         return;
+    const int status = result.status;
     const bool success = status >= 200 && status <= 299;
     const SyncableObjectMO *calendar = syncable->parentContainer();
     switch (m_changeOp) {
         case ChangeOp::Delete:
-            // Done, or refused: then, without a record, the server's version
-            // comes back when the calendar is listed.
             m_remoteObjects->drop(m_sendingHREF);
             purgeTombstonesWithUID(syncable->uid(), calendar);
+            // Refused: the server's copy comes back.
+            if (!success && status != 404)
+                fetchNeededForCalendar(m_sending.calendarHREF);
             break;
         case ChangeOp::Add:
         case ChangeOp::Change:
@@ -244,11 +273,32 @@ void CalDAVSyncTask::processEventResponse(int status, const std::optional<QStrin
                 // Without an ETag the stored resource is downloaded again.
                 ModelObject *record = m_remoteObjects->link(m_sendingHREF, syncable);
                 record->setValue(QStringLiteral("remoteETag"),
-                                 success ? etag.value_or(QString()) : QString());
+                                 success ? result.etag.value_or(QString()) : QString());
                 record->setDateValue(Clock::shared().now(), QStringLiteral("remoteLastUpdateTime"));
+                syncable->setValue(QStringLiteral("transIgnoreConflict"), QVariant());
                 noteAgreedWithServer(syncable, m_sentModTime);
-            } else if (m_changeOp == ChangeOp::Change) {
-                keepConflictingVersion(syncable, m_sendingHREF);
+            } else if (m_changeOp == ChangeOp::Add) {
+                // Never on the server: kept in the conflict bin only, so that
+                // it is not offered again every cycle.
+                ConflictBin::copyChildToConflictBinAndDeleteOriginal(
+                    syncable,
+                    reasonForConflict(result.errorDicts, *syncable->objectData(), status));
+                ++m_counts.conflicts;
+            } else if (status == 412 &&
+                       syncable->boolValueForKey(QStringLiteral("transIgnoreConflict"))) {
+                // This edit gives way to the server's, which is downloaded.
+                m_remoteObjects->link(m_sendingHREF, syncable)
+                    ->setValue(QStringLiteral("remoteETag"), QString());
+            } else {
+                keepConflictingVersion(
+                    syncable, m_sendingHREF,
+                    status == 412 || syncable->isTombstone()
+                        ? QStringLiteral("Event modified on server")
+                        : reasonForConflict(result.errorDicts, *syncable->objectData(), status));
+                // A refusal leaves the server's copy as it was: nothing
+                // would list it as changed.
+                if (status != 412)
+                    fetchNeededForCalendar(m_sending.calendarHREF);
                 ++m_counts.conflicts;
             }
             break;
@@ -257,7 +307,8 @@ void CalDAVSyncTask::processEventResponse(int status, const std::optional<QStrin
         ++m_counts.pushed;
 }
 
-void CalDAVSyncTask::keepConflictingVersion(SyncableObjectMO *syncable, const QString &href) {
+void CalDAVSyncTask::keepConflictingVersion(SyncableObjectMO *syncable, const QString &href,
+                                            const QString &reason) {
     // The server's version is fetched as an item of its own.
     m_remoteObjects->drop(href);
     if (syncable->isTombstone()) {
@@ -267,8 +318,28 @@ void CalDAVSyncTask::keepConflictingVersion(SyncableObjectMO *syncable, const QS
         return;
     }
     // The local version goes to the conflict bin, never to the server.
-    ConflictBin::copyChildToConflictBinAndDeleteOriginal(
-        syncable, QStringLiteral("Event modified on server"));
+    ConflictBin::copyChildToConflictBinAndDeleteOriginal(syncable, reason);
+}
+
+void CalDAVSyncTask::fetchNeededForCalendar(const QString &calendarHREF) {
+    ModelObject *record = m_remoteObjects->forHREF(calendarHREF);
+    if (!record)
+        return;
+    record->setValue(QStringLiteral("editURL"), QVariant());
+    m_calendarsToRelist.insert(calendarHREF);
+    if (!m_calendarListRefreshed)
+        return;  // the listing of calendars takes it
+    const bool listed =
+        std::any_of(m_calendarsToFetch.cbegin(), m_calendarsToFetch.cend(),
+                    [&](const CalendarToFetch &each) { return each.href == calendarHREF; });
+    auto *calendar =
+        ModelObject::as<SyncableObjectMO>(record->objectForKey(QStringLiteral("localObject")));
+    if (!listed && calendar && calendar->objectData())
+        m_calendarsToFetch.append({calendar->objectData(), calendarHREF,
+                                   listedCollection(calendarHREF)
+                                       .value(QStringLiteral("supported-report-set"))
+                                       .toStringList()
+                                       .contains(QStringLiteral("sync-collection"))});
 }
 
 void CalDAVSyncTask::noteAgreedWithServer(SyncableObjectMO *syncable, std::optional<Date> modTime) {

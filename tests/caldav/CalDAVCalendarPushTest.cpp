@@ -63,8 +63,7 @@ protected:
     }
 };
 
-using PushServers = ::testing::Types<RadicaleServer, XandikosServer, DAViCalServer>;
-TYPED_TEST_SUITE(CalDAVCalendarPushTest, PushServers);
+TYPED_TEST_SUITE(CalDAVCalendarPushTest, SyncServers);
 
 TYPED_TEST(CalDAVCalendarPushTest, ACalendarMadeChangedAndDeletedHereFollowsOnTheServer) {
     using Features = CalendarFeatures<TypeParam>;

@@ -39,7 +39,6 @@ QList<std::pair<QString, QByteArray>> seededResources() {
 template <typename Server>
 class CalDAVSyncTest : public SyncTestSuite<Server> {};
 
-using SyncServers = ::testing::Types<RadicaleServer, XandikosServer, DAViCalServer>;
 TYPED_TEST_SUITE(CalDAVSyncTest, SyncServers);
 
 TYPED_TEST(CalDAVSyncTest, PullsCalendarsAndItemsAndFollowsChangesOnTheServer) {

@@ -217,11 +217,11 @@ QString RadicaleServer::prepare(QString &program, QStringList &arguments) {
                                "[server]\nhosts = 127.0.0.1:%1\n"
                                "[auth]\ntype = htpasswd\nhtpasswd_filename = %2/users\n"
                                "htpasswd_encryption = plain\ndelay = 0\n"
-                               "[rights]\ntype = owner_only\n"
+                               "%3"
                                "[storage]\nfilesystem_folder = %2/collections\n"
                                "[web]\ntype = none\n[logging]\nlevel = warning\n")
                                .arg(m_port)
-                               .arg(m_dir.path());
+                               .arg(m_dir.path(), rightsConfig());
     if (!writeFile(m_dir.filePath(QStringLiteral("config")), config.toUtf8()) ||
         !writeFile(m_dir.filePath(QStringLiteral("users")), "test:test\ntest2:test2\n"))
         return QStringLiteral("cannot write Radicale's configuration");
@@ -245,6 +245,40 @@ QString RadicaleServer::setUp() {
                 .arg(logText());
     }
     return {};
+}
+
+QString RadicaleServer::rightsConfig() {
+    return QStringLiteral("[rights]\ntype = owner_only\n");
+}
+
+QString RadicaleReadOnlyCalendarServer::rightsConfig() {
+    // The first section that matches decides; "r"/"w" are calendars, "R"/"W"
+    // other collections.
+    const QByteArray rules =
+        "[shared-owner]\nuser: test2\ncollection: test/shared\n"
+        "permissions: RrWw\n"
+        "[shared-reader]\nuser: test\ncollection: test/shared\n"
+        "permissions: Rr\n"
+        "[root]\nuser: .+\ncollection:\npermissions: R\n"
+        "[owner]\nuser: .+\ncollection: {user}(/.*)?\npermissions: RrWw\n";
+    const QString file = m_dir.filePath(QStringLiteral("rights"));
+    if (!writeFile(file, rules))
+        return QStringLiteral("[rights]\ntype = unwritable\n");  // Radicale will not start
+    return QStringLiteral("[rights]\ntype = from_file\nfile = %1\n").arg(file);
+}
+
+QString RadicaleReadOnlyCalendarServer::setUp() {
+    if (QString error = RadicaleServer::setUp(); !error.isEmpty())
+        return error;
+    const int made = sendBlocking(
+        QStringLiteral("MKCALENDAR"), sharedURL(), QStringLiteral("test2"), QStringLiteral("test2"),
+        "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n"
+        "<C:mkcalendar xmlns:D=\"DAV:\" xmlns:C=\"urn:ietf:params:xml:ns:caldav\">"
+        "<D:set><D:prop><D:displayname>Shared</D:displayname></D:prop></D:set></C:mkcalendar>");
+    return made == 201 ? QString()
+                       : QStringLiteral("Radicale made no shared calendar: MKCALENDAR %1\n%2")
+                             .arg(made)
+                             .arg(logText());
 }
 
 // --- Xandikos ---

@@ -33,6 +33,21 @@ public:
 protected:
     QString prepare(QString &program, QStringList &arguments) override;
     QString setUp() override;
+    // The [rights] section of the configuration: each user owns their own
+    // collections only.
+    virtual QString rightsConfig();
+};
+
+// Radicale as above, with a calendar "/test/shared/" (titled "Shared") that
+// "test2" writes and "test" may only read: listed in test's home, but every
+// item test stores, changes or deletes there is refused with 403.
+class RadicaleReadOnlyCalendarServer : public RadicaleServer {
+public:
+    QString sharedURL() const { return url(QStringLiteral("/test/shared/")); }
+
+protected:
+    QString setUp() override;
+    QString rightsConfig() override;
 };
 
 // Xandikos without authentication; one principal "/user/" with the calendar

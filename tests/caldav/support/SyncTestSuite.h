@@ -28,6 +28,8 @@ struct SyncAccount<RadicaleServer> {
     static constexpr bool refusesUnknownToken = true;
 };
 template <>
+struct SyncAccount<RadicaleReadOnlyCalendarServer> : SyncAccount<RadicaleServer> {};
+template <>
 struct SyncAccount<XandikosServer> {
     static constexpr char login[] = "user", password[] = "anything", principal[] = "/user/",
                           home[] = "/user/calendars/";
@@ -56,6 +58,9 @@ inline QByteArray vevent(const QByteArray &uid, const QByteArray &summary, const
     return "BEGIN:VEVENT\r\nUID:" + uid + "\r\nDTSTAMP:20261101T000000Z\r\nSUMMARY:" + summary +
            "\r\n" + dates + extra + "END:VEVENT\r\n";
 }
+
+// The servers every sync behaviour is tried on.
+using SyncServers = ::testing::Types<RadicaleServer, XandikosServer, DAViCalServer>;
 
 template <typename Server>
 class SyncTestSuite : public ServerTestSuite<Server> {
