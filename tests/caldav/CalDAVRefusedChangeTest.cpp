@@ -8,12 +8,13 @@
 
 // Changes a server refuses: on a calendar the account may only read (real
 // Radicale with a rights file), items made, edited or deleted here are
-// refused with 403; what was made or edited here is kept in the conflict
+// refused with 403, and an item larger than the server's request limit with
+// 413; what was made or edited here is kept in the conflict
 // bin and the server's copies come back, once, without a retry every cycle.
 // An edit marked to give way to the server's version is not a conflict.
 namespace {
 
-class CalDAVRefusedChangeTest : public SyncTestSuite<RadicaleReadOnlyCalendarServer> {
+class CalDAVRefusedChangeTest : public SyncTestSuite<RadicaleRestrictedServer> {
 protected:
     void putShared(const QString &name, const QByteArray &text) {
         const int status = sendBlocking("PUT", server->sharedURL() + name, "test2", "test2", text,
@@ -85,10 +86,17 @@ TEST_F(CalDAVRefusedChangeTest, AReadOnlyCalendarIsNeitherChangedNorDeletedOnThe
     CommonDataMO *shared = calendarTitled("Shared");
     ASSERT_NE(shared, nullptr);
 
+    // Renamed, and an item deleted, here: the calendar list comes first in
+    // that cycle, and the refused deletion still brings the server's copy
+    // back in it.
     shared->setStringValue("Renamed here", "title");
+    CommonDataMO::deleteObject(item(shared, "kept-1"));
     const CalDAVAccountCheck::Outcome renamed = sync();
     EXPECT_EQ(renamed.counts.calendarsPushed, 0);
+    EXPECT_EQ(renamed.counts.pushed, 0);
     EXPECT_TRUE(fixture.log.contains("ignoring changes to proxy calendar /test/shared/"));
+    ASSERT_NE(item(shared, "kept-1"), nullptr);
+    EXPECT_EQ(item(shared, "kept-1")->effectiveTitle(), QStringLiteral("Kept"));
     expectQuietCycle();
     EXPECT_EQ(calendarsTitled("Renamed here"), 1);
 
@@ -105,6 +113,37 @@ TEST_F(CalDAVRefusedChangeTest, AReadOnlyCalendarIsNeitherChangedNorDeletedOnThe
     EXPECT_EQ(back.size(), serverResources(server->sharedURL()).size());
     expectQuietCycle();
     EXPECT_EQ(calendarsTitled("Shared"), 1);
+}
+
+TEST_F(CalDAVRefusedChangeTest, AnItemLargerThanTheServerTakesIsKeptInTheConflictBin) {
+    sync();
+    const SyncableObjectMO *listed =
+        CalDAVRemoteObjects(service()).localObjectForHREF(QUrl(server->calendarURL()).path());
+    ASSERT_NE(listed, nullptr);
+    CommonDataMO *calendar = listed->objectData();
+    ASSERT_NE(calendar, nullptr);
+    CommonDataMO *large = makeLocalItem(calendar, "Too large");
+    large->setStringValue(QString(RadicaleRestrictedServer::kMaximumRequestBytes, 'x'), "content");
+    const QString uid = large->uid();
+    // Radicale answers 413 before reading the body and closes the
+    // connection: the reset can beat the answer, and then the cycle ends
+    // unable to connect and the next one sends the item again.
+    CalDAVAccountCheck::Outcome refused;
+    for (int attempt = 0; attempt < 5; ++attempt) {
+        refused = fixture.discover(service());
+        if (refused.state != SyncState::UnableToConnect)
+            break;
+    }
+    EXPECT_EQ(refused.state, SyncState::Idle);
+    EXPECT_EQ(refused.counts.pushed, 0);
+    EXPECT_EQ(refused.counts.conflicts, 1);
+    EXPECT_TRUE(fixture.log.contains("copyChildToConflictBinAndDeleteOriginal(" + uid +
+                                     ") : Refused by the server (HTTP 413)"));
+    EXPECT_EQ(item(calendar, uid), nullptr);
+    EXPECT_FALSE(serverResources(server->calendarURL()).contains(uid + ".ics"));
+    CommonDataMO *bin = ConflictBin::conflictCalendar(calendar->managedObjectContext());
+    EXPECT_TRUE(itemTitles(bin).contains("Too large"));
+    expectQuietCycle();
 }
 
 template <typename Server>

@@ -214,14 +214,14 @@ QString RadicaleServer::prepare(QString &program, QStringList &arguments) {
         !missing.isEmpty())
         return missing;
     const QString config = QStringLiteral(
-                               "[server]\nhosts = 127.0.0.1:%1\n"
+                               "[server]\nhosts = 127.0.0.1:%1\n%4"
                                "[auth]\ntype = htpasswd\nhtpasswd_filename = %2/users\n"
                                "htpasswd_encryption = plain\ndelay = 0\n"
                                "%3"
                                "[storage]\nfilesystem_folder = %2/collections\n"
                                "[web]\ntype = none\n[logging]\nlevel = warning\n")
                                .arg(m_port)
-                               .arg(m_dir.path(), rightsConfig());
+                               .arg(m_dir.path(), rightsConfig(), serverLimits());
     if (!writeFile(m_dir.filePath(QStringLiteral("config")), config.toUtf8()) ||
         !writeFile(m_dir.filePath(QStringLiteral("users")), "test:test\ntest2:test2\n"))
         return QStringLiteral("cannot write Radicale's configuration");
@@ -251,7 +251,7 @@ QString RadicaleServer::rightsConfig() {
     return QStringLiteral("[rights]\ntype = owner_only\n");
 }
 
-QString RadicaleReadOnlyCalendarServer::rightsConfig() {
+QString RadicaleRestrictedServer::rightsConfig() {
     // The first section that matches decides; "r"/"w" are calendars, "R"/"W"
     // other collections.
     const QByteArray rules =
@@ -267,7 +267,11 @@ QString RadicaleReadOnlyCalendarServer::rightsConfig() {
     return QStringLiteral("[rights]\ntype = from_file\nfile = %1\n").arg(file);
 }
 
-QString RadicaleReadOnlyCalendarServer::setUp() {
+QString RadicaleRestrictedServer::serverLimits() {
+    return QStringLiteral("max_content_length = %1\n").arg(kMaximumRequestBytes);
+}
+
+QString RadicaleRestrictedServer::setUp() {
     if (QString error = RadicaleServer::setUp(); !error.isEmpty())
         return error;
     const int made = sendBlocking(

@@ -28,7 +28,7 @@ struct SyncAccount<RadicaleServer> {
     static constexpr bool refusesUnknownToken = true;
 };
 template <>
-struct SyncAccount<RadicaleReadOnlyCalendarServer> : SyncAccount<RadicaleServer> {};
+struct SyncAccount<RadicaleRestrictedServer> : SyncAccount<RadicaleServer> {};
 template <>
 struct SyncAccount<XandikosServer> {
     static constexpr char login[] = "user", password[] = "anything", principal[] = "/user/",
