@@ -216,6 +216,13 @@ std::optional<QVariantMap> CalDAVSyncTask::multiStatusResultsDict(bool longRespo
     const int status = results->value(QStringLiteral("status")).toInt();
     noteWebPage(*results);
     if (status == 207) {
+        if (!results->contains(QStringLiteral("multistatus"))) {
+            // Cut off or garbled: what the server listed is not known, and
+            // taking it as an empty list would skip changes for good.
+            logWarning("CalDAVSyncTask (%@): unreadable multistatus; retrying", logIdentity());
+            finishWithState(SyncState::UnableToConnect);
+            return std::nullopt;
+        }
         if (!longResponseOK && isGoogleCalDAV(remoteService()) &&
             caldav().responseSeconds() > kSuspiciousGoogleSeconds) {
             logInfo("CalDAVSyncTask (%@): suspicious google response; retrying", logIdentity());

@@ -135,10 +135,13 @@ protected:
         return item;
     }
 
+    // Where the account's service finds the server.
+    virtual QString serviceAddress() const {
+        return this->server->url(QLatin1String(Known::principal));
+    }
     ModelObject *service() {
         if (!m_service)
-            m_service = fixture.makeService(this->server->url(QLatin1String(Known::principal)),
-                                            user(), password());
+            m_service = fixture.makeService(serviceAddress(), user(), password());
         return m_service;
     }
     CalDAVAccountCheck::Outcome sync() {

@@ -51,34 +51,48 @@ QString TestServer::start() {
     if (!m_dir.isValid())
         return QStringLiteral("no temporary folder");
     m_port = freePort();
-    QString program;
-    QStringList arguments;
-    if (const QString error = prepare(program, arguments); !error.isEmpty())
+    m_program.clear();
+    m_arguments.clear();
+    if (const QString error = prepare(m_program, m_arguments); !error.isEmpty())
         return error;
+    if (const QString error = launch(); !error.isEmpty())
+        return error;
+    return setUp();
+}
+
+QString TestServer::restart() {
+    stop();
+    if (m_program.isEmpty())
+        return QStringLiteral("the server was never started");
+    return launch();
+}
+
+QString TestServer::launch() {
     m_process = std::make_unique<QProcess>();
-    m_process->setProgram(program);
-    m_process->setArguments(arguments);
+    m_process->setProgram(m_program);
+    m_process->setArguments(m_arguments);
     m_process->setWorkingDirectory(m_dir.path());
     m_process->setStandardInputFile(QProcess::nullDevice());
-    m_process->setStandardOutputFile(m_dir.filePath(QStringLiteral("server.log")));
+    m_process->setStandardOutputFile(m_dir.filePath(QStringLiteral("server.log")),
+                                     QIODevice::Append);
     m_process->setProcessChannelMode(QProcess::MergedChannels);
     // Its own session: stop() reaches every process the server starts.
     m_process->setChildProcessModifier([] { ::setsid(); });
     m_process->start();
     if (!m_process->waitForStarted(10000))
-        return QStringLiteral("%1 did not start: %2").arg(program, m_process->errorString());
+        return QStringLiteral("%1 did not start: %2").arg(m_program, m_process->errorString());
     // Bounded poll: the port accepts, or the process has exited.
     const QDeadlineTimer deadline(startSeconds() * 1000);
     while (!portAccepts()) {
         if (m_process->waitForFinished(50))
-            return QStringLiteral("%1 exited early:\n%2").arg(program, logText());
+            return QStringLiteral("%1 exited early:\n%2").arg(m_program, logText());
         if (deadline.hasExpired())
             return QStringLiteral("%1 did not listen within %2 s:\n%3")
-                .arg(program)
+                .arg(m_program)
                 .arg(startSeconds())
                 .arg(logText());
     }
-    return setUp();
+    return {};
 }
 
 void TestServer::stop() {

@@ -21,6 +21,8 @@ public:
     // Empty when the server runs; otherwise what went wrong.
     QString start();
     void stop();
+    // Starts the stopped server again on its port, with what it stored.
+    QString restart();
 
     quint16 port() const { return m_port; }
     QString folder() const { return m_dir.path(); }
@@ -47,5 +49,8 @@ protected:
 
 private:
     bool portAccepts() const;
+    QString launch();
+    QString m_program;
+    QStringList m_arguments;
     std::unique_ptr<QProcess> m_process;
 };
