@@ -17,30 +17,29 @@ class CalDAVRemoteObjects;
 class CommonDataMO;
 class SyncableObjectMO;
 
-// The sync task of a CalDAV account ("CalDAV Synchronization"). A cycle of
-// an account without service URL first discovers it from what the user gave
-// (an address, a URL, or nothing but a login): SRV records, then PROPFINDs
-// of "current-user-principal" at the well-known path and the usual server
-// paths, over the ports and schemes worth trying. Then it reads the
-// principal (homes, addresses, inbox and outbox, the server's DAV classes
-// and kind) into the sync data, and lists the collections of the calendar
-// homes there ("collections"). The calendars of that list are made, updated
-// and deleted locally to match it; then the calendars added, renamed,
-// recoloured or deleted here are sent (MKCALENDAR in the first home,
-// PROPPATCH of what differs from the listing, DELETE), and a calendar
-// deleted here is not made again from the listing meanwhile. When calendars
-// changed here wait to be sent, the list comes first and the items of a
-// new calendar follow it in the same cycle. Before that listing (once one was read),
-// the items changed here since the server last agreed to them are sent, one
-// request each: a new one created only where its href is free, an edit or
-// a deletion only over the ETag last seen; an edit the server refuses
-// because its copy changed keeps the local version as a new item (new UID,
-// sent in the next cycle) and downloads the server's. Then the items of
-// every calendar whose contents changed are pulled: a sync-collection report
-// from the last token (a full listing when the server refuses it) or an
-// ETag listing, the changed resources downloaded with calendar-multiget in
-// chunks, read on a worker thread and merged into the store by UID; after a
-// full listing, items the server no longer has are deleted.
+// The sync task of a CalDAV account ("CalDAV Synchronization"). A cycle of an
+// account without service URL first discovers it from what the user gave (an
+// address, a URL, or nothing but a login): SRV records, then PROPFINDs of
+// "current-user-principal" at the well-known path and the usual server paths,
+// over the ports and schemes worth trying. Then it reads the principal (homes,
+// addresses, inbox and outbox, the server's DAV classes and kind) into the sync
+// data, and lists the collections of the calendar homes there ("collections").
+// The calendars of that list are made, updated and deleted locally to match it;
+// then the calendars added, renamed, recoloured or deleted here are sent
+// (MKCALENDAR in the first home, PROPPATCH of what differs from the listing,
+// DELETE), and a calendar deleted here is not made again from the listing
+// meanwhile. When calendars changed here wait to be sent, the list comes first
+// and the items of a new calendar follow it in the same cycle. Before that
+// listing (once one was read), the items changed here since the server last
+// agreed to them are sent, one request each: a new one created only where its
+// href is free, an edit or a deletion only over the ETag last seen; what the
+// server refuses is kept in the conflict bin (see CalDAVSyncTaskPush.cpp) and
+// the server's copy is downloaded. Then the items of every calendar whose
+// contents changed are pulled: a sync-collection report from the last token (a
+// full listing when the server refuses it) or an ETag listing, the changed
+// resources downloaded with calendar-multiget in chunks, read on a worker
+// thread and merged into the store by UID; after a full listing, items the
+// server no longer has are deleted.
 //
 // Passwords come from the service's "transPassword" or the credential
 // store; a password the server refuses is not offered twice, and the cycle

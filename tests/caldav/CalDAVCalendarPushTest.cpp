@@ -15,19 +15,22 @@ template <>
 struct CalendarFeatures<RadicaleServer> {
     static constexpr bool colorOnCreation = true;
     static constexpr bool keepsDescription = true;
+    static constexpr bool keepsCreationDetails = true;  // components, zone
 };
 // Xandikos drops every property of MKCALENDAR but the name (it answers 404
-// for them and keeps nothing), takes a colour only through PROPPATCH, and
-// refuses descriptions (409).
+// for them and keeps nothing: every calendar takes every component), takes a
+// colour only through PROPPATCH, and refuses descriptions (409).
 template <>
 struct CalendarFeatures<XandikosServer> {
     static constexpr bool colorOnCreation = false;
     static constexpr bool keepsDescription = false;
+    static constexpr bool keepsCreationDetails = false;
 };
 template <>
 struct CalendarFeatures<DAViCalServer> {
     static constexpr bool colorOnCreation = true;
     static constexpr bool keepsDescription = true;
+    static constexpr bool keepsCreationDetails = true;
 };
 
 template <typename Server>
@@ -41,7 +44,7 @@ protected:
             "<?xml version=\"1.0\"?><D:propfind xmlns:D=\"DAV:\" "
             "xmlns:C=\"urn:ietf:params:xml:ns:caldav\" xmlns:A=\"http://apple.com/ns/ical/\">"
             "<D:prop><D:displayname/><A:calendar-color/><C:calendar-description/>"
-            "</D:prop></D:propfind>");
+            "<C:supported-calendar-component-set/><C:timezone/></D:prop></D:propfind>");
         // Xandikos answers 207 with a response of status 404 for none.
         return answer.status == 207 && answer.body.contains("propstat")
                    ? QString::fromUtf8(answer.body)
@@ -75,6 +78,8 @@ TYPED_TEST(CalDAVCalendarPushTest, ACalendarMadeChangedAndDeletedHereFollowsOnTh
     calendar->setStringValue("Made here", "title");
     calendar->setStringValue("About the calendar", "content");
     calendar->setColorValue(colorFromColorValue(0x3366CC), "localColor");
+    calendar->setIntegerValue((1 << ItemType::Event) | (1 << ItemType::ToDo),
+                              "supportedEventTypes");
     const QString uid = this->makeLocalItem(calendar, "In the new calendar")->uid();
     const CalDAVAccountCheck::Outcome made = this->sync();
     EXPECT_EQ(made.counts.calendarsPushed, 1);
@@ -86,6 +91,11 @@ TYPED_TEST(CalDAVCalendarPushTest, ACalendarMadeChangedAndDeletedHereFollowsOnTh
     EXPECT_EQ(properties.contains("#3366CC", Qt::CaseInsensitive), Features::colorOnCreation)
         << properties.toStdString();
     EXPECT_EQ(properties.contains(">About the calendar<"), Features::keepsDescription)
+        << properties.toStdString();
+    EXPECT_EQ(properties.contains("\"VTODO\"") && !properties.contains("\"VJOURNAL\""),
+              Features::keepsCreationDetails)
+        << properties.toStdString();
+    EXPECT_EQ(properties.contains("BEGIN:VTIMEZONE"), Features::keepsCreationDetails)
         << properties.toStdString();
     EXPECT_EQ(this->serverResources(url), QStringList{uid + ".ics"});
     EXPECT_TRUE(this->serverText(url + uid + ".ics").contains("UID:" + uid.toUtf8()));
