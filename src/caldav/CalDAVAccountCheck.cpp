@@ -29,27 +29,38 @@ private:
 namespace CalDAVAccountCheck {
 
 Outcome runFirstCycle(ModelObject *service, int timeoutSeconds) {
+    return CycleRunner(service).runCycle(timeoutSeconds);
+}
+
+CycleRunner::CycleRunner(ModelObject *service) {
     std::unique_ptr<RemoteServiceTask> made =
         RemoteServiceTask::newTaskForRemoteService(service, false);
     if (!made)
         throw std::logic_error("CalDAVAccountCheck: no task for the service");
+    m_task =
+        static_cast<RemoteServiceTask *>(TaskManager::sharedManager().addTask(std::move(made)));
+    if (!m_task)
+        throw std::logic_error("CalDAVAccountCheck: the service's task runs already");
+}
+
+CycleRunner::~CycleRunner() {
+    TaskManager::sharedManager().removeTask(m_task);
+}
+
+Outcome CycleRunner::runCycle(int timeoutSeconds) {
     QEventLoop loop;
     FirstCycleWatcher watcher(&loop);
-    TaskManager &manager = TaskManager::sharedManager();
-    auto *task = static_cast<RemoteServiceTask *>(manager.addTask(std::move(made), &watcher));
-    if (!task)
-        throw std::logic_error("CalDAVAccountCheck: the service's task runs already");
+    m_task->setDelegate(&watcher);
     ClockTimer deadline;
     deadline.start(timeoutSeconds, [&loop] { loop.quit(); });
-    manager.tickleTask(task);
+    TaskManager::sharedManager().tickleTask(m_task);
     loop.exec();
-    Outcome outcome{task->syncState(), task->syncErrorString(), {}};
-    if (const auto *caldavTask = dynamic_cast<const CalDAVSyncTask *>(task))
+    Outcome outcome{m_task->syncState(), m_task->syncErrorString(), {}};
+    if (const auto *caldavTask = dynamic_cast<const CalDAVSyncTask *>(m_task))
         outcome.counts = caldavTask->counts();
     if (outcome.state == SyncState::Synchronizing)
         outcome.error = QStringLiteral("no answer within %1 seconds").arg(timeoutSeconds);
-    task->setDelegate(nullptr);
-    manager.removeTask(task);
+    m_task->setDelegate(nullptr);
     return outcome;
 }
 

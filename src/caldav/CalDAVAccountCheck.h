@@ -6,6 +6,7 @@
 #include "caldav/CalDAVSyncTask.h"
 
 class ModelObject;
+class RemoteServiceTask;
 
 // Runs one sync cycle of a CalDAV service now, in a nested event loop, for
 // the commands that add or sync an account: discovery when the service has
@@ -20,4 +21,19 @@ struct Outcome {
 };
 // Gives up after `timeoutSeconds` (the state is then still Synchronizing).
 Outcome runFirstCycle(ModelObject *service, int timeoutSeconds);
+
+// The same for cycles of one task kept in the task manager from one cycle
+// to the next, as the running application keeps it (a later cycle takes
+// the principal as read).
+class CycleRunner {
+public:
+    explicit CycleRunner(ModelObject *service);
+    ~CycleRunner();
+    CycleRunner(const CycleRunner &) = delete;
+    CycleRunner &operator=(const CycleRunner &) = delete;
+    Outcome runCycle(int timeoutSeconds);
+
+private:
+    RemoteServiceTask *m_task = nullptr;
+};
 }  // namespace CalDAVAccountCheck

@@ -62,6 +62,7 @@ public:
         int conflicts = 0;  // items moved to the conflict bin
         // Calendars added, changed or deleted on the server from here.
         int calendarsPushed = 0;
+        int requests = 0;  // HTTP requests sent
     };
 
     // Makes RemoteServiceTask create this task for CalDAV services.
@@ -217,6 +218,9 @@ private:
     Step m_nextBootstrapState;
     bool m_lastProbe = false;  // the probe under way is the last of the list
     int m_redirects = 0;
+    // A cycle of this task completed: the next ones skip the principal's
+    // properties and list the calendar homes straight away.
+    bool m_fastCalendarSyncOK = false;
     QStringList m_collectionsToFetch;
     QVariantList m_collections;
     // Per cycle: the records linking local objects to the server's, the

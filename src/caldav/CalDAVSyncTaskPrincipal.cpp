@@ -25,6 +25,9 @@ QStringList principalProperties() {
             QStringLiteral("group-membership")};
 }
 
+// The ctag tells when a calendar's contents changed; its sync token is not
+// asked for here, since a server may have to compute it over every item
+// (Radicale builds its whole sync state for it).
 QStringList collectionProperties() {
     return {QStringLiteral("resourcetype"),
             QStringLiteral("displayname"),
@@ -33,7 +36,6 @@ QStringList collectionProperties() {
             PropertyKey::inNamespace(QStringLiteral("calendar-color"),
                                      QLatin1String(CalDAVClient::kICalNamespace)),
             CalDAVClient::calendarServerKey("getctag"),
-            QStringLiteral("sync-token"),
             QStringLiteral("supported-report-set"),
             QStringLiteral("current-user-privilege-set")};
 }
@@ -65,6 +67,11 @@ QString davHeaderOf(const WebDAVClient &client) {
 }  // namespace
 
 void CalDAVSyncTask::fetchUserInfo() {
+    // After a complete cycle of this task, the principal is taken as read.
+    if (m_fastCalendarSyncOK && !isGoogleCalDAV(remoteService())) {
+        fetchUserHomeSet();
+        return;
+    }
     const QString url = serviceURLFromPath(principalPath());
     logInfo("CalDAVSyncTask (%@): fetchUserInfo", logIdentity());
     logInfo("CalDAV: connecting to %@", url);
@@ -116,8 +123,9 @@ void CalDAVSyncTask::fetchPrincipalSearchResponse() {
         endWithNoAnswer();
         return;
     }
+    // A server that offers no searches is not asked again (unless it failed).
     const QString key = QStringLiteral("principal-search-property-set");
-    if (results->contains(key)) {
+    if (results->contains(key) || results->value(QStringLiteral("status")).toInt() < 500) {
         QStringList searches = results->value(key).toStringList();
         searches.removeAll(CalDAVClient::caldavKey("calendar-user-address-set"));
         searches.removeAll(CalDAVClient::caldavKey("calendar-user-type"));
@@ -191,14 +199,18 @@ void CalDAVSyncTask::fetchCollectionsResponse() {
 void CalDAVSyncTask::endOfSync() {
     m_syncData.insert(QStringLiteral("collections"), m_collections);
     setArchivedSyncData(m_syncData, remoteService());
+    m_fastCalendarSyncOK = true;
     finishWithState(SyncState::Idle);
 }
 
 // --- Ending and checking answers ----------------------------------------------------------
 
 void CalDAVSyncTask::finishWithState(qint64 state) {
-    if (state != SyncState::Idle)
+    m_counts.requests = m_caldav ? m_caldav->requestsSent() : 0;
+    if (state != SyncState::Idle) {
+        m_fastCalendarSyncOK = false;
         setSyncErrorString(m_serverWords ? m_serverWords : m_connectionError);
+    }
     syncCompletedWithState(state);
 }
 

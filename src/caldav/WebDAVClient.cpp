@@ -194,6 +194,7 @@ void WebDAVClient::sendAuthorizedRequest() {
         failBeforeSending(std::nullopt);
         return;
     }
+    ++m_requestsSent;
     connect(m_connection, &QNetworkReply::metaDataChanged, this,
             &WebDAVClient::connectionReceivedHeader);
     connect(m_connection, &QNetworkReply::readyRead, this, &WebDAVClient::connectionReceivedData);

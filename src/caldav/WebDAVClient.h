@@ -99,6 +99,9 @@ public:
     const QNetworkRequest &request() const { return m_request; }
     const QByteArray &requestBody() const { return m_requestBody; }
     bool isRunning() const { return m_connection != nullptr; }
+    // HTTP requests sent since the client was made (a request sent again
+    // with credentials counts twice).
+    int requestsSent() const { return m_requestsSent; }
 
     // --- Requests; each ends in one callback of the delegate. ---
     void head(const QString &url);
@@ -228,6 +231,7 @@ private:
     // The challenges of the current request: the failed attempts so far, and
     // why the connection was stopped.
     int m_failedAttempts = 0;
+    int m_requestsSent = 0;
     bool m_authenticationCancelled = false;
     std::optional<QString> m_refusedCertificate;
     QFuture<void> m_parsing;

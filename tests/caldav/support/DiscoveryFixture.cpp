@@ -26,8 +26,13 @@ DiscoveryFixture::~DiscoveryFixture() {
 
 ModelObject *DiscoveryFixture::makeService(const QString &address, const QString &login,
                                            const QString &password) {
+    return makeService(m_context.get(), address, login, password);
+}
+
+ModelObject *DiscoveryFixture::makeService(ManagedObjectContext *context, const QString &address,
+                                           const QString &login, const QString &password) {
     auto *service =
-        ModelObject::as<ModelObject>(m_context->insertNewObject(QStringLiteral("RemoteService")));
+        ModelObject::as<ModelObject>(context->insertNewObject(QStringLiteral("RemoteService")));
     service->setValue(QStringLiteral("serviceName"), QLatin1String(CalDAVSyncTask::kServiceName));
     service->assignUID();
     service->setValue(QStringLiteral("urlAlternate"), address);

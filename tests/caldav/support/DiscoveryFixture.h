@@ -22,6 +22,9 @@ public:
     // A new CalDAV service as the account commands make it: the address the
     // user gave, the login and the password still to be stored.
     ModelObject *makeService(const QString &address, const QString &login, const QString &password);
+    // The same in any store.
+    static ModelObject *makeService(ManagedObjectContext *context, const QString &address,
+                                    const QString &login, const QString &password);
     // Runs the first cycle of the service (bounded).
     CalDAVAccountCheck::Outcome discover(ModelObject *service);
     QVariantMap syncData(const ModelObject *service) const;
