@@ -124,9 +124,10 @@ private:
         const int status = sendBlocking(QStringLiteral("PUT"), m_radicale.calendarURL(),
                                         QLatin1String(RadicaleServer::kUser),
                                         QLatin1String(RadicaleServer::kPassword),
-                                        syncBenchCalendar(components), 120000, "text/calendar");
+                                        syncBenchCalendar(components), 600000, "text/calendar");
         if (status != 201 && status != 204)
-            throw std::runtime_error("Radicale refused the whole calendar");
+            throw std::runtime_error("Radicale refused the whole calendar: HTTP " +
+                                     std::to_string(status));
     }
 
     RadicaleServer m_radicale;
