@@ -8,6 +8,7 @@
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QProcess>
+#include <QRandomGenerator>
 #include <QTimer>
 
 #include "support/TestSupport.h"
@@ -376,6 +377,129 @@ QString DAViCalServer::setUp() {
                               QStringLiteral("test"));
     return status == 207 ? QString()
                          : QStringLiteral("DAViCal answered %1\n%2").arg(status).arg(logText());
+}
+
+// --- Cyrus ---
+
+QString CyrusServer::prepare(QString &program, QStringList &arguments) {
+    const QString master = QStringLiteral("/usr/lib/cyrus/bin/master");
+    if (!QFileInfo::exists(master))
+        return QStringLiteral(
+            "Cyrus is missing: install the Debian packages cyrus-imapd cyrus-caldav sasl2-bin "
+            "(scripts/test-packages.txt)");
+    if (QString missing =
+            requireProgram(QStringLiteral("saslpasswd2"), QStringLiteral("sasl2-bin"));
+        !missing.isEmpty())
+        return missing;
+    const QString dir = m_dir.path();
+    for (const char *sub : {"conf", "spool", "sieve", "run"})
+        QDir().mkpath(m_dir.filePath(QLatin1String(sub)));
+    m_imapPort = freePort();
+    m_adminPassword = QStringLiteral("admin-%1").arg(QRandomGenerator::global()->generate());
+    const QString imapd = QStringLiteral(
+                              "configdirectory: %1/conf\n"
+                              "defaultpartition: default\n"
+                              "partition-default: %1/spool\n"
+                              "sievedir: %1/sieve\n"
+                              "lmtpsocket: %1/run/lmtp\n"
+                              "idlesocket: %1/run/idle\n"
+                              "notifysocket: %1/run/notify\n"
+                              "servername: localhost\n"
+                              "defaultdomain: example.com\n"
+                              "admins: admin\n"
+                              "sasl_pwcheck_method: auxprop\n"
+                              "sasl_auxprop_plugin: sasldb\n"
+                              "sasl_sasldb_path: %1/sasldb2\n"
+                              "sasl_mech_list: PLAIN LOGIN\n"
+                              "allowplaintext: yes\n"
+                              "httpmodules: caldav carddav freebusy\n"
+                              "httpallowcompress: no\n"
+                              "caldav_allowscheduling: on\n"
+                              "caldav_realm: Merovan-test\n")
+                              .arg(dir);
+    const QString services =
+        QStringLiteral(
+            "START {\n  recover cmd=\"ctl_cyrusdb -r -C %1/imapd.conf\"\n}\n"
+            "SERVICES {\n"
+            "  http cmd=\"httpd -C %1/imapd.conf\" listen=\"127.0.0.1:%2\" prefork=0\n"
+            "  imap cmd=\"imapd -C %1/imapd.conf\" listen=\"127.0.0.1:%3\" prefork=0\n"
+            "}\nEVENTS {\n}\nDAEMON {\n}\n")
+            .arg(dir)
+            .arg(m_port)
+            .arg(m_imapPort);
+    if (!writeFile(m_dir.filePath(QStringLiteral("imapd.conf")), imapd.toUtf8()) ||
+        !writeFile(m_dir.filePath(QStringLiteral("cyrus.conf")), services.toUtf8()))
+        return QStringLiteral("cannot write the Cyrus configuration");
+    for (const QString &user :
+         {QStringLiteral("admin"), QStringLiteral("test"), QStringLiteral("test2")}) {
+        const QString password = user == QLatin1String("admin") ? m_adminPassword : user;
+        if (QString error = run(QStringLiteral("saslpasswd2"),
+                                {QStringLiteral("-p"), QStringLiteral("-c"), QStringLiteral("-f"),
+                                 m_dir.filePath(QStringLiteral("sasldb2")), QStringLiteral("-u"),
+                                 QStringLiteral("localhost"), user},
+                                password);
+            !error.isEmpty())
+            return error;
+    }
+    run(QStringLiteral("chmod"), {QStringLiteral("755"), dir});
+    if (QString error =
+            run(QStringLiteral("chown"), {QStringLiteral("-R"), QStringLiteral("cyrus:mail"), dir});
+        !error.isEmpty())
+        return error;
+    run(QStringLiteral("chmod"),
+        {QStringLiteral("640"), m_dir.filePath(QStringLiteral("sasldb2"))});
+    program = QStringLiteral("setpriv");
+    arguments = {QStringLiteral("--reuid=cyrus"),
+                 QStringLiteral("--regid=mail"),
+                 QStringLiteral("--init-groups"),
+                 QStringLiteral("--"),
+                 master,
+                 QStringLiteral("-C"),
+                 m_dir.filePath(QStringLiteral("imapd.conf")),
+                 QStringLiteral("-M"),
+                 m_dir.filePath(QStringLiteral("cyrus.conf")),
+                 QStringLiteral("-p"),
+                 m_dir.filePath(QStringLiteral("run/master.pid")),
+                 QStringLiteral("-L"),
+                 m_dir.filePath(QStringLiteral("master.log"))};
+    return {};
+}
+
+QString CyrusServer::setUp() {
+    // The users' mailboxes, made over IMAP as the administrator (the IMAP
+    // service may come up a moment after the HTTP one: a bounded retry).
+    const QString script = QStringLiteral(
+        "import imaplib, sys, time\n"
+        "deadline = time.time() + 20\n"
+        "while True:\n"
+        "    try:\n"
+        "        m = imaplib.IMAP4('127.0.0.1', int(sys.argv[1]))\n"
+        "        break\n"
+        "    except OSError:\n"
+        "        if time.time() > deadline:\n"
+        "            raise\n"
+        "        time.sleep(0.1)\n"
+        "m.login('admin', sys.argv[2])\n"
+        "for user in ('test', 'test2'):\n"
+        "    typ, data = m.create('user/' + user)\n"
+        "    assert typ == 'OK', data\n"
+        "    m.setquota('user/' + user, '(STORAGE 102400)')\n"
+        "m.logout()\n");
+    if (QString error =
+            run(QStringLiteral("/usr/bin/python3"),
+                {QStringLiteral("-c"), script, QString::number(m_imapPort), m_adminPassword});
+        !error.isEmpty())
+        return error + logText();
+    // Each user's calendars are made on the first login.
+    for (const QString &user : {QStringLiteral("test"), QStringLiteral("test2")}) {
+        const QString home = url(QStringLiteral("/dav/calendars/user/%1/Default/").arg(user));
+        int status = 0;
+        for (int attempt = 0; attempt < 100 && status != 207; ++attempt)
+            status = sendBlocking(QStringLiteral("PROPFIND"), home, user, user);
+        if (status != 207)
+            return QStringLiteral("Cyrus answered %1 for %2\n%3").arg(status).arg(home, logText());
+    }
+    return {};
 }
 
 // --- The canned server ---

@@ -80,6 +80,24 @@ protected:
     QString setUp() override;
 };
 
+// Cyrus IMAP's CalDAV module (the server that manages attachments) in its
+// own folder: HTTP on the test's port, IMAP on another loopback port only to
+// make the users' mailboxes. Users "test" and "test2" (password = name) whose
+// calendars ("/dav/calendars/user/USER/Default/") are made on their first
+// login; the master process runs as the user cyrus.
+class CyrusServer : public TestServer {
+public:
+    QString calendarURL() const { return url(QStringLiteral("/dav/calendars/user/test/Default/")); }
+
+protected:
+    QString prepare(QString &program, QStringList &arguments) override;
+    QString setUp() override;
+
+private:
+    quint16 m_imapPort = 0;
+    QString m_adminPassword;
+};
+
 // canned_server.py: redirects, HTML error pages, broken bodies, Digest
 // authentication and TLS on demand.
 class CannedServer : public TestServer {

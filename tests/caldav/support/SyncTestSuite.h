@@ -43,6 +43,14 @@ struct SyncAccount<DAViCalServer> {
     static constexpr bool refusesUnknownToken = false;
 };
 
+template <>
+struct SyncAccount<CyrusServer> {
+    static constexpr char login[] = "test", password[] = "test",
+                          principal[] = "/dav/principals/user/test/",
+                          home[] = "/dav/calendars/user/test/";
+    static constexpr bool refusesUnknownToken = true;
+};
+
 inline QStringList sortedNames(QStringList names) {
     names.sort();
     return names;
