@@ -1,7 +1,9 @@
 #include "caldav/CalDAVRemoteObjects.h"
 
+#include "model/CommonDataMO.h"
 #include "model/ModelObject.h"
 #include "model/SyncableObjectMO.h"
+#include "model/foundation/CalendarDate.h"
 #include "model/store/ManagedObjectContext.h"
 
 CalDAVRemoteObjects::CalDAVRemoteObjects(ModelObject *service) : m_service(service) {
@@ -67,4 +69,25 @@ ModelObject *CalDAVRemoteObjects::recordOf(const SyncableObjectMO *local,
             !record->isDeleted())
             return ModelObject::as<ModelObject>(record);
     return nullptr;
+}
+
+QString CalDAVRemoteObjects::detachedRemoteID(const QString &href, const CommonDataMO &detached) {
+    const QString rid = recurrenceIDText(detached);
+    return rid.isEmpty() ? QString() : href + QStringLiteral("?rid=") + rid;
+}
+
+QString CalDAVRemoteObjects::recurrenceIDText(const CommonDataMO &detached) {
+    const std::optional<CalendarDate> original =
+        detached.calendarDateValueForKey(QStringLiteral("originalTimeAndZone"));
+    if (!original)
+        return {};
+    const bool floating = detached.boolValueForKey(QStringLiteral("floatingEvent"));
+    const WallClock clock = floating || original->isDateOnly()
+                                ? original->wallClock()
+                                : WallClock::of(original->date(), QTimeZone::utc());
+    QString text = QString::asprintf("%04d%02d%02d", clock.year, clock.month, clock.day);
+    if (original->isDateOnly() || detached.boolValueForKey(QStringLiteral("allDay")))
+        return text;
+    text += QString::asprintf("T%02d%02d%02d", clock.hour, clock.minute, clock.second);
+    return floating ? text : text + QLatin1Char('Z');
 }

@@ -4,6 +4,7 @@
 #include <QString>
 #include <optional>
 
+class CommonDataMO;
 class ModelObject;
 class SyncableObjectMO;
 
@@ -33,6 +34,16 @@ public:
     // The service's live record of a local calendar or item, or nullptr
     // (read from the object, not from the index).
     static ModelObject *recordOf(const SyncableObjectMO *local, const ModelObject *service);
+
+    // A detached instance has a record of its own, under the href of its
+    // resource followed by "?rid=" and recurrenceIDText(); empty for an
+    // instance without an original start.
+    static QString detachedRemoteID(const QString &href, const CommonDataMO &detached);
+    // The RECURRENCE-ID value of a detached instance's original start, as
+    // the server names the instance: a date for an all-day item, a
+    // wall-clock time for a floating one, else UTC ("...Z"); empty without
+    // an original start.
+    static QString recurrenceIDText(const CommonDataMO &detached);
 
 private:
     ModelObject *m_service;

@@ -100,6 +100,7 @@ CalDAVSyncTask::CalDAVSyncTask(ModelObject *service) : RemoteServiceTask(service
 CalDAVSyncTask::~CalDAVSyncTask() = default;
 
 void CalDAVSyncTask::terminate() {
+    m_fileSave.waitForFinished();
     if (m_caldav)
         m_caldav->terminate();
     m_caldav.reset();
@@ -117,6 +118,7 @@ CalDAVClient &CalDAVSyncTask::caldav() {
 }
 
 void CalDAVSyncTask::cleanup() {
+    m_fileSave.waitForFinished();
     if (m_caldav)
         m_caldav->cleanup();
     m_caldav.reset();
@@ -138,6 +140,8 @@ void CalDAVSyncTask::cleanup() {
     m_sending = {};
     m_changedCalendars.clear();
     m_sendingCalendar = {};
+    m_filesToSync.clear();
+    m_syncingFile = {};
 }
 
 QString CalDAVSyncTask::login() const {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QFuture>
 #include <QList>
 #include <QSet>
 #include <QString>
@@ -10,11 +11,15 @@
 
 #include "caldav/CalDAVClientDelegate.h"
 #include "model/foundation/Date.h"
+#include "model/store/ObjectRef.h"
 #include "tasks/RemoteServiceTask.h"
 
 class CalDAVClient;
+class CalendarDate;
 class CalDAVRemoteObjects;
+class WebDAVResponse;
 class CommonDataMO;
+class ExtraDataMO;
 class SyncableObjectMO;
 
 // The sync task of a CalDAV account ("CalDAV Synchronization"). A cycle of an
@@ -41,6 +46,10 @@ class SyncableObjectMO;
 // thread and merged into the store by UID; after a full listing, items the
 // server no longer has are deleted.
 //
+// Last, the attachment files of the account's items that wait for it are
+// downloaded, and on a server that manages attachments, files attached here
+// are sent on their own (the server names them by an id).
+//
 // Passwords come from the service's "transPassword" or the credential
 // store; a password the server refuses is not offered twice, and the cycle
 // ends in the login-failed state with the server's words as its error.
@@ -53,13 +62,18 @@ public:
     static constexpr double kSuspiciousGoogleSeconds = 15.0;
     // Resources asked for per calendar-multiget at first.
     static constexpr int kDownloadChunkSize = 50;
+    // The organizer of a placeholder repeating item whose detached instances
+    // name none.
+    static constexpr char kOrphanedOrganizerAddress[] = "orphaned-organizer@example.com";
 
     // What the last cycle did to items.
     struct Counts {
-        int pulled = 0;     // items stored from the server (new or changed)
-        int pushed = 0;     // local changes sent
-        int deleted = 0;    // items deleted because the server no longer has them
-        int conflicts = 0;  // items moved to the conflict bin
+        int pulled = 0;        // items stored from the server (new or changed)
+        int pushed = 0;        // local changes sent
+        int deleted = 0;       // items deleted because the server no longer has them
+        int conflicts = 0;     // items moved to the conflict bin
+        int filesFetched = 0;  // attachment files downloaded
+        int filesStored = 0;   // attachment files uploaded
         // Calendars added, changed or deleted on the server from here.
         int calendarsPushed = 0;
         int requests = 0;  // HTTP requests sent
@@ -190,9 +204,69 @@ private:
     void multigetResponse();
     void processChangedEvents();
     void processEventChange(const QVariantMap &response);
+    // Merges a resource into the calendar: its items by UID, the detached
+    // instances it no longer holds deleted, the remote objects of the item
+    // and its detached instances recorded with the ETag. Detached instances
+    // whose repeating item is known neither here nor in the resource get a
+    // placeholder one. The item, or nullptr when the data held none (logged).
+    CommonDataMO *storeResource(CommonDataMO *calendar, const QString &href, const QString &etag,
+                                const QString &data);
+    // The placeholder: an item of the calendar under the UID marked
+    // `localOrphaned`, occurring once at the original start of the first
+    // detached instance, which replaces that occurrence. It is never sent.
+    CommonDataMO *createDummyMainEventForOrphanedDetachedEvents(CommonDataMO *calendar,
+                                                                const QString &uid,
+                                                                const CalendarDate &originalTime);
+    // Once its detached instances are read: an organizer copied from the
+    // first one's (or the UID and kOrphanedOrganizerAddress), its days and
+    // search text.
+    static void finishDummyMainEvent(CommonDataMO *placeholder);
+    void makeRemoteObjectsForDetachedEventsInEvent(CommonDataMO *item, const QString &href,
+                                                   const QString &etag);
+    void makeRemoteObjectForDetachedEventWithOriginalID(CommonDataMO *detached, const QString &href,
+                                                        const QString &etag);
     void doneWithChangesFromCalendar();
     void deleteReceivedItem(const QString &href);
     void endOfSync();
+    // File steps, last in a cycle: the attachment files of the account's
+    // items marked for download ("needsToBeFetched") are fetched and
+    // written to their place; those marked for upload ("needsToBeStored")
+    // are sent to a server that manages attachments. A file that cannot be
+    // had is logged and skipped; its marks are cleared all the same, so it
+    // is not tried again every cycle. A file not ready yet keeps its marks.
+    bool haveFilesToSync();
+    void fileSync();
+    void findFileToSync();
+    // Whether a request went out for the file.
+    bool requestFileDownload(ExtraDataMO &record);
+    bool createAttachmentRequest(ExtraDataMO &record);
+    // False, logged, while the file is still being copied in or its item
+    // is not on the server.
+    bool fileIsReady(const ExtraDataMO &record);
+    void getFileResponse();
+    // The file under way when its request succeeded; otherwise why not is
+    // logged with `failure` (a format taking the task and the file), the
+    // file is done with, and nullptr.
+    ExtraDataMO *fileOfSuccessfulAnswer(const char *failure);
+    // Writes the data to the file's place on a worker thread, blocking the
+    // task until it is written.
+    void saveFileDataAndBlock(const QString &path, const QByteArray &data);
+    void fileSaved();
+    void createAttachmentResponse();
+    // The server named the file (its id) and, when it sent the item back,
+    // that version and ETag are stored; else the next cycle downloads it.
+    void processAttachmentResponse(ExtraDataMO &record, const WebDAVResponse &response);
+    // After the item was sent to a server that manages attachments: its
+    // files (and those of its detached instances) that the server does not
+    // keep yet are marked to be sent on their own ("needsToBeStored").
+    void synthesizeAttachmentAddsForEvent(SyncableObjectMO *syncable);
+    // A file of this machine (not a web file) the server has no id for.
+    static bool isAttachmentToUpload(const ExtraDataMO &record);
+    // The URL of the resource of an href (no slash at the end).
+    QString resourceURLOfHREF(const QString &href) const;
+    void fileSyncComplete();
+    // The href of the resource holding the attachment's item, or empty.
+    QString hrefOfAttachmentItem(const ExtraDataMO &record) const;
     // The results of a multi-status answer, or none after ending the cycle.
     std::optional<QVariantMap> multiStatusResultsDict(bool longResponseOK = false,
                                                       bool internalServerErrorOK = false);
@@ -277,6 +351,13 @@ private:
     };
     CalendarSend m_sendingCalendar;
     Counts m_counts;
+    // The attachment files to download or upload in this cycle, and the one
+    // under way (with what became of its written data).
+    QList<ObjectRef<ExtraDataMO>> m_filesToSync;
+    ObjectRef<ExtraDataMO> m_syncingFile;
+    QString m_syncingFileURL;
+    QFuture<QString> m_fileSave;
+    QString m_fileSaveError;
     // What the failed requests of this cycle said, for its error text.
     std::optional<QString> m_serverWords;
     std::optional<QString> m_connectionError;

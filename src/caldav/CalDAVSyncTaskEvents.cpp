@@ -6,17 +6,20 @@
 
 #include "caldav/CalDAVClient.h"
 #include "caldav/CalDAVRemoteObjects.h"
+#include "caldav/CalDAVServiceInfo.h"
 #include "caldav/CalDAVSyncTask.h"
 #include "caldav/PropertyKey.h"
 #include "ical/ICalImporter.h"
 #include "ical/ICalReadOptions.h"
 #include "model/CommonDataMO.h"
+#include "model/ExtraDataMO.h"
 #include "model/ModelObject.h"
 #include "model/SyncableObjectMO.h"
 #include "model/foundation/Clock.h"
 #include "model/foundation/Log.h"
 #include "model/store/ManagedObjectContext.h"
 #include "time/recurrence/ItemRecurrence.h"
+#include "time/recurrence/RecurrenceRule.h"
 
 namespace {
 
@@ -58,9 +61,11 @@ CommonDataMO *mainItemWithUID(const CommonDataMO &calendar, const QString &uid) 
 }
 
 // Deletes the item's detached instances that the resource no longer holds,
-// so that the series' occurrences they replaced come back.
+// so that the series' occurrences they replaced come back, with their
+// remote objects.
 void dropDetachedInstancesNotIn(CommonDataMO *item, const QList<CommonDataMO *> &pulled,
-                                const CommonDataMO &calendar) {
+                                const CommonDataMO &calendar, CalDAVRemoteObjects &records,
+                                const QString &href) {
     ItemRecurrence recurrence(item);
     const QList<CommonDataMO *> local = recurrence.detachedInstances();
     bool dropped = false;
@@ -71,6 +76,7 @@ void dropDetachedInstancesNotIn(CommonDataMO *item, const QList<CommonDataMO *> 
                 QStringLiteral("detached"), detached->effectiveTitle().value_or(QString()),
                 detached->uid(), calendar.effectiveTitle().value_or(QString()));
         SyncableObjectMO *tombstone = detached->objectInfo();
+        records.drop(CalDAVRemoteObjects::detachedRemoteID(href, *detached));
         ManagedObjectContext *context = tombstone->managedObjectContext();
         CommonDataMO::deleteObject(detached, false);
         context->deleteObject(tombstone);
@@ -255,37 +261,55 @@ void CalDAVSyncTask::processEventChange(const QVariantMap &response) {
                              .toMap()
                              .value(QStringLiteral("ics"))
                              .toString();
-    if (data.trimmed().isEmpty()) {
-        logWarning("CalDAV: no calendar data for %@", href);
+    CommonDataMO *item = storeResource(m_fetching.calendar, href, etag, data);
+    if (!item)
         return;
-    }
-    ICalImporter::Result result;
-    try {
-        ICalImporter importer(data.toUtf8());
-        result = importer.importInto(m_fetching.calendar,
-                                     ICalReadOptions::Alarms | ICalReadOptions::Attachments);
-    } catch (const ICalImporter::NotICalendar &error) {
-        logWarning("CalDAV: not a vcalendar (%s) for %@", error.what(), href);
-        return;
-    }
-    for (const ICalImporter::Skipped &skipped : std::as_const(result.skipped))
-        logWarning("CalDAV: invalid event in %@: %@ (%@)", href, skipped.component, skipped.reason);
-    CommonDataMO *item = result.uids.isEmpty()
-                             ? nullptr
-                             : mainItemWithUID(*m_fetching.calendar, result.uids.first());
-    if (!item) {
-        logWarning("CalDAV: no main event in %@", href);
-        return;
-    }
-    dropDetachedInstancesNotIn(item, result.detached, *m_fetching.calendar);
-    ModelObject *record = m_remoteObjects->link(href, item->objectInfo());
-    record->setValue(QStringLiteral("remoteETag"), etag);
-    record->setDateValue(Clock::shared().now(), QStringLiteral("remoteLastUpdateTime"));
-    noteAgreedWithServer(item->objectInfo(), std::nullopt);
     ++m_counts.pulled;
     logInfo("CalDAV: pull change event %@ (%@) from calendar %@",
             item->effectiveTitle().value_or(QString()), item->uid(),
             m_fetching.calendar->effectiveTitle().value_or(QString()));
+}
+
+CommonDataMO *CalDAVSyncTask::storeResource(CommonDataMO *calendar, const QString &href,
+                                            const QString &etag, const QString &data) {
+    if (data.trimmed().isEmpty()) {
+        logWarning("CalDAV: no calendar data for %@", href);
+        return nullptr;
+    }
+    ICalImporter::Result result;
+    QList<CommonDataMO *> placeholders;
+    try {
+        ICalImporter importer(data.toUtf8());
+        importer.setMainEventMaker([&](const QString &uid, const CalendarDate &originalTime) {
+            placeholders.append(
+                createDummyMainEventForOrphanedDetachedEvents(calendar, uid, originalTime));
+            return placeholders.last();
+        });
+        quint32 options = ICalReadOptions::Alarms | ICalReadOptions::Attachments;
+        if (CalDAVServiceInfo::supportsManagedAttachments(remoteService()))
+            options |= ICalReadOptions::ManagedAttachments;
+        result = importer.importInto(calendar, options);
+    } catch (const ICalImporter::NotICalendar &error) {
+        logWarning("CalDAV: not a vcalendar (%s) for %@", error.what(), href);
+        return nullptr;
+    }
+    for (const ICalImporter::Skipped &skipped : std::as_const(result.skipped))
+        logWarning("CalDAV: invalid event in %@: %@ (%@)", href, skipped.component, skipped.reason);
+    for (CommonDataMO *placeholder : std::as_const(placeholders))
+        finishDummyMainEvent(placeholder);
+    CommonDataMO *item =
+        result.uids.isEmpty() ? nullptr : mainItemWithUID(*calendar, result.uids.first());
+    if (!item) {
+        logWarning("CalDAV: no main event in %@", href);
+        return nullptr;
+    }
+    dropDetachedInstancesNotIn(item, result.detached, *calendar, *m_remoteObjects, href);
+    ModelObject *record = m_remoteObjects->link(href, item->objectInfo());
+    record->setValue(QStringLiteral("remoteETag"), etag);
+    record->setDateValue(Clock::shared().now(), QStringLiteral("remoteLastUpdateTime"));
+    makeRemoteObjectsForDetachedEventsInEvent(item, href, etag);
+    noteAgreedWithServer(item->objectInfo(), std::nullopt);
+    return item;
 }
 
 void CalDAVSyncTask::doneWithChangesFromCalendar() {
@@ -312,11 +336,76 @@ void CalDAVSyncTask::deleteReceivedItem(const QString &href) {
     QList<SyncableObjectMO *> syncables{syncable};
     if (item->propertyNamed(QStringLiteral("detachedEvents")))
         for (ManagedObject *instance : item->objectsForKey(QStringLiteral("detachedEvents")))
-            if (SyncableObjectMO *info = ModelObject::as<CommonDataMO>(instance)->objectInfo())
+            if (SyncableObjectMO *info = ModelObject::as<CommonDataMO>(instance)->objectInfo()) {
                 syncables.append(info);
+                if (const ModelObject *record =
+                        CalDAVRemoteObjects::recordOf(info, remoteService()))
+                    m_remoteObjects->drop(
+                        record->valueForKey(QStringLiteral("remoteID")).toString());
+            }
     ManagedObjectContext *context = syncable->managedObjectContext();
     CommonDataMO::deleteObject(item, false);
     for (SyncableObjectMO *tombstone : std::as_const(syncables))
         context->deleteObject(tombstone);
     ++m_counts.deleted;
+}
+
+CommonDataMO *CalDAVSyncTask::createDummyMainEventForOrphanedDetachedEvents(
+    CommonDataMO *calendar, const QString &uid, const CalendarDate &originalTime) {
+    logInfo("CalDAV: creating dummy main event (%@) for orphaned detached events", uid);
+    CommonDataMO *placeholder = CommonDataMO::makeObject(QStringLiteral("Event"), calendar);
+    placeholder->objectInfo()->setValue(QStringLiteral("uid"), uid);
+    placeholder->objectInfo()->touchLastModTime();
+    placeholder->setBoolValue(true, QStringLiteral("localOrphaned"));
+    placeholder->setBoolValue(originalTime.isDateOnly(), QStringLiteral("allDay"));
+    placeholder->setBoolValue(originalTime.isUniversal() && !originalTime.isDateOnly(),
+                              QStringLiteral("floatingEvent"));
+    placeholder->setCalendarDateValue(originalTime, QStringLiteral("startTimeAndZone"));
+    placeholder->setCalendarDateValue(originalTime, QStringLiteral("endTimeAndZone"));
+    // One occurrence, which the first detached instance replaces.
+    RecurrenceRule rule = RecurrenceRule::rule();
+    rule.count = 1;
+    rule.frequency = RecurrenceRule::Daily;
+    rule.interval = 1;
+    rule.weekStartDay = 1;
+    ItemRecurrence::attachRecurrence(rule, placeholder, false, false);
+    return placeholder;
+}
+
+void CalDAVSyncTask::finishDummyMainEvent(CommonDataMO *placeholder) {
+    ItemRecurrence recurrence(placeholder);
+    const QList<CommonDataMO *> detached = recurrence.detachedInstances();
+    const QList<ExtraDataMO *> organizers =
+        detached.isEmpty() ? QList<ExtraDataMO *>()
+                           : detached.first()->extrasForRelationship(QStringLiteral("organizers"));
+    ExtraDataMO *organizer = ExtraDataMO::makeExtra(QStringLiteral("Organizer"), placeholder);
+    organizer->assignUIDIfNeeded();
+    if (organizers.isEmpty()) {
+        organizer->setValue(QStringLiteral("meetingUID"), placeholder->uid());
+        organizer->setValue(QStringLiteral("email"), QLatin1String(kOrphanedOrganizerAddress));
+    } else {
+        for (const char *key : {"meetingUID", "name", "email"})
+            organizer->setValue(QLatin1String(key),
+                                organizers.first()->valueForKey(QLatin1String(key)));
+    }
+    recurrence.calcFirstAndLastDay(true);
+    placeholder->calcSearchText();
+}
+
+void CalDAVSyncTask::makeRemoteObjectsForDetachedEventsInEvent(CommonDataMO *item,
+                                                               const QString &href,
+                                                               const QString &etag) {
+    for (CommonDataMO *detached : ItemRecurrence(item).detachedInstances())
+        makeRemoteObjectForDetachedEventWithOriginalID(detached, href, etag);
+}
+
+void CalDAVSyncTask::makeRemoteObjectForDetachedEventWithOriginalID(CommonDataMO *detached,
+                                                                    const QString &href,
+                                                                    const QString &etag) {
+    const QString remoteID = CalDAVRemoteObjects::detachedRemoteID(href, *detached);
+    if (remoteID.isEmpty() || !detached->objectInfo())
+        return;
+    ModelObject *record = m_remoteObjects->link(remoteID, detached->objectInfo());
+    record->setValue(QStringLiteral("remoteETag"), etag);
+    record->setDateValue(Clock::shared().now(), QStringLiteral("remoteLastUpdateTime"));
 }

@@ -200,7 +200,10 @@ void CalDAVSyncTask::endOfSync() {
     m_syncData.insert(QStringLiteral("collections"), m_collections);
     setArchivedSyncData(m_syncData, remoteService());
     m_fastCalendarSyncOK = true;
-    finishWithState(SyncState::Idle);
+    if (haveFilesToSync())
+        fileSync();
+    else
+        finishWithState(SyncState::Idle);
 }
 
 // --- Ending and checking answers ----------------------------------------------------------

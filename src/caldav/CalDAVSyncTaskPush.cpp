@@ -17,8 +17,10 @@
 
 #include "caldav/CalDAVClient.h"
 #include "caldav/CalDAVRemoteObjects.h"
+#include "caldav/CalDAVServiceInfo.h"
 #include "caldav/CalDAVSyncTask.h"
 #include "caldav/PropertyKey.h"
+#include "ical/ICalWriteOptions.h"
 #include "ical/ICalWriter.h"
 #include "model/CalendarChanges.h"
 #include "model/CommonDataMO.h"
@@ -178,7 +180,10 @@ void CalDAVSyncTask::sendChangedEvent() {
 
 void CalDAVSyncTask::sendEventChange(SyncableObjectMO *syncable, ModelObject *record) {
     CommonDataMO *item = syncable->objectData();
-    const QByteArray data = ICalWriter::wholeObject(item);
+    ICalWriter::Request request;
+    if (CalDAVServiceInfo::supportsManagedAttachments(remoteService()))
+        request.options |= ICalWriteOptions::ManagedAttachments;
+    const QByteArray data = ICalWriter::wholeObject(item, request);
     std::optional<QString> etag;
     if (record) {
         m_changeOp = ChangeOp::Change;
@@ -277,6 +282,8 @@ void CalDAVSyncTask::processEventResponse(const ResultStatus &result) {
                 record->setDateValue(Clock::shared().now(), QStringLiteral("remoteLastUpdateTime"));
                 syncable->setValue(QStringLiteral("transIgnoreConflict"), QVariant());
                 noteAgreedWithServer(syncable, m_sentModTime);
+                if (success)
+                    synthesizeAttachmentAddsForEvent(syncable);
             } else if (m_changeOp == ChangeOp::Add) {
                 // Never on the server: kept in the conflict bin only, so that
                 // it is not offered again every cycle.

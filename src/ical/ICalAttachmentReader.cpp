@@ -22,11 +22,15 @@ namespace {
 
 using ICalPropertyReader::parameterText;
 
-// Whether the item's calendar fetches attachment files by itself now.
-bool fetchesAutomatically(const CommonDataMO *event) {
+// Whether the item's calendar fetches attachment files by itself.
+bool calendarFetchesFiles(const CommonDataMO *event) {
     const CommonDataMO *calendar = event->parentContainer();
-    return calendar && calendar->boolValueForKey(QStringLiteral("localFetchAttachments")) &&
-           !SyncableObjectMO::isSyncInProgress();
+    return calendar && calendar->boolValueForKey(QStringLiteral("localFetchAttachments"));
+}
+
+// The same, now: not while a sync stores what a server sent.
+bool fetchesAutomatically(const CommonDataMO *event) {
+    return calendarFetchesFiles(event) && !SyncableObjectMO::isSyncInProgress();
 }
 
 ExtraDataMO *storedManagedAttachment(CommonDataMO *event, const QString &id) {
@@ -39,8 +43,6 @@ ExtraDataMO *storedManagedAttachment(CommonDataMO *event, const QString &id) {
 
 ExtraDataMO *managedAttachment(CommonDataMO *event, icalproperty *property, icalattach *attach) {
     const QString id = parameterText(property, "MANAGED-ID").value_or(QString());
-    if (ExtraDataMO *stored = storedManagedAttachment(event, id))
-        return stored;
     QVariantMap managed{{QStringLiteral("id"), id}};
     if (icalattach_get_is_url(attach))
         managed.insert(QStringLiteral("url"), QString::fromUtf8(icalattach_get_url(attach)));
@@ -48,6 +50,15 @@ ExtraDataMO *managedAttachment(CommonDataMO *event, icalproperty *property, ical
          {std::pair{"FMTTYPE", "fmt"}, std::pair{"SIZE", "sz"}, std::pair{"FILENAME", "fn"}}) {
         if (const std::optional<QString> value = parameterText(property, name))
             managed.insert(QLatin1String(key), *value);
+    }
+    if (ExtraDataMO *stored = storedManagedAttachment(event, id)) {
+        // The server may have moved or described its copy anew; the file
+        // here stays.
+        QVariantMap known = stored->dictionaryValueForKey(QStringLiteral("url"));
+        known.insert(managed);
+        if (known != stored->dictionaryValueForKey(QStringLiteral("url")))
+            stored->setDictionaryValue(known, QStringLiteral("url"));
+        return stored;
     }
     ExtraDataMO *record = ExtraDataMO::makeExtra(QStringLiteral("Attachment"), event);
     record->assignUIDIfNeeded();
@@ -95,8 +106,10 @@ ExtraDataMO *uriAttachment(CommonDataMO *event, icalattach *attach) {
     if (url.isEmpty())
         return nullptr;
     ExtraDataMO *record = AttachmentFiles::attachGlobalFile(url, event);
+    // A web file not on disk is marked for its calendar's next fetch of
+    // files, also when a sync brought it.
     if (AttachmentFiles::isGlobalFileURL(url) && !AttachmentFiles::haveAttachmentOnDisk(*record))
-        record->setBoolValue(fetchesAutomatically(event), QStringLiteral("needsToBeFetched"));
+        record->setBoolValue(calendarFetchesFiles(event), QStringLiteral("needsToBeFetched"));
     return record;
 }
 

@@ -84,8 +84,12 @@ void addAttachments(icalcomponent *component, const CommonDataMO *event, quint32
         const std::optional<QString> path =
             AttachmentFiles::pathForAttachmentByExpandingResourceURLs(*record);
         icalproperty *attach = nullptr;
-        if ((options & ICalWriteOptions::ManagedAttachments) && !managed.isEmpty())
+        const bool managedHere = options & ICalWriteOptions::ManagedAttachments;
+        if (managedHere && !managed.value(QStringLiteral("id")).toString().isEmpty())
             attach = newManagedAttach(managed);
+        else if (managedHere && !AttachmentFiles::isGlobalFileURL(fileURL) &&
+                 !ICalProperties::textField(record, "fileName").isEmpty())
+            continue;  // sent on its own; the server then names it by its id
         else if (path && inAttachmentsFolder(*path) && QFileInfo::exists(*path))
             attach = newInlineAttach(*path, AttachmentFiles::attachmentFileName(*record));
         if (!attach && !fileURL.isEmpty())

@@ -139,8 +139,14 @@ icalcomponent *wholeObject(const ICalEventRequest &request,
         request.event->integerValueForKey(QStringLiteral("classification")) != 0)
         ICalProperties::addXProperty(calendar, "X-CALENDARSERVER-ACCESS",
                                      QStringLiteral("CONFIDENTIAL"));
+    // A placeholder for a repeating item nobody has sent stays here: only its
+    // detached instances are written.
+    const bool placeholder = !detached.isEmpty() &&
+                             request.event->entityName() == QLatin1String("Event") &&
+                             request.event->boolValueForKey(QStringLiteral("localOrphaned"));
     ICalEventRequest each = request;
-    for (CommonDataMO *event : QList<CommonDataMO *>{request.event} + detached) {
+    for (CommonDataMO *event :
+         placeholder ? detached : QList<CommonDataMO *>{request.event} + detached) {
         each.event = event;
         icalcomponent *component = ICalEventWriter::eventComponent(each);
         setSequence(component, sequences);

@@ -21,7 +21,9 @@ icalcomponent *calendarHeader(const CommonDataMO *container, ICalMethod method);
 void addTimeZones(icalcomponent *calendar, const QList<CommonDataMO *> &events,
                   bool historicallyAccurate);
 // The VCALENDAR of an item with its detached instances and zones, SEQUENCE
-// taken from `sequences` (uid → sequence) where it names the item.
+// taken from `sequences` (uid → sequence) where it names the item. An item
+// marked `localOrphaned` that has detached instances (a placeholder for a
+// repeating item never received) is left out: only they are written.
 icalcomponent *wholeObject(const ICalEventRequest &request,
                            const QHash<QString, qint64> &sequences);
 // Every item of the calendar, each followed by its detached instances.

@@ -84,7 +84,8 @@ struct ICalImporter::Parsed {
 // One import into one calendar.
 class ICalImporter::Run {
 public:
-    Run(CommonDataMO *calendar, quint32 options) : m_calendar(calendar), m_options(options) {}
+    Run(CommonDataMO *calendar, quint32 options, const MainEventMaker &mainEventMaker)
+        : m_calendar(calendar), m_options(options), m_mainEventMaker(mainEventMaker) {}
 
     // Items first, then the occurrences, so that an occurrence finds its
     // repeating item wherever it came.
@@ -135,6 +136,7 @@ private:
 
     CommonDataMO *m_calendar;
     const quint32 m_options;
+    const MainEventMaker &m_mainEventMaker;
     // The calendar's events by uid, as far as this run has looked them up
     // (through the store's uid index) or made them; all of them once
     // m_allMastersRead.
@@ -203,6 +205,11 @@ void ICalImporter::Run::importComponent(icalcomponent *component, icalcomponent 
     icalproperty *recurrenceID =
         icalcomponent_get_first_property(component, ICAL_RECURRENCEID_PROPERTY);
     CommonDataMO *master = masterWithUID(uid);
+    if (recurrenceID && !master && !uid.isEmpty() && m_mainEventMaker) {
+        master = m_mainEventMaker(uid, *ICalDateReader::dateOfProperty(recurrenceID, vcalendar));
+        if (master)
+            m_masters.insert(uid, master);
+    }
     CommonDataMO *item = nullptr;
     bool made = false;
     ICalEventSource source{component, vcalendar, productIDOf(vcalendar), m_options, false};
@@ -240,6 +247,8 @@ void ICalImporter::Run::importComponent(icalcomponent *component, icalcomponent 
         skip(uid, position, QStringLiteral("the store refused it (see the log)"));
         return;
     }
+    if (!recurrenceID && item->boolValueForKey(QStringLiteral("localOrphaned")))
+        item->setBoolValue(false, QStringLiteral("localOrphaned"));  // known now
     if (source.detached) {
         ItemRecurrence(master).detachedInstancesChanged();
         if (!m_result.detached.contains(item))
@@ -294,7 +303,7 @@ void ICalImporter::describeCalendar(CommonDataMO *calendar) const {
 }
 
 ICalImporter::Result ICalImporter::importInto(CommonDataMO *calendar, quint32 options) {
-    return Run(calendar, options).run(m_parsed->calendars);
+    return Run(calendar, options, m_mainEventMaker).run(m_parsed->calendars);
 }
 
 ICalImporter::Result ICalImporter::importInto(CommonDataMO *calendar) {

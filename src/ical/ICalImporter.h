@@ -4,10 +4,12 @@
 #include <QList>
 #include <QString>
 #include <QStringList>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <stdexcept>
 
+class CalendarDate;
 class CommonDataMO;
 
 // iCalendar text (one VCALENDAR or several) read into a calendar of the
@@ -15,7 +17,8 @@ class CommonDataMO;
 // text. Items are matched by UID within the calendar and updated in place;
 // a component with a RECURRENCE-ID becomes (or updates) a detached instance
 // of the repeating item of its UID, wherever that comes in the text, and a
-// normal item when the calendar has no such item. A component that cannot be
+// normal item when the calendar has no such item (unless a maker of main
+// items is set). A component that cannot be
 // read is skipped, leaving nothing of itself behind; everything else is
 // stored. Main thread only.
 class ICalImporter {
@@ -61,8 +64,18 @@ public:
     Result importInto(CommonDataMO *calendar, quint32 options);
     Result importInto(CommonDataMO *calendar);
 
+    // Who makes the repeating item of detached instances whose own is
+    // neither in the text nor in the calendar: given the UID and the
+    // original time of the first such instance, a new item of the calendar
+    // that the instances then belong to, or nullptr. Without one (the
+    // default), each such instance is stored as an item of its own.
+    using MainEventMaker =
+        std::function<CommonDataMO *(const QString &uid, const CalendarDate &originalTime)>;
+    void setMainEventMaker(MainEventMaker maker) { m_mainEventMaker = std::move(maker); }
+
 private:
     class Run;
     struct Parsed;
     std::unique_ptr<Parsed> m_parsed;
+    MainEventMaker m_mainEventMaker;
 };

@@ -5,6 +5,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
+#include <QSaveFile>
 
 #include "model/CommonDataMO.h"
 #include "model/ExtraDataMO.h"
@@ -167,6 +168,14 @@ bool AttachmentFiles::copyFile(const QString &from, const QString &to, QString *
         return true;
     *error = source.errorString();
     return false;
+}
+
+QString AttachmentFiles::saveFileData(const QString &path, const QByteArray &data) {
+    QDir().mkpath(QFileInfo(path).absolutePath());
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(data) != data.size() || !file.commit())
+        return file.errorString();
+    return {};
 }
 
 ExtraDataMO *AttachmentFiles::attachLocalFile(const QString &path, CommonDataMO *object,

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QString>
 #include <optional>
 
@@ -53,6 +54,10 @@ public:
     // Copies `from` to `to`, replacing what is there; false with `error` set
     // when it cannot.
     static bool copyFile(const QString &from, const QString &to, QString *error);
+    // Writes `data` to `path` atomically (a reader sees the old file or the
+    // whole new one), making its folder; the reason on failure, else empty.
+    // Touches no record: safe on a worker thread.
+    static QString saveFileData(const QString &path, const QByteArray &data);
 
     // A file of this machine attached to the item: a file of the resource
     // folder as its internal address (attachGlobalFile); otherwise an

@@ -1,12 +1,10 @@
 #include "model/GlobalAttachmentFetcher.h"
 
 #include <QCoreApplication>
-#include <QDir>
 #include <QFileInfo>
 #include <QFutureWatcher>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
-#include <QSaveFile>
 #include <QtConcurrent/QtConcurrentRun>
 
 #include "model/AttachmentFiles.h"
@@ -17,15 +15,6 @@ namespace {
 
 QString fileURLOf(const ExtraDataMO &record) {
     return record.valueForKey(QStringLiteral("fileURL")).toString();
-}
-
-// Writes `data` to `path` atomically; the reason on failure, else empty.
-QString writeFile(const QString &path, const QByteArray &data) {
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(data) != data.size() || !file.commit())
-        return file.errorString();
-    return {};
 }
 
 }  // namespace
@@ -87,7 +76,8 @@ void GlobalAttachmentFetcher::downloadFinished() {
         watcher->deleteLater();
         fileWritten(watcher->result());
     });
-    watcher->setFuture(QtConcurrent::run(writeFile, m_path, std::exchange(m_data, {})));
+    watcher->setFuture(
+        QtConcurrent::run(AttachmentFiles::saveFileData, m_path, std::exchange(m_data, {})));
 }
 
 void GlobalAttachmentFetcher::fileWritten(const QString &error) {

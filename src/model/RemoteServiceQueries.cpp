@@ -26,6 +26,14 @@ QList<ManagedObject *> ownedContainers(ManagedObject *service) {
     return members(service, QStringLiteral("ownedContainers"));
 }
 
+// The service owning the container of an attachment's item, or nullptr.
+ManagedObject *attachmentOwner(ManagedObject *attachment) {
+    ManagedObject *step = attachment;
+    for (const char *key : {"parentObject", "objectInfo", "parentContainer", "ownedBy"})
+        step = step ? step->objectForKey(QLatin1String(key)) : nullptr;
+    return step;
+}
+
 QList<ManagedObject *> publishedContainers(ManagedObject *service) {
     return members(service, QStringLiteral("publishedContainers"));
 }
@@ -118,11 +126,24 @@ QSet<ManagedObject *> RemoteServiceQueries::ownedFileAttachments(ManagedObject *
     if (!service)
         return attachments;
     for (ManagedObject *attachment : Queries::allFileAttachments()) {
-        ManagedObject *step = attachment;
-        for (const char *key : {"parentObject", "objectInfo", "parentContainer", "ownedBy"})
-            step = step ? step->objectForKey(QLatin1String(key)) : nullptr;
-        if (step == service)
+        if (attachmentOwner(attachment) == service)
             attachments.insert(attachment);
+    }
+    return attachments;
+}
+
+QList<ManagedObject *> RemoteServiceQueries::ownedAttachmentsToSync(ManagedObject *service) {
+    QList<ManagedObject *> attachments;
+    if (!service)
+        return attachments;
+    for (const QString &entity : {QStringLiteral("Attachment"), QStringLiteral("FileAttachment")}) {
+        for (ManagedObject *attachment : Queries::allEntitiesOfType(entity)) {
+            const bool marked =
+                attachment->valueForKey(QStringLiteral("needsToBeFetched")).toBool() ||
+                attachment->valueForKey(QStringLiteral("needsToBeStored")).toBool();
+            if (marked && attachmentOwner(attachment) == service)
+                attachments.append(attachment);
+        }
     }
     return attachments;
 }

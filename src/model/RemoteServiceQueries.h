@@ -43,6 +43,10 @@ public:
     // Every FileAttachment whose item lies in a container the service owns
     // (`parentObject.objectInfo.parentContainer.ownedBy`).
     static QSet<ManagedObject *> ownedFileAttachments(ManagedObject *service);
+    // The attachment records (Attachment and FileAttachment) of the items in
+    // the service's containers whose file waits to be downloaded
+    // (`needsToBeFetched`) or uploaded (`needsToBeStored`), in fetch order.
+    static QList<ManagedObject *> ownedAttachmentsToSync(ManagedObject *service);
     // The services any owned container is published to.
     static QSet<ManagedObject *> servicesPublishedTo(ManagedObject *service);
 
