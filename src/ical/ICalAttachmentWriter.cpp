@@ -90,7 +90,8 @@ void addAttachments(icalcomponent *component, const CommonDataMO *event, quint32
         else if (managedHere && !AttachmentFiles::isGlobalFileURL(fileURL) &&
                  !ICalProperties::textField(record, "fileName").isEmpty())
             continue;  // sent on its own; the server then names it by its id
-        else if (path && inAttachmentsFolder(*path) && QFileInfo::exists(*path))
+        else if (!AttachmentFiles::isGlobalFileURL(fileURL) && path && inAttachmentsFolder(*path) &&
+                 QFileInfo::exists(*path))
             attach = newInlineAttach(*path, AttachmentFiles::attachmentFileName(*record));
         if (!attach && !fileURL.isEmpty())
             attach = ICalProperties::newURIAttach(fileURL);

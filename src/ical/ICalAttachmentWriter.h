@@ -11,9 +11,9 @@ namespace ICalAttachmentWriter {
 // Per attachment: under ManagedAttachments a server-managed one by its
 // address and MANAGED-ID, FMTTYPE, SIZE, FILENAME, and a file of this
 // machine the server has no id for not at all (it is sent on its own); a
-// file kept in the
-// attachments folder inline (base64, its MIME type, X-APPLE-FILENAME); any
-// other by its address. A graphic's attachment also carries its opacity and
+// file kept in the attachments folder inline (base64, its MIME type,
+// X-APPLE-FILENAME), but not the downloaded copy of a web file; any other by
+// its address. A graphic's attachment also carries its opacity and
 // placement, repeated as X-TOLVERN-OPACITY and X-TOLVERN-RECT properties.
 void addAttachments(icalcomponent *component, const CommonDataMO *event, quint32 options);
 

@@ -153,6 +153,15 @@ TYPED_TEST(CalDAVAttachmentSyncTest, InlineAndWebFilesArriveWithTheirBytesOnce) 
     EXPECT_EQ(this->fixture.log.count("): requesting file: "), requests);
     EXPECT_TRUE(bytesOfAttachment(web.first()) == webBytes);
 
+    // An item edited here keeps naming its web file by address, not by the
+    // downloaded bytes.
+    this->item(calendar, "web-1")->setStringValue("Web, edited", "title");
+    EXPECT_EQ(this->sync().counts.pushed, 1);
+    const QByteArray sent = this->serverText(url + "web.ics");
+    EXPECT_TRUE(sent.contains("SUMMARY:Web\\, edited")) << sent.toStdString();
+    EXPECT_FALSE(sent.contains("BINARY")) << sent.toStdString();
+    EXPECT_EQ(sent.count("ATTACH"), 1) << sent.toStdString();
+
     // A changed item names a new file: that one comes, the old one goes.
     const QByteArray newBytes = binaryBytes(1);
     ASSERT_TRUE(this->files->addFile("new.bin", newBytes));
