@@ -6,6 +6,7 @@
 #include "caldav/support/FileServer.h"
 #include "caldav/support/SyncTestSuite.h"
 #include "model/AttachmentFiles.h"
+#include "model/ConflictBin.h"
 #include "model/ExtraDataMO.h"
 #include "support/TestSupport.h"
 #include "time/recurrence/ItemRecurrence.h"
@@ -175,6 +176,39 @@ TYPED_TEST(CalDAVAttachmentSyncTest, InlineAndWebFilesArriveWithTheirBytesOnce) 
     ASSERT_EQ(replaced.size(), 1);
     EXPECT_TRUE(bytesOfAttachment(replaced.first()) == newBytes);
     EXPECT_FALSE(QFile::exists(AttachmentFiles::pathForGlobalFileURL(webURL)));
+}
+
+TYPED_TEST(CalDAVAttachmentSyncTest, AConflictingEditKeepsItsFilesInTheConflictBin) {
+    const QString url = this->makeServerCalendar("conflict", "Conflict");
+    const QByteArray bytes = binaryBytes(2);
+    const QByteArray attach = foldedLine(
+        "ATTACH;ENCODING=BASE64;VALUE=BINARY;"
+        "X-APPLE-FILENAME=kept.bin:" +
+        bytes.toBase64());
+    const QByteArray dates = "DTSTART:20261201T100000Z\r\nDTEND:20261201T110000Z\r\n";
+    this->put(url + "both.ics", vcalendar(vevent("both-1", "Both", dates, attach)));
+    this->sync();
+    CommonDataMO *calendar = this->calendarTitled("Conflict");
+    ASSERT_NE(calendar, nullptr);
+    ASSERT_EQ(attachmentsOf(this->item(calendar, "both-1")).size(), 1);
+
+    // Edited on both sides: the local version goes to the conflict bin with
+    // its file, the server's comes with its own copy.
+    this->put(url + "both.ics", vcalendar(vevent("both-1", "There", dates, attach)));
+    this->item(calendar, "both-1")->setStringValue("Here", "title");
+    const CalDAVAccountCheck::Outcome outcome = this->sync();
+    EXPECT_EQ(outcome.counts.conflicts, 1);
+    CommonDataMO *bin = ConflictBin::conflictCalendar(calendar->managedObjectContext());
+    const QStringList kept = this->itemUIDs(bin);
+    ASSERT_EQ(kept.size(), 1);
+    const QList<ExtraDataMO *> binFiles = attachmentsOf(this->item(bin, kept.first()));
+    ASSERT_EQ(binFiles.size(), 1);
+    EXPECT_TRUE(bytesOfAttachment(binFiles.first()) == bytes);
+    const QList<ExtraDataMO *> serverFiles = attachmentsOf(this->item(calendar, "both-1"));
+    ASSERT_EQ(serverFiles.size(), 1);
+    EXPECT_TRUE(bytesOfAttachment(serverFiles.first()) == bytes);
+    EXPECT_NE(AttachmentFiles::pathForAttachmentByExpandingResourceURLs(*serverFiles.first()),
+              AttachmentFiles::pathForAttachmentByExpandingResourceURLs(*binFiles.first()));
 }
 
 // The text of a resource with its folded lines joined again.
