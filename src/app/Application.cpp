@@ -7,6 +7,7 @@
 #include "app/FileLogger.h"
 #include "app/InfoCommand.h"
 #include "app/LogFileManager.h"
+#include "app/RunningInstance.h"
 #include "app/SignalWatcher.h"
 #include "app/StoreSession.h"
 #include "app/commands/AccountCommands.h"
@@ -18,6 +19,7 @@
 #include "app/commands/ImportCommand.h"
 #include "app/commands/ShowCommand.h"
 #include "app/commands/SyncCommand.h"
+#include "caldav/CalDAVSyncTask.h"
 #include "model/foundation/Log.h"
 #include "model/foundation/Paths.h"
 #include "model/foundation/Preferences.h"
@@ -210,8 +212,17 @@ int Application::runForeground(SignalWatcher &watcher) {
     // "-offline": the network tasks stay stopped for this run.
     if (StartModes::current() == StartMode::Offline)
         Preferences::shared().setBool(QStringLiteral("offline"), true);
-    BackgroundTasks tasks;
+    // One application per store.
+    if (RunningInstance::isRunning()) {
+        CommandOutput::message(QStringLiteral("merovan: the application is already running"));
+        Log::flush();
+        return 1;
+    }
+    CalDAVSyncTask::registerKind();
+    RunningInstance instance;
+    BackgroundTasks tasks(&instance);
     StoreSession session;
+    session.setRunningApplication();
     session.setTaskControl(&tasks.control());
     try {
         session.open();
@@ -225,6 +236,10 @@ int Application::runForeground(SignalWatcher &watcher) {
         session.close();
         return 0;
     }
+    // Commands run meanwhile hold the application while they use the store;
+    // edits made while it was not running are synced soon.
+    instance.listen();
+    RunningInstance::notePendingLocalChanges();
     QObject::connect(&watcher, &SignalWatcher::terminationRequested, &m_app, [](int signalNumber) {
         logInfo("Received signal %d, shutting down", signalNumber);
         QCoreApplication::quit();

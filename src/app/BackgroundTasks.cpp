@@ -2,7 +2,8 @@
 
 #include "tasks/LogindSleepMonitor.h"
 
-BackgroundTasks::BackgroundTasks() : m_sleep(std::make_unique<LogindSleepMonitor>()) {
+BackgroundTasks::BackgroundTasks(TaskDelegate *taskDelegate)
+    : m_control(nullptr, taskDelegate), m_sleep(std::make_unique<LogindSleepMonitor>()) {
     SyncHooks::setShared(&m_hooks);
     CredentialStore::setShared(&m_credentials);
     m_control.watchSleep(m_sleep.get());

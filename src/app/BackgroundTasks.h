@@ -7,13 +7,15 @@
 #include "tasks/TaskSyncHooks.h"
 
 class LogindSleepMonitor;
+class TaskDelegate;
 
 // The task framework of one run of the application: installed (the model's
 // sync notices, the keyring, waking from sleep) while the object lives, and
 // driven by the database controller through control().
 class BackgroundTasks {
 public:
-    BackgroundTasks();
+    // `taskDelegate` hears of every sync task (none: nobody).
+    explicit BackgroundTasks(TaskDelegate *taskDelegate = nullptr);
     ~BackgroundTasks();
     BackgroundTasks(const BackgroundTasks &) = delete;
     BackgroundTasks &operator=(const BackgroundTasks &) = delete;

@@ -16,15 +16,23 @@ StoreSession::~StoreSession() {
 }
 
 void StoreSession::open() {
+    if (!m_runningApplication)
+        m_hold.acquire();
+    if (m_hold.isHeld() && StartModes::current() == StartMode::Reset) {
+        m_hold.release();
+        throw std::runtime_error("the application is running; stop it before resetting the store");
+    }
     try {
         if (StartModes::current() == StartMode::Reset)
             resetExistingStore();
         m_controller = std::make_unique<DatabaseController>();
         m_controller->setDelegate(this);
         m_controller->setTaskControl(m_taskControl);
+        m_controller->setCrashMonitorKeptElsewhere(m_hold.isHeld());
         m_controller->startup();
     } catch (const std::exception &error) {
         m_controller.reset();
+        m_hold.release();
         // One line: what failed, and the store's own reason when it gave one.
         QString reason = QString::fromUtf8(error.what());
         if (!m_openError.isEmpty())
@@ -35,10 +43,11 @@ void StoreSession::open() {
 }
 
 void StoreSession::close() {
-    if (!m_controller)
-        return;
-    m_controller->shutdown();
-    m_controller.reset();
+    if (m_controller) {
+        m_controller->shutdown();
+        m_controller.reset();
+    }
+    m_hold.release();
 }
 
 void StoreSession::resetExistingStore() {

@@ -3,13 +3,16 @@
 #include <QString>
 #include <memory>
 
+#include "app/InstanceHold.h"
 #include "model/DatabaseControllerDelegate.h"
 
 class DatabaseController;
 
 // The store opened for the length of one command or one run of the
 // application: the database controller started up (after a reset when the
-// start mode asks for one) and shut down cleanly at the end.
+// start mode asks for one) and shut down cleanly at the end. A command's
+// session holds the running application, if one runs, from before the store
+// opens until it has closed (see RunningInstance).
 class StoreSession final : public DatabaseControllerDelegate {
 public:
     StoreSession();
@@ -20,11 +23,14 @@ public:
     // Starts the database controller. In the reset start mode the existing
     // store is reset first (its services withdrawn, its files deleted) and a
     // fresh one is created. Throws std::logic_error when the store cannot be
-    // opened.
+    // opened, std::runtime_error when the running application does not let
+    // it go.
     void open();
     void close();
     // The task framework the controller drives (set before open()); none: no tasks.
     void setTaskControl(DatabaseTaskControl *control) { m_taskControl = control; }
+    // The application's own session: it is the one that others hold.
+    void setRunningApplication() { m_runningApplication = true; }
     DatabaseController &controller() { return *m_controller; }
 
     // DatabaseControllerDelegate
@@ -46,4 +52,6 @@ private:
     QString m_openError;  // presented while opening, reported with the failure
     bool m_resetting = false;
     bool m_terminated = false;
+    bool m_runningApplication = false;
+    InstanceHold m_hold;
 };

@@ -95,7 +95,7 @@ void DatabaseController::presentError(const QString &description) {
 
 void DatabaseController::startup() {
     initController();
-    if (StartModes::current() == StartMode::Normal)
+    if (StartModes::current() == StartMode::Normal && !m_crashMonitorKeptElsewhere)
         detectCrash();
     openDatabase();
     initializeDatabase();
@@ -386,7 +386,7 @@ void DatabaseController::shutdown() {
             }
         }
         // A failed save leaves the monitor file, so the next start recovers.
-        if (saved)
+        if (saved && !m_crashMonitorKeptElsewhere)
             QFile::remove(crashMonitorPath());
         m_started = false;
     }

@@ -62,6 +62,9 @@ public:
     void setDelegate(DatabaseControllerDelegate *delegate) { m_delegate = delegate; }
     // The task framework's side; nullptr: no tasks.
     void setTaskControl(DatabaseTaskControl *control) { m_taskControl = control; }
+    // Another process that has the store open (the running application)
+    // keeps the crash monitor: this one neither reads, makes nor removes it.
+    void setCrashMonitorKeptElsewhere(bool kept) { m_crashMonitorKeptElsewhere = kept; }
 
     // The identity of this database: the uid of its BonjourPublisher record.
     QString databaseUID() const;
@@ -127,6 +130,7 @@ private:
     double m_crashRecoveryStarted = 0;  // seconds since 1970
     std::optional<Date> m_crashDatabaseModTime;
     bool m_resetDatabase = false;
+    bool m_crashMonitorKeptElsewhere = false;
     int m_resetServicesCount = 0;
     std::function<void(const QList<ManagedObject *> &)> m_finshResetSelector;
     QList<ManagedObject *> m_resetServices;

@@ -1,6 +1,8 @@
 #include "KeyringChild.h"
 
 #include <QCoreApplication>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QProcess>
 
 #include <cstdio>
@@ -40,4 +42,23 @@ int ChildChecks::exitCode() const {
     for (const QString &failure : m_failures)
         std::fprintf(stderr, "%s\n", failure.toLocal8Bit().constData());
     return m_failures.isEmpty() ? 0 : 1;
+}
+
+QString addChildAccount(ChildChecks &checks) {
+    const ProcessResult added =
+        merovanWithInput({"account", "add", "caldav", "--server", childCalDAVServer(), "--login",
+                          "test", "--password-stdin", "--json"},
+                         "test\n");
+    const QString uid =
+        QJsonDocument::fromJson(added.out.toUtf8()).object().value("uid").toString();
+    checks.check(added.exitCode == 0 && !uid.isEmpty(), "the account is added", added);
+    return uid;
+}
+
+QByteArray childEventText(const QByteArray &uid, const QByteArray &summary) {
+    return "BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:-//Command test//EN\r\n"
+           "BEGIN:VEVENT\r\nUID:" +
+           uid + "\r\nDTSTAMP:20261101T000000Z\r\nSUMMARY:" + summary +
+           "\r\nDTSTART:20261201T100000Z\r\nDTEND:20261201T110000Z\r\nEND:VEVENT\r\n"
+           "END:VCALENDAR\r\n";
 }

@@ -27,3 +27,10 @@ public:
 private:
     QStringList m_failures;
 };
+
+// In the child: adds the CalDAV account of the child's server (login and
+// password "test") with "account add"; its uid, empty (and a failed check)
+// when it could not be added.
+QString addChildAccount(ChildChecks &checks);
+// An iCalendar text of one timed event.
+QByteArray childEventText(const QByteArray &uid, const QByteArray &summary);

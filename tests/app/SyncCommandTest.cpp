@@ -14,18 +14,10 @@
 // keyring of the Secret Service.
 namespace {
 
-QByteArray eventText(const QByteArray &uid, const QByteArray &summary) {
-    return "BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:-//Sync command test//EN\r\n"
-           "BEGIN:VEVENT\r\nUID:" +
-           uid + "\r\nDTSTAMP:20261101T000000Z\r\nSUMMARY:" + summary +
-           "\r\nDTSTART:20261201T100000Z\r\nDTEND:20261201T110000Z\r\nEND:VEVENT\r\n"
-           "END:VCALENDAR\r\n";
-}
-
 bool putEvent(const QByteArray &uid, const QByteArray &summary) {
     const int status = sendBlocking(
         "PUT", QStringLiteral("http://%1/test/calendar/%2.ics").arg(childCalDAVServer(), uid),
-        "test", "test", eventText(uid, summary), 20000, "text/calendar");
+        "test", "test", childEventText(uid, summary), 20000, "text/calendar");
     return status == 201 || status == 204;
 }
 
@@ -58,13 +50,7 @@ MEROVAN_CHILD_ROUTINE(syncAfterAdding) {
     qputenv("MEROVAN_HOME", home.path().toUtf8());
     ChildChecks checks;
 
-    const ProcessResult added =
-        merovanWithInput({"account", "add", "caldav", "--server", childCalDAVServer(), "--login",
-                          "test", "--password-stdin", "--json"},
-                         "test\n");
-    const QString uid =
-        QJsonDocument::fromJson(added.out.toUtf8()).object().value("uid").toString();
-    checks.check(added.exitCode == 0 && !uid.isEmpty(), "the account is added", added);
+    const QString uid = addChildAccount(checks);
 
     checks.check(putEvent("second", "Second"), "the server takes a new event", {});
     const ProcessResult synced = runMerovan({"sync", "--json"});
@@ -145,7 +131,7 @@ TEST(SyncCommandTest, SyncsAnAddedAccountAndPullsWhatChangedOnTheServer) {
     const QString error = radicale.start();
     ASSERT_TRUE(error.isEmpty()) << error.toStdString();
     const int seeded = sendBlocking("PUT", radicale.calendarURL() + "first.ics", "test", "test",
-                                    eventText("first", "First"), 20000, "text/calendar");
+                                    childEventText("first", "First"), 20000, "text/calendar");
     ASSERT_EQ(seeded, 201);
     const ProcessResult result = runChildWithKeyring("syncAfterAdding", radicale.port());
     EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
