@@ -88,6 +88,17 @@ public:
     static QString reasonForConflict(const QVariantList &errorDicts, const CommonDataMO &event,
                                      int status);
 
+    // Where a calendar first found on the server goes among the others
+    // (`localSortOrder`), from the access the account has to it and the
+    // item types it takes (`supportedEventTypes`, 0 for all): calendars of
+    // events the account may write first (kWritableSortOrder), read-only
+    // ones after them (kReadOnlySortOrder); a calendar of to-dos only comes
+    // kTasksSortOffset after the event calendars of its access.
+    static constexpr qint64 kWritableSortOrder = 100;
+    static constexpr qint64 kReadOnlySortOrder = 200;
+    static constexpr qint64 kTasksSortOffset = 10;
+    static qint64 sortOrderFromAccess(int access, qint64 supportedEventTypes);
+
     explicit CalDAVSyncTask(ModelObject *service);
     ~CalDAVSyncTask() override;
 
@@ -169,6 +180,18 @@ private:
     void findChangedEvents();
     void sendChangedEvent();
     void sendEventChange(SyncableObjectMO *syncable, ModelObject *record);
+    struct ChangedEvent;
+    // The item a deleted one became by a move to another calendar of this
+    // account that the server knows: the item with its uid there, with the
+    // href of that calendar; none otherwise.
+    std::optional<ChangedEvent> deletedSyncableEventWasMoved(SyncableObjectMO *syncable);
+    // MOVE of the item's resource to the new calendar, never over a resource
+    // already there.
+    void sendEventMove(ModelObject *record, const ChangedEvent &target);
+    // What a MOVE the server answered leaves to send: after a refusal, the
+    // item is sent to its new calendar as a new one and the old resource is
+    // deleted; when the old resource was gone, only the former.
+    void resendRefusedMove(int status);
     void sendEventResponse();
     // The status of the answer to a request for one resource (a
     // multi-status answer gives the highest of its responses), with its
@@ -324,17 +347,23 @@ private:
     int m_requestedChunk = 0;
     // The next answer's results are computed on a worker thread.
     bool m_resultsInBackground = false;
-    // Items to send, newest last, with the href of their calendar.
+    // Items to send, newest last, with the href of their calendar; a
+    // deleted item that moved is sent as a DELETE all the same when
+    // `plainDelete`.
     struct ChangedEvent {
         SyncableObjectMO *syncable = nullptr;
         QString calendarHREF;
+        bool plainDelete = false;
     };
     QList<ChangedEvent> m_changedSyncableEvents;
-    // The change sent: what it was, its href and the stamp of what was sent.
-    enum class ChangeOp { Add, Delete, Change };
+    // The change sent: what it was, its href and the stamp of what was sent;
+    // for a move, where the item went and its href there.
+    enum class ChangeOp { Add, Delete, Change, Move };
     ChangeOp m_changeOp = ChangeOp::Add;
     ChangedEvent m_sending;
     QString m_sendingHREF;
+    ChangedEvent m_moveTarget;
+    QString m_moveHREF;
     std::optional<Date> m_sentModTime;
     // Calendars: whether the list comes before the items this cycle, and
     // whether it was read already; the calendars to send, newest last, and

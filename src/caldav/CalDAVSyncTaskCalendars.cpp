@@ -194,8 +194,13 @@ void CalDAVSyncTask::processCalendars() {
             QStringLiteral("remoteAccess"));
         const QVariantMap oldCollection = oldCollections.value(href);
         updateCalendar(calendar, collection, oldCollection, created);
-        if (created)
+        if (created) {
+            // Set once: the user's reordering is kept afterwards.
+            calendar->setSortPositionFromHint(sortOrderFromAccess(
+                int(record->integerValueForKey(QStringLiteral("remoteAccess"))),
+                calendar->integerValueForKey(QStringLiteral("supportedEventTypes"))));
             noteAgreedWithServer(calendar->objectInfo(), std::nullopt);
+        }
         const bool webdavSync = collection.value(QStringLiteral("supported-report-set"))
                                     .toStringList()
                                     .contains(QStringLiteral("sync-collection"));
@@ -213,6 +218,13 @@ void CalDAVSyncTask::processCalendars() {
     }
     garbageCollectCalendars();
     setNextStep([this] { sendChangedCalendars(); });
+}
+
+qint64 CalDAVSyncTask::sortOrderFromAccess(int access, qint64 supportedEventTypes) {
+    const qint64 eventsBit = qint64(1) << ItemType::Event;
+    const bool tasksOnly = supportedEventTypes != 0 && !(supportedEventTypes & eventsBit);
+    return (access >= CalendarAccess::kFullAccess ? kWritableSortOrder : kReadOnlySortOrder) +
+           (tasksOnly ? kTasksSortOffset : 0);
 }
 
 void CalDAVSyncTask::updateCalendar(CommonDataMO *calendar, const QVariantMap &collection,
@@ -457,6 +469,7 @@ void CalDAVSyncTask::processCalendarResponse(int status) {
             noteAgreedWithServer(calendar, m_sendingCalendar.modTime);
             break;
         case ChangeOp::Change:
+        case ChangeOp::Move:  // never sent for a calendar
             noteAgreedWithServer(calendar, m_sendingCalendar.modTime);
             break;
     }

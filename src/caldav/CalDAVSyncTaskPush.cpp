@@ -9,7 +9,11 @@
 // item the server refuses to store (a read-only calendar, a size limit) goes
 // to the conflict bin with the server's reason, so that it is not offered
 // again every cycle; the server's copy of a refused edit or deletion is
-// downloaded again.
+// downloaded again. An item moved here to another calendar of the account
+// is moved on the server as well (MOVE, never over a resource already
+// there), so that its resource keeps its uid and is neither lost nor
+// doubled; a server that refuses the move gets the item in the new calendar
+// as a new one and the deletion of the old resource instead.
 #include <QDateTime>
 #include <QSet>
 #include <QUrl>
@@ -100,6 +104,12 @@ QString resourceURLOf(QString url) {
     return url;
 }
 
+// The href a new item of that uid takes in the calendar.
+QString newItemHREF(const QString &calendarHREF, const QString &uid) {
+    return calendarHREF + QString::fromLatin1(QUrl::toPercentEncoding(uid)) +
+           QStringLiteral(".ics");
+}
+
 }  // namespace
 
 void CalDAVSyncTask::findChangedEvents() {
@@ -141,6 +151,17 @@ void CalDAVSyncTask::findChangedEvents() {
         }
         logInfo("CalDAVSyncTask (%@): events received = %ld", logIdentity(), long(received));
     }
+    // Moves go first, so that the moved item is sent as an edit of the
+    // resource in its new calendar rather than as a second copy.
+    QList<ChangedEvent> moves;
+    m_changedSyncableEvents.removeIf([&](const ChangedEvent &each) {
+        const bool moved =
+            each.syncable->isTombstone() && deletedSyncableEventWasMoved(each.syncable);
+        if (moved)
+            moves.append(each);
+        return moved;
+    });
+    m_changedSyncableEvents.append(moves);
     setNextStep([this] { sendChangedEvent(); });
 }
 
@@ -169,6 +190,11 @@ void CalDAVSyncTask::sendChangedEvent() {
         setNextStep([this] { sendChangedEvent(); });
         return;
     }
+    if (!m_sending.plainDelete)
+        if (const std::optional<ChangedEvent> target = deletedSyncableEventWasMoved(syncable)) {
+            sendEventMove(record, *target);
+            return;
+        }
     m_changeOp = ChangeOp::Delete;
     m_sendingHREF = record->valueForKey(QStringLiteral("remoteID")).toString();
     logInfo("CalDAV: push delete event (%@) to calendar %@", syncable->uid(),
@@ -191,9 +217,7 @@ void CalDAVSyncTask::sendEventChange(SyncableObjectMO *syncable, ModelObject *re
         etag = CalDAVRemoteObjects::etagOf(record);
     } else {
         m_changeOp = ChangeOp::Add;
-        m_sendingHREF = m_sending.calendarHREF +
-                        QString::fromLatin1(QUrl::toPercentEncoding(syncable->uid())) +
-                        QStringLiteral(".ics");
+        m_sendingHREF = newItemHREF(m_sending.calendarHREF, syncable->uid());
     }
     m_sentModTime = syncable->dateValueForKey(QStringLiteral("lastModTime"));
     const SyncableObjectMO *calendar = syncable->parentContainer();
@@ -205,6 +229,52 @@ void CalDAVSyncTask::sendEventChange(SyncableObjectMO *syncable, ModelObject *re
                 : QString());
     awaitAnswer([this] { sendEventResponse(); });
     caldav().put(resourceURLOf(serviceURLFromPath(m_sendingHREF)), etag, std::nullopt, data);
+}
+
+std::optional<CalDAVSyncTask::ChangedEvent> CalDAVSyncTask::deletedSyncableEventWasMoved(
+    SyncableObjectMO *syncable) {
+    for (ManagedObject *object : Queries::syncableChildrenForUID(syncable->uid())) {
+        auto *moved = ModelObject::as<SyncableObjectMO>(object);
+        if (!moved || moved == syncable || moved->isTombstone() || moved->isDeleted() ||
+            moved->parentContainer() == syncable->parentContainer() ||
+            mainSyncableOf(moved) != moved)
+            continue;
+        const SyncableObjectMO *calendar = moved->parentContainer();
+        const ModelObject *calendarRecord =
+            calendar && calendar->ownedBy() == remoteService()
+                ? CalDAVRemoteObjects::recordOf(calendar, remoteService())
+                : nullptr;
+        if (calendarRecord)
+            return ChangedEvent{moved,
+                                calendarRecord->valueForKey(QStringLiteral("remoteID")).toString()};
+    }
+    return std::nullopt;
+}
+
+void CalDAVSyncTask::sendEventMove(ModelObject *record, const ChangedEvent &target) {
+    m_changeOp = ChangeOp::Move;
+    m_sendingHREF = record->valueForKey(QStringLiteral("remoteID")).toString();
+    m_moveTarget = target;
+    m_moveHREF = newItemHREF(target.calendarHREF, target.syncable->uid());
+    logInfo("CalDAV: push move event (%@) from calendar %@ to calendar %@",
+            m_sending.syncable->uid(), m_sending.calendarHREF, target.calendarHREF);
+    awaitAnswer([this] { sendEventResponse(); });
+    caldav().move(resourceURLOf(serviceURLFromPath(m_sendingHREF)),
+                  resourceURLOf(serviceURLFromPath(m_moveHREF)), false);
+}
+
+void CalDAVSyncTask::resendRefusedMove(int status) {
+    SyncableObjectMO *moved = m_moveTarget.syncable;
+    if (status != 404)
+        logInfo(
+            "CalDAVSyncTask (%@): move of event (%@) refused; sending it as an add and a "
+            "delete",
+            logIdentity(), moved->uid());
+    m_changedSyncableEvents.removeIf(
+        [&](const ChangedEvent &each) { return each.syncable == moved; });
+    if (status != 404)
+        m_changedSyncableEvents.append({m_sending.syncable, m_sending.calendarHREF, true});
+    m_changedSyncableEvents.append({moved, m_moveTarget.calendarHREF});
 }
 
 std::optional<CalDAVSyncTask::ResultStatus> CalDAVSyncTask::resultStatusWithETag() {
@@ -271,6 +341,29 @@ void CalDAVSyncTask::processEventResponse(const ResultStatus &result) {
             // Refused: the server's copy comes back.
             if (!success && status != 404)
                 fetchNeededForCalendar(m_sending.calendarHREF);
+            break;
+        case ChangeOp::Move:
+            if (success && !m_moveTarget.syncable->isDeleted()) {
+                // The record follows the item; a move leaves the resource's
+                // content, and so its ETag, as it was unless told otherwise.
+                const std::optional<QString> etag =
+                    result.etag
+                        ? result.etag
+                        : CalDAVRemoteObjects::etagOf(m_remoteObjects->forHREF(m_sendingHREF));
+                m_remoteObjects->drop(m_sendingHREF);
+                ModelObject *record = m_remoteObjects->link(m_moveHREF, m_moveTarget.syncable);
+                record->setValue(QStringLiteral("remoteETag"), etag.value_or(QString()));
+                record->setDateValue(Clock::shared().now(), QStringLiteral("remoteLastUpdateTime"));
+                purgeTombstonesWithUID(syncable->uid(), calendar);
+            } else if (success || status == 404) {
+                // Nothing left to follow, or nothing left to move.
+                m_remoteObjects->drop(m_sendingHREF);
+                purgeTombstonesWithUID(syncable->uid(), calendar);
+                if (!success)
+                    resendRefusedMove(status);
+            } else {
+                resendRefusedMove(status);
+            }
             break;
         case ChangeOp::Add:
         case ChangeOp::Change:

@@ -1,5 +1,6 @@
 #include "model/ConflictBin.h"
 
+#include "model/CalendarMove.h"
 #include "model/CommonDataMO.h"
 #include "model/DatabaseController.h"
 #include "model/DatabaseControllerDelegate.h"
@@ -53,9 +54,7 @@ void ConflictBin::moveChildToContainer(SyncableObjectMO *item, CommonDataMO *con
         extraUIDMap->insert(item->uid(), newUID);
     const auto rehome = [&](SyncableObjectMO *syncable) {
         syncable->setValue(QStringLiteral("uid"), newUID);
-        syncable->setObject(QStringLiteral("parentContainer"), container->objectInfo());
-        if (CommonDataMO *data = syncable->objectData())
-            data->setObject(QStringLiteral("parentContainerDirect"), container);
+        CalendarMove::rehome(syncable, container);
     };
     rehome(item);
     CommonDataMO *data = item->objectData();
