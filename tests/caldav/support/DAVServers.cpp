@@ -215,14 +215,14 @@ QString RadicaleServer::prepare(QString &program, QStringList &arguments) {
         !missing.isEmpty())
         return missing;
     const QString config = QStringLiteral(
-                               "[server]\nhosts = 127.0.0.1:%1\n%4"
+                               "[server]\nhosts = 127.0.0.1:%1\n"
                                "[auth]\ntype = htpasswd\nhtpasswd_filename = %2/users\n"
                                "htpasswd_encryption = plain\ndelay = 0\n"
                                "%3"
                                "[storage]\nfilesystem_folder = %2/collections\n"
                                "[web]\ntype = none\n[logging]\nlevel = warning\n")
                                .arg(m_port)
-                               .arg(m_dir.path(), rightsConfig(), serverLimits());
+                               .arg(m_dir.path(), rightsConfig());
     if (!writeFile(m_dir.filePath(QStringLiteral("config")), config.toUtf8()) ||
         !writeFile(m_dir.filePath(QStringLiteral("users")), "test:test\ntest2:test2\n"))
         return QStringLiteral("cannot write Radicale's configuration");
@@ -266,10 +266,6 @@ QString RadicaleRestrictedServer::rightsConfig() {
     if (!writeFile(file, rules))
         return QStringLiteral("[rights]\ntype = unwritable\n");  // Radicale will not start
     return QStringLiteral("[rights]\ntype = from_file\nfile = %1\n").arg(file);
-}
-
-QString RadicaleRestrictedServer::serverLimits() {
-    return QStringLiteral("max_content_length = %1\n").arg(kMaximumRequestBytes);
 }
 
 QString RadicaleRestrictedServer::setUp() {

@@ -37,23 +37,18 @@ protected:
     // collections only.
     virtual QString rightsConfig();
     // Lines added to the [server] section.
-    virtual QString serverLimits() { return {}; }
 };
 
-// Radicale as above with two restrictions: a calendar "/test/shared/"
-// (titled "Shared") that "test2" writes and "test" may only read (listed in
-// test's home, but every item test stores, changes or deletes there is
-// refused with 403), and requests of more than kMaximumRequestBytes refused
-// with 413.
+// Radicale as above with a calendar "/test/shared/" (titled "Shared") that
+// "test2" writes and "test" may only read (listed in test's home, but every
+// item test stores, changes or deletes there is refused with 403).
 class RadicaleRestrictedServer : public RadicaleServer {
 public:
-    static constexpr int kMaximumRequestBytes = 16384;
     QString sharedURL() const { return url(QStringLiteral("/test/shared/")); }
 
 protected:
     QString setUp() override;
     QString rightsConfig() override;
-    QString serverLimits() override;
 };
 
 // Xandikos without authentication; one principal "/user/" with the calendar
