@@ -57,13 +57,6 @@ protected:
             CalDAVRemoteObjects::recordOf(calendar->objectInfo(), this->service());
         return record ? this->server->url(record->valueForKey("remoteID").toString()) : QString();
     }
-    void expectQuietCycle() {
-        const CalDAVAccountCheck::Outcome quiet = this->sync();
-        EXPECT_EQ(quiet.counts.calendarsPushed, 0);
-        EXPECT_EQ(quiet.counts.pushed, 0);
-        EXPECT_EQ(quiet.counts.pulled, 0);
-        EXPECT_EQ(quiet.counts.deleted, 0);
-    }
 };
 
 TYPED_TEST_SUITE(CalDAVCalendarPushTest, SyncServers);

@@ -15,13 +15,6 @@ namespace {
 template <typename Server>
 class CalDAVItemMoveTest : public SyncTestSuite<Server> {
 protected:
-    void expectQuietCycle() {
-        const CalDAVAccountCheck::Outcome quiet = this->sync();
-        EXPECT_EQ(quiet.counts.pushed, 0);
-        EXPECT_EQ(quiet.counts.pulled, 0);
-        EXPECT_EQ(quiet.counts.deleted, 0);
-        EXPECT_EQ(quiet.counts.conflicts, 0);
-    }
     // Two calendars of the test's own (the server serves the whole suite),
     // the first with an item of that uid, read in; the local calendars.
     std::pair<CommonDataMO *, CommonDataMO *> seed(const QString &uid, const QByteArray &summary) {

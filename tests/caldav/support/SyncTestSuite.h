@@ -157,6 +157,15 @@ protected:
         EXPECT_EQ(outcome.state, SyncState::Idle) << outcome.error.value_or("").toStdString();
         return outcome;
     }
+    // A cycle now sends, fetches, deletes and refuses nothing.
+    void expectQuietCycle() {
+        const CalDAVAccountCheck::Outcome quiet = sync();
+        EXPECT_EQ(quiet.counts.pushed, 0);
+        EXPECT_EQ(quiet.counts.pulled, 0);
+        EXPECT_EQ(quiet.counts.deleted, 0);
+        EXPECT_EQ(quiet.counts.conflicts, 0);
+        EXPECT_EQ(quiet.counts.calendarsPushed, 0);
+    }
     // The account's local calendar with that title, or nullptr.
     CommonDataMO *calendarTitled(const QString &title) {
         for (ManagedObject *object : service()->objectsForKey("ownedContainers")) {
