@@ -25,24 +25,25 @@ const SaveTransaction::EntityColumns &SaveTransaction::columnsFor(const EntityDe
         placeholders << QStringLiteral("?");
         assignments << name + QStringLiteral(" = ?");
     }
+    SqliteConnection &db = m_context->connection();
     const QString table = QLatin1Char('"') + layout.table + QLatin1Char('"');
-    columns.insertSql =
+    columns.insert = &db.statement(
         QStringLiteral("INSERT INTO %1 (Z_PK, Z_ENT%2) VALUES (?, ?%3)")
             .arg(table,
                  names.isEmpty() ? QString()
                                  : QStringLiteral(", ") + names.join(QStringLiteral(", ")),
                  placeholders.isEmpty()
                      ? QString()
-                     : QStringLiteral(", ") + placeholders.join(QStringLiteral(", ")));
-    columns.updateSql = assignments.isEmpty()
-                            ? QString()
-                            : QStringLiteral("UPDATE %1 SET %2 WHERE Z_PK = ?")
-                                  .arg(table, assignments.join(QStringLiteral(", ")));
+                     : QStringLiteral(", ") + placeholders.join(QStringLiteral(", "))));
+    if (!assignments.isEmpty())
+        columns.update = &db.statement(QStringLiteral("UPDATE %1 SET %2 WHERE Z_PK = ?")
+                                           .arg(table, assignments.join(QStringLiteral(", "))));
     for (const EntityDescription::RangeIndex &range : entity->rangeIndexes()) {
         const QString tree = PersistentStore::rangeIndexTable(range);
-        columns.ranges.push_back({range.low->slot, range.high->slot,
-                                  QStringLiteral("DELETE FROM \"%1\" WHERE id = ?").arg(tree),
-                                  QStringLiteral("INSERT INTO \"%1\" VALUES (?, ?, ?)").arg(tree)});
+        columns.ranges.push_back(
+            {range.low->slot, range.high->slot,
+             &db.statement(QStringLiteral("DELETE FROM \"%1\" WHERE id = ?").arg(tree)),
+             &db.statement(QStringLiteral("INSERT INTO \"%1\" VALUES (?, ?, ?)").arg(tree))});
     }
     return m_columns.insert(entity, std::move(columns)).value();
 }
@@ -114,7 +115,7 @@ void SaveTransaction::write(const ChangeSet &changes) {
     SqliteConnection &db = m_context->connection();
     for (ManagedObject *object : changes.inserted) {
         const EntityColumns &columns = columnsFor(object->m_id.entity);
-        SqliteStatement &insert = db.statement(columns.insertSql);
+        SqliteStatement &insert = *columns.insert;
         insert.bindInt(1, object->m_id.primaryKey);
         insert.bindInt(2, m_store->entityCode(object->m_id.entity));
         bindValues(insert, object, columns, 3);
@@ -122,9 +123,9 @@ void SaveTransaction::write(const ChangeSet &changes) {
     }
     for (ManagedObject *object : changes.updated) {
         const EntityColumns &columns = columnsFor(object->m_id.entity);
-        if (columns.updateSql.isEmpty() || object->isFault())
+        if (!columns.update || object->isFault())
             continue;
-        SqliteStatement &update = db.statement(columns.updateSql);
+        SqliteStatement &update = *columns.update;
         bindValues(update, object, columns, 1);
         update.bindInt(int(columns.storedSlots.size()) + 1, object->m_id.primaryKey);
         update.execute();
@@ -162,7 +163,6 @@ void SaveTransaction::write(const ChangeSet &changes) {
 }
 
 void SaveTransaction::writeRangeIndexes(const ChangeSet &changes) {
-    SqliteConnection &db = m_context->connection();
     const auto write = [&](ManagedObject *object, bool removeOld, bool addNew) {
         for (const EntityColumns::Range &range : columnsFor(object->m_id.entity).ranges) {
             const auto changed = [&](int slot) {
@@ -171,14 +171,13 @@ void SaveTransaction::writeRangeIndexes(const ChangeSet &changes) {
             if (removeOld && addNew && !changed(range.lowSlot) && !changed(range.highSlot))
                 continue;
             if (removeOld)
-                db.statement(range.deleteSql).bindInt(1, object->m_id.primaryKey).execute();
+                range.remove->bindInt(1, object->m_id.primaryKey).execute();
             const auto entry =
                 addNew ? PersistentStore::rangeIndexEntry(object->m_values[range.lowSlot],
                                                           object->m_values[range.highSlot])
                        : std::nullopt;
             if (entry)
-                db.statement(range.insertSql)
-                    .bindInt(1, object->m_id.primaryKey)
+                range.insert->bindInt(1, object->m_id.primaryKey)
                     .bindInt(2, entry->first)
                     .bindInt(3, entry->second)
                     .execute();

@@ -20,13 +20,15 @@ public:
     ChangeSet run();
 
 private:
+    // The statements are prepared once per save and entity (the
+    // connection keeps them), not looked up by their text for every row.
     struct EntityColumns {
-        std::vector<int> storedSlots;  // stored storedSlots, each with its own column
-        QString insertSql;
-        QString updateSql;
+        std::vector<int> storedSlots;  // stored slots, each with its own column
+        SqliteStatement *insert = nullptr;
+        SqliteStatement *update = nullptr;  // nullptr when no slot is stored
         struct Range {
             int lowSlot, highSlot;
-            QString deleteSql, insertSql;
+            SqliteStatement *remove, *insert;
         };
         std::vector<Range> ranges;  // the entity's range indexes
     };
