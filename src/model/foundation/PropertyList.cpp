@@ -281,6 +281,7 @@ public:
         const quint64 count = m_objects.size();
         const int refSize = bytesForNumber(count);
         QByteArray out(kBinaryMagic);
+        out.reserve(m_size + 64);
         std::vector<quint64> offsets;
         offsets.reserve(count);
         for (const Object &object : m_objects) {
@@ -293,7 +294,7 @@ public:
         const int offsetSize = bytesForNumber(tableOffset);
         for (quint64 offset : offsets)
             appendBigEndian(out, offset, offsetSize);
-        out += QByteArray(6, '\0');
+        out.append(6, '\0');
         out += char(offsetSize);
         out += char(refSize);
         appendBigEndian(out, count, 8);
@@ -306,7 +307,11 @@ private:
     struct Object {
         QByteArray bytes;  // a scalar whole; a container's marker and length
         std::vector<quint64> refs;
+        bool scalar = false;
     };
+    // Up to this many objects, a scalar written twice is found by a scan of
+    // the objects; beyond, through an index of their bytes.
+    static constexpr std::size_t kScannedObjects = 32;
 
     static int bytesForNumber(quint64 value) {
         return value <= 0xff ? 1 : value <= 0xffff ? 2 : value <= 0xffffffff ? 4 : 8;
@@ -318,17 +323,29 @@ private:
         for (int shift = 8 * (bytes - 1); shift >= 0; shift -= 8)
             out += char((value >> shift) & 0xff);
     }
-    static QByteArray integerBytes(quint64 value) {
+    static void appendInteger(QByteArray &out, quint64 value) {
         const int bytes = bytesForNumber(value);
-        QByteArray out(1, char(0x10 | log2OfSize(bytes)));
+        out += char(0x10 | log2OfSize(bytes));
         appendBigEndian(out, value, bytes);
+    }
+    static QByteArray integerBytes(quint64 value) {
+        QByteArray out;
+        appendInteger(out, value);
         return out;
     }
     // A marker with its count: in the marker below 15, else as an integer after it.
+    static void appendCounted(QByteArray &out, int marker, quint64 count) {
+        if (count < 15) {
+            out += char(marker | int(count));
+            return;
+        }
+        out += char(marker | 0xf);
+        appendInteger(out, count);
+    }
     static QByteArray counted(int marker, quint64 count) {
-        if (count < 15)
-            return QByteArray(1, char(marker | int(count)));
-        return char(marker | 0xf) + integerBytes(count);
+        QByteArray out;
+        appendCounted(out, marker, count);
+        return out;
     }
     static QByteArray doubleBytes(int marker, double value) {
         quint64 bits = 0;
@@ -341,11 +358,15 @@ private:
         checkText(text, Format::Binary);
         const bool ascii =
             std::all_of(text.cbegin(), text.cend(), [](QChar c) { return c.unicode() < 0x80; });
-        if (ascii)
-            return counted(0x50, quint64(text.size())) + text.toLatin1();
-        QByteArray out = counted(0x60, quint64(text.size()));
-        for (QChar c : text)
-            appendBigEndian(out, c.unicode(), 2);
+        QByteArray out;
+        out.reserve(text.size() * (ascii ? 1 : 2) + 10);
+        appendCounted(out, ascii ? 0x50 : 0x60, quint64(text.size()));
+        for (QChar c : text) {
+            if (ascii)
+                out += char(c.unicode());
+            else
+                appendBigEndian(out, c.unicode(), 2);
+        }
         return out;
     }
     static QByteArray scalarBytes(const QVariant &value, Kind kind) {
@@ -373,7 +394,9 @@ private:
                 return stringBytes(value.toString());
             case Kind::Data: {
                 const QByteArray data = value.toByteArray();
-                return counted(0x40, quint64(data.size())) + data;
+                QByteArray out = counted(0x40, quint64(data.size()));
+                out += data;
+                return out;
             }
             case Kind::Date: {
                 const DateParts parts = partsOf(dateSecondsOf(value));
@@ -392,13 +415,28 @@ private:
         }
         fail(QStringLiteral("a property list cannot hold this value"));
     }
+    // The index of the scalar, written once however often it comes.
     quint64 addScalar(QByteArray bytes) {
-        const auto found = m_scalars.constFind(bytes);
-        if (found != m_scalars.constEnd())
-            return *found;
+        if (m_scalars.isEmpty() && m_objects.size() < kScannedObjects) {
+            for (std::size_t index = 0; index < m_objects.size(); ++index) {
+                if (m_objects[index].scalar && m_objects[index].bytes == bytes)
+                    return index;
+            }
+        } else {
+            if (m_scalars.isEmpty()) {
+                for (std::size_t index = 0; index < m_objects.size(); ++index) {
+                    if (m_objects[index].scalar && !m_scalars.contains(m_objects[index].bytes))
+                        m_scalars.insert(m_objects[index].bytes, index);
+                }
+            }
+            const auto found = m_scalars.constFind(bytes);
+            if (found != m_scalars.constEnd())
+                return *found;
+            m_scalars.insert(bytes, m_objects.size());
+        }
         const quint64 index = m_objects.size();
-        m_scalars.insert(bytes, index);
-        m_objects.push_back({std::move(bytes), {}});
+        m_size += bytes.size();
+        m_objects.push_back({std::move(bytes), {}, true});
         return index;
     }
     quint64 add(const QVariant &value, int depth) {
@@ -425,12 +463,14 @@ private:
             refs.insert(refs.end(), values.begin(), values.end());
             m_objects[index].bytes = counted(0xd0, quint64(map.size()));
         }
+        m_size += m_objects[index].bytes.size() + 8 * qsizetype(refs.size());
         m_objects[index].refs = std::move(refs);
         return index;
     }
 
     std::vector<Object> m_objects;
-    QHash<QByteArray, quint64> m_scalars;
+    QHash<QByteArray, quint64> m_scalars;  // built once there are many objects
+    qsizetype m_size = 0;                  // of the objects' bytes, with room for refs
 };
 
 }  // namespace
