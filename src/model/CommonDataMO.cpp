@@ -27,6 +27,7 @@ const QStringList kDateAttributes{
 const QString kObjectData = QStringLiteral("objectData");
 const QString kParentContainer = QStringLiteral("parentContainer");
 const QString kParentContainerDirect = QStringLiteral("parentContainerDirect");
+const QString kExtras = QString::fromLatin1(Schema::kExtrasKey);
 constexpr int kLongestSearchedText = 32768;
 
 // The syncable entity of a data entity; empty for any other name.
@@ -108,7 +109,7 @@ ModelObject *CommonDataMO::owningService() const {
 
 QList<ManagedObject *> CommonDataMO::extrasInView(const Schema::ExtraRelationship &view) const {
     QList<ManagedObject *> extras;
-    for (ManagedObject *extra : objectsForKey(QString::fromLatin1(Schema::kExtrasKey))) {
+    for (ManagedObject *extra : objectsForKey(kExtras)) {
         if (view.entityNames.contains(extra->entityName()))
             extras.append(extra);
     }
