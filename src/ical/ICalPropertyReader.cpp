@@ -11,12 +11,16 @@ namespace {
 
 const QString kValueKey = QStringLiteral("prop-value");
 
-QString parameterName(icalparameter *parameter) {
+const char *rawParameterName(icalparameter *parameter) {
     const icalparameter_kind kind = icalparameter_isa(parameter);
     const char *name = kind == ICAL_X_PARAMETER || kind == ICAL_IANA_PARAMETER
                            ? icalparameter_get_xname(parameter)
                            : icalparameter_kind_to_string(kind);
-    return QString::fromUtf8(name ? name : "");
+    return name ? name : "";
+}
+
+QString parameterName(icalparameter *parameter) {
+    return QString::fromUtf8(rawParameterName(parameter));
 }
 
 // The parameter's value as written ("NAME=value", quotes removed).
@@ -75,9 +79,15 @@ QString propertyName(icalproperty *property) {
 }
 
 std::optional<QString> parameterText(icalproperty *property, const char *name) {
+    // A parameter the library knows is found by its kind; others by name.
+    const icalparameter_kind kind = icalparameter_string_to_kind(name);
+    if (kind != ICAL_X_PARAMETER && kind != ICAL_IANA_PARAMETER && kind != ICAL_NO_PARAMETER) {
+        icalparameter *parameter = icalproperty_get_first_parameter(property, kind);
+        return parameter ? std::optional(parameterValue(parameter)) : std::nullopt;
+    }
     for (icalparameter *parameter = icalproperty_get_first_parameter(property, ICAL_ANY_PARAMETER);
          parameter; parameter = icalproperty_get_next_parameter(property, ICAL_ANY_PARAMETER)) {
-        if (parameterName(parameter).compare(QLatin1String(name), Qt::CaseInsensitive) == 0)
+        if (qstricmp(rawParameterName(parameter), name) == 0)
             return parameterValue(parameter);
     }
     return std::nullopt;
