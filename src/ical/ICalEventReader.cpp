@@ -91,39 +91,48 @@ private:
         return date ? std::optional(date->date()) : std::nullopt;
     }
     // The setters change only what differs, so that reading an item again
-    // that did not change leaves it (and its stamps) alone.
+    // that did not change leaves it (and its stamps) alone. The key is made a
+    // string once for both.
     void setText(const std::optional<QString> &value, const char *key) {
-        const QVariant stored = m_event->valueForKey(QLatin1String(key));
+        const QString name = QLatin1String(key);
+        const QVariant stored = m_event->valueForKey(name);
         if (value ? stored != QVariant(*value) : stored.isValid())
-            m_event->setValue(QLatin1String(key), value ? QVariant(*value) : QVariant());
+            m_event->setValue(name, value ? QVariant(*value) : QVariant());
     }
     void setPlainText(const QString &value, const char *key) {
-        if (m_event->stringValueForKey(QLatin1String(key)).value_or(QString()) != value)
-            m_event->setStringValue(value, QLatin1String(key));
+        const QString name = QLatin1String(key);
+        if (m_event->stringValueForKey(name).value_or(QString()) != value)
+            m_event->setStringValue(value, name);
     }
     void setDate(const std::optional<CalendarDate> &date, const char *key) {
-        if (m_event->calendarDateValueForKey(QLatin1String(key)) != date)
-            m_event->setCalendarDateValue(date, QLatin1String(key));
+        const QString name = QLatin1String(key);
+        if (m_event->calendarDateValueForKey(name) != date)
+            m_event->setCalendarDateValue(date, name);
     }
     void setInstant(const std::optional<Date> &date, const char *key) {
-        if (m_event->dateValueForKey(QLatin1String(key)) != date)
-            m_event->setDateValue(date, QLatin1String(key));
+        const QString name = QLatin1String(key);
+        if (m_event->dateValueForKey(name) != date)
+            m_event->setDateValue(date, name);
     }
     void setInteger(qint64 value, const char *key) {
-        if (m_event->integerValueForKey(QLatin1String(key)) != value)
-            m_event->setIntegerValue(value, QLatin1String(key));
+        const QString name = QLatin1String(key);
+        if (m_event->integerValueForKey(name) != value)
+            m_event->setIntegerValue(value, name);
     }
     void setBool(bool value, const char *key) {
-        if (m_event->boolValueForKey(QLatin1String(key)) != value)
-            m_event->setBoolValue(value, QLatin1String(key));
+        const QString name = QLatin1String(key);
+        if (m_event->boolValueForKey(name) != value)
+            m_event->setBoolValue(value, name);
     }
     void setRichText(const std::optional<RichText> &text, const char *key) {
-        if (m_event->attributedStringValueForKey(QLatin1String(key)) != text)
-            m_event->setAttributedStringValue(text, QLatin1String(key));
+        const QString name = QLatin1String(key);
+        if (m_event->attributedStringValueForKey(name) != text)
+            m_event->setAttributedStringValue(text, name);
     }
     void setTags(const QStringList &tags, const char *key) {
-        if (m_event->tagListValueForKey(QLatin1String(key)) != tags)
-            m_event->setTagListValue(tags, QLatin1String(key));
+        const QString name = QLatin1String(key);
+        if (m_event->tagListValueForKey(name) != tags)
+            m_event->setTagListValue(tags, name);
     }
 
     void readType();

@@ -217,9 +217,10 @@ void EventBuilder::addRecurrence() {
 }
 
 void EventBuilder::addTexts() {
-    addText(icalproperty_new_summary(utf8(richText("title")).constData()), richText("title"));
-    addText(icalproperty_new_description(utf8(richText("content")).constData()),
-            richText("content"));
+    const QString title = richText("title");
+    addText(icalproperty_new_summary(utf8(title).constData()), title);
+    const QString content = richText("content");
+    addText(icalproperty_new_description(utf8(content).constData()), content);
     if (has(NoRichText) || !m_wholeItem)
         return;
     ICalProperties::addRichText(m_component, "X-TOLVERN-SUMMARY",
@@ -310,7 +311,8 @@ void EventBuilder::addStatus() {
 void EventBuilder::addLinksAndTags() {
     if (!m_wholeItem)
         return;
-    addText(icalproperty_new_url(utf8(text("url")).constData()), text("url"));
+    const QString url = text("url");
+    addText(icalproperty_new_url(utf8(url).constData()), url);
     if (has(LocalData))
         ICalProperties::addXProperty(m_component, "X-TOLVERN-LOCAL-URL", text("localURL"));
     const QString tags = m_event->tagListValueForKey(QStringLiteral("tags")).join(QLatin1Char(','));
