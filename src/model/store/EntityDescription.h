@@ -1,6 +1,5 @@
 #pragma once
 
-#include <QHash>
 #include <QList>
 #include <QString>
 #include <vector>
@@ -27,7 +26,14 @@ public:
     // Every property, inherited ones first, indexed by slot.
     const std::vector<const PropertyDescription *> &properties() const { return m_properties; }
     const PropertyDescription *property(const QString &name) const {
-        return m_byName.value(name, nullptr);
+        const auto length = std::size_t(name.size());
+        if (length >= m_byNameLength.size())
+            return nullptr;
+        for (const PropertyDescription *property : m_byNameLength[length]) {
+            if (property->name == name)
+                return property;
+        }
+        return nullptr;
     }
     int propertyCount() const { return int(m_properties.size()); }
 
@@ -51,6 +57,9 @@ private:
     QList<const EntityDescription *> m_subentities;
     QList<const EntityDescription *> m_family;
     std::vector<const PropertyDescription *> m_properties;
-    QHash<QString, const PropertyDescription *> m_byName;
+    // The properties by the length of their names: finding one compares the
+    // few names of its length instead of hashing the name, which every access
+    // by key did.
+    std::vector<std::vector<const PropertyDescription *>> m_byNameLength;
     QList<RangeIndex> m_rangeIndexes;
 };

@@ -32,7 +32,7 @@ ManagedObjectModel::ManagedObjectModel(QString versionIdentifier,
             entity.m_parent = parent;
             entity.m_root = parent->m_root;
             entity.m_properties = parent->m_properties;
-            entity.m_byName = parent->m_byName;
+            entity.m_byNameLength = parent->m_byNameLength;
             entity.m_rangeIndexes = parent->m_rangeIndexes;
             parent->m_subentities.append(&entity);
         }
@@ -43,13 +43,16 @@ ManagedObjectModel::ManagedObjectModel(QString versionIdentifier,
             m_factories.insert(&entity, spec.factory);
 
         const auto addProperty = [&](PropertyDescription property) {
-            if (entity.m_byName.contains(property.name))
+            if (entity.property(property.name))
                 invalid(QStringLiteral("%1.%2 defined twice").arg(name, property.name));
             property.slot = int(entity.m_properties.size());
             property.entity = &entity;
             PropertyDescription &stored = m_propertyStorage.emplace_back(std::move(property));
             entity.m_properties.push_back(&stored);
-            entity.m_byName.insert(stored.name, &stored);
+            auto &byLength = entity.m_byNameLength;
+            if (byLength.size() <= std::size_t(stored.name.size()))
+                byLength.resize(stored.name.size() + 1);
+            byLength[stored.name.size()].push_back(&stored);
         };
         for (const AttributeSpec &attribute : spec.attributes) {
             PropertyDescription property;
