@@ -294,8 +294,11 @@ std::optional<CalDAVSyncTask::ResultStatus> CalDAVSyncTask::resultStatusWithETag
         finishWithState(SyncState::LoginFailed);
         return std::nullopt;
     }
-    return ResultStatus{status, pushedETagOf(*results),
-                        results->value(QStringLiteral("error")).toList(), *results};
+    // A refusal wrapped in a 207 names its failed conditions in its response.
+    QVariantList errors = results->value(QStringLiteral("error")).toList();
+    for (const QVariant &entry : results->value(QStringLiteral("multistatus")).toList())
+        errors += entry.toMap().value(QStringLiteral("error")).toList();
+    return ResultStatus{status, pushedETagOf(*results), errors, *results};
 }
 
 void CalDAVSyncTask::sendEventResponse() {
@@ -325,6 +328,15 @@ QString CalDAVSyncTask::reasonForConflict(const QVariantList &errorDicts, const 
         if (!entry.toMap().isEmpty())
             return entry.toMap().firstKey();
     return QStringLiteral("Refused by the server (HTTP %1)").arg(status);
+}
+
+// The server refused an item because another of its resources holds the
+// item's UID (Xandikos says so in a 412 wrapped in a 207).
+static bool uidHeldByAnotherResource(const QVariantList &errorDicts) {
+    for (const QVariant &entry : errorDicts)
+        if (entry.toMap().contains(CalDAVClient::caldavKey("no-uid-conflict")))
+            return true;
+    return false;
 }
 
 void CalDAVSyncTask::processEventResponse(const ResultStatus &result) {
@@ -367,7 +379,10 @@ void CalDAVSyncTask::processEventResponse(const ResultStatus &result) {
             break;
         case ChangeOp::Add:
         case ChangeOp::Change:
-            if (success || (m_changeOp == ChangeOp::Add && status == 412)) {
+            // A 412 to a new item: an earlier upload of it arrived though
+            // its answer did not, unless the UID is another resource's.
+            if (success || (m_changeOp == ChangeOp::Add && status == 412 &&
+                            !uidHeldByAnotherResource(result.errorDicts))) {
                 // Without an ETag the stored resource is downloaded again.
                 ModelObject *record = m_remoteObjects->link(m_sendingHREF, syncable);
                 record->setValue(QStringLiteral("remoteETag"),

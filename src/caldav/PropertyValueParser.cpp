@@ -104,6 +104,13 @@ QVariantMap PropertyValueParser::responseDictionary(const XMLElement &response) 
                 }
             }
             propstats.append(propstat);
+        } else if (child.key == QLatin1String("error")) {
+            // The conditions that failed, as in the body of a refusal.
+            QVariantList conditions;
+            for (const XMLElement &condition : child.children)
+                conditions.append(
+                    QVariantMap{{condition.key, valueForElement(condition, condition.key)}});
+            dictionary.insert(child.key, conditions);
         } else if (!dictionary.contains(child.key)) {
             // Of repeated elements (several DAV:href) the first one counts.
             dictionary.insert(child.key, child.text);

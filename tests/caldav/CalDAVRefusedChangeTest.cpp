@@ -216,4 +216,35 @@ TEST(CalDAVConflictReasonTest, NamesTheSizeLimitTheFirstErrorOrTheStatus) {
               "Refused by the server (HTTP 415)");
 }
 
+// A server that holds the UID of a new item under another name already
+// refuses it: Radicale with 409, Xandikos with a 207 that wraps the refusal.
+// The version made here goes to the conflict bin, the server's item comes in
+// its place, and the server keeps one resource of that UID. (DAViCal takes a
+// second resource of the same UID.)
+template <typename Server>
+class CalDAVDuplicateUIDTest : public SyncTestSuite<Server> {};
+using DuplicateRefusingServers = ::testing::Types<RadicaleServer, XandikosServer>;
+TYPED_TEST_SUITE(CalDAVDuplicateUIDTest, DuplicateRefusingServers);
+
+TYPED_TEST(CalDAVDuplicateUIDTest, AnItemWhoseUIDTheServerHoldsElsewhereIsKeptInTheConflictBin) {
+    const QString url = this->makeServerCalendar("duplicate", "Duplicate");
+    this->sync();
+    CommonDataMO *calendar = this->calendarTitled("Duplicate");
+    ASSERT_NE(calendar, nullptr);
+    this->put(url + "elsewhere.ics",
+              vcalendar(vevent("twice-1", "There", "DTSTART:20261201T100000Z\r\n")));
+    this->makeLocalItem(calendar, "Here")->objectInfo()->setValue(QStringLiteral("uid"), "twice-1");
+
+    const CalDAVAccountCheck::Outcome refused = this->sync();
+    EXPECT_EQ(refused.counts.pushed, 0);
+    EXPECT_EQ(refused.counts.conflicts, 1);
+    EXPECT_EQ(this->serverResources(url), QStringList{"elsewhere.ics"});
+    EXPECT_EQ(this->itemUIDs(calendar), QStringList{"twice-1"});
+    EXPECT_EQ(itemTitles(calendar), QStringList{"There"});
+    CommonDataMO *bin = ConflictBin::conflictCalendar(calendar->managedObjectContext());
+    EXPECT_TRUE(itemTitles(bin).contains("Here"));
+    EXPECT_FALSE(this->itemUIDs(bin).contains("twice-1"));
+    this->expectQuietCycle();
+}
+
 }  // namespace
