@@ -12,6 +12,7 @@
 #include "model/foundation/Paths.h"
 #include "model/foundation/Preferences.h"
 #include "model/store/ManagedObjectContext.h"
+#include "model/store/PersistentStore.h"
 #include "model/store/StoreError.h"
 #include "tasks/RemoteServiceTask.h"
 #include "tasks/SyncState.h"
@@ -134,7 +135,9 @@ void RunningInstance::readStoreAgain() {
     if (!context)
         return;
     // Saved when the hold began and untouched since: every object turns
-    // back into a fault and is read again as the commands left its row.
+    // back into a fault and is read again as the commands left its row, and
+    // the rows the commands added keep their keys.
+    context->store()->readPrimaryKeys();
     for (ManagedObject *object : context->registeredObjects())
         context->refreshObject(object, false);
 }

@@ -156,7 +156,7 @@ void PersistentStore::createOrMigrate() {
         db.rollback();
         throw;
     }
-    initPrimaryKeys();
+    readPrimaryKeys();
 }
 
 void PersistentStore::loadEntityCodes() {
@@ -295,11 +295,13 @@ std::optional<std::pair<qint64, qint64>> PersistentStore::rangeIndexEntry(const 
     return std::pair{std::min(a, b), std::max(a, b)};
 }
 
-void PersistentStore::initPrimaryKeys() {
+void PersistentStore::readPrimaryKeys() {
+    QMutexLocker lock(&m_keyMutex);
     for (auto it = m_layouts.cbegin(); it != m_layouts.cend(); ++it) {
         const QVariant largest = m_connection->queryValue(
             QStringLiteral("SELECT MAX(Z_PK) FROM %1").arg(sqlIdentifier(it.value().table)));
-        m_lastPrimaryKey.insert(it.key(), largest.toLongLong());
+        qint64 &last = m_lastPrimaryKey[it.key()];
+        last = std::max(last, largest.toLongLong());
     }
 }
 

@@ -59,6 +59,11 @@ public:
 
     // A new primary key for a row of the family; thread-safe.
     qint64 newPrimaryKey(const EntityDescription *family);
+    // Takes in the rows another connection (a command run while the
+    // application holds the store open) has added since, so that new keys
+    // go past them. Call it with nothing new unsaved here: keys handed out
+    // before are not moved.
+    void readPrimaryKeys();
 
     // How the rows are laid out.
     struct Column {
@@ -100,7 +105,6 @@ private:
     void buildLayouts();
     void ensureTables();
     void ensureRangeIndex(const EntityDescription::RangeIndex &range);
-    void initPrimaryKeys();
     void updateStatistics();
 
     const ManagedObjectModel *m_model;

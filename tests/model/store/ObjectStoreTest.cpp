@@ -324,6 +324,29 @@ TEST_F(StoreTest, ReloadedRowsTakeWhatAnotherWriterStoredIncludingClearedValues)
     EXPECT_EQ(last[0]->valueForKey(QStringLiteral("text")).toString(), QStringLiteral("changed"));
 }
 
+TEST_F(StoreTest, NewRowsGoPastThoseAnotherStoreAddedOnceKeysAreReadAgain) {
+    insert(QStringLiteral("Note"), QStringLiteral("here-1"));
+    context().save();
+
+    // A second store on the same file, as a command run meanwhile.
+    {
+        PersistentStore otherStore(&model(), path());
+        ManagedObjectContext other(&otherStore);
+        for (const char *uid : {"there-1", "there-2", "there-3"})
+            other.insertNewObject(QStringLiteral("Note"))
+                ->setValue(QStringLiteral("uid"), QString::fromLatin1(uid));
+        other.save();
+    }
+    store().readPrimaryKeys();
+    insert(QStringLiteral("Note"), QStringLiteral("here-2"));
+    ASSERT_NO_THROW(context().save());
+    QStringList uids;
+    for (ManagedObject *note : fetch(QStringLiteral("Note")))
+        uids.append(note->valueForKey(QStringLiteral("uid")).toString());
+    uids.sort();
+    EXPECT_EQ(uids, QStringList({"here-1", "here-2", "there-1", "there-2", "there-3"}));
+}
+
 TEST_F(StoreTest, WorkerContextsReadOnTheirOwnConnectionAndHandBackIDs) {
     for (int i = 0; i < 50; ++i)
         insert(QStringLiteral("Note"), QStringLiteral("N%1").arg(i, 2, 10, QLatin1Char('0')));
