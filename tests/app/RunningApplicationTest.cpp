@@ -85,16 +85,19 @@ MEROVAN_CHILD_ROUTINE(syncWhileRunning) {
                  "the running application sends the new event to the server", {});
 
     // Changed on the server, pulled by a sync command while the
-    // application runs.
+    // application runs, unless the application's own cycle after the added
+    // event took it first. When the command's hold stops that cycle between
+    // the upload and its answer, the command's cycle finds the event on the
+    // server already and downloads it as well.
     const int put = sendBlocking("PUT", runningCalendarURL() + "remote.ics", "test", "test",
                                  childEventText("remote", "Remote"), 20000, "text/calendar");
     checks.check(put == 201, "the server takes a new event", {});
     const ProcessResult synced = runMerovan({"sync", "--json"});
     const QJsonObject cycle = onlyCycle(synced);
     checks.check(synced.exitCode == 0 && cycle.value("state").toString() == "idle" &&
-                     cycle.value("pulled").toInt() == 1 && cycle.value("pushed").toInt() == 0 &&
+                     cycle.value("pulled").toInt() <= 2 && cycle.value("pushed").toInt() == 0 &&
                      cycle.value("conflicts").toInt() == 0,
-                 "a sync command pulls the server's event, and sends nothing again", synced);
+                 "a sync command ends idle and sends nothing again", synced);
     checks.check(localItemCount() == 3, "the store holds each event once", {});
     checks.check(application.state() == QProcess::Running, "the application still runs", {});
 
