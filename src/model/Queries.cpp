@@ -183,6 +183,13 @@ QList<ManagedObject *> Queries::extraDataWithUID(const QString &uid) {
                {{QStringLiteral("UID"), uid}});
 }
 
+QList<ManagedObject *> Queries::attachmentsMarkedForSync(const QString &entityName) {
+    return run(entityName + QStringLiteral("MarkedForSync"),
+               {entityName,
+                "%K == YES OR %K == YES",
+                {QStringLiteral("needsToBeFetched"), QStringLiteral("needsToBeStored")}});
+}
+
 QList<ManagedObject *> Queries::organizersWithMeetingUID(const QString &meetingUID) {
     if (meetingUID.isEmpty())
         return {};

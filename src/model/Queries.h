@@ -30,6 +30,9 @@ public:
     static QList<ManagedObject *> allContainersPublishableViaBonjour();
     static QList<ManagedObject *> allContainersPublishableToService(ManagedObject *service);
     static QList<ManagedObject *> allFileAttachments();
+    // The records of that attachment entity whose file waits to be
+    // downloaded (`needsToBeFetched`) or uploaded (`needsToBeStored`).
+    static QList<ManagedObject *> attachmentsMarkedForSync(const QString &entityName);
     static QList<ManagedObject *> remoteServices();
     static ManagedObject *remoteServiceForUID(const QString &uid);
     static QList<ManagedObject *> remoteServicesForName(const QString &serviceName);

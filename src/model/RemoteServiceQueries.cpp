@@ -137,13 +137,9 @@ QList<ManagedObject *> RemoteServiceQueries::ownedAttachmentsToSync(ManagedObjec
     if (!service)
         return attachments;
     for (const QString &entity : {QStringLiteral("Attachment"), QStringLiteral("FileAttachment")}) {
-        for (ManagedObject *attachment : Queries::allEntitiesOfType(entity)) {
-            const bool marked =
-                attachment->valueForKey(QStringLiteral("needsToBeFetched")).toBool() ||
-                attachment->valueForKey(QStringLiteral("needsToBeStored")).toBool();
-            if (marked && attachmentOwner(attachment) == service)
+        for (ManagedObject *attachment : Queries::attachmentsMarkedForSync(entity))
+            if (attachmentOwner(attachment) == service)
                 attachments.append(attachment);
-        }
     }
     return attachments;
 }
