@@ -62,6 +62,17 @@ std::optional<QString> CalDAVRemoteObjects::etagOf(const ModelObject *record) {
     return etag.isEmpty() ? std::nullopt : std::optional<QString>(etag);
 }
 
+QString CalDAVRemoteObjects::proxyIDOf(const ModelObject *record) {
+    return record ? record->valueForKey(QStringLiteral("originalEventRemoteID")).toString()
+                  : QString();
+}
+
+void CalDAVRemoteObjects::setProxyID(ModelObject *record, const QString &proxyID) {
+    if (proxyIDOf(record) != proxyID)
+        record->setValue(QStringLiteral("originalEventRemoteID"),
+                         proxyID.isEmpty() ? QVariant() : QVariant(proxyID));
+}
+
 ModelObject *CalDAVRemoteObjects::recordOf(const SyncableObjectMO *local,
                                            const ModelObject *service) {
     for (ManagedObject *record : local->objectsForKey(QStringLiteral("syncsTo")))

@@ -31,6 +31,12 @@ public:
     SyncableObjectMO *localObjectForHREF(const QString &href) const;
 
     static std::optional<QString> etagOf(const ModelObject *record);
+    // The principal URL of the delegating owner of a calendar that the
+    // account reaches as a proxy; empty for the account's own calendars.
+    // Kept in "originalEventRemoteID", which a calendar's record has no
+    // other use for.
+    static QString proxyIDOf(const ModelObject *record);
+    static void setProxyID(ModelObject *record, const QString &proxyID);
     // The service's live record of a local calendar or item, or nullptr
     // (read from the object, not from the index).
     static ModelObject *recordOf(const SyncableObjectMO *local, const ModelObject *service);

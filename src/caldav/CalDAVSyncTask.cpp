@@ -2,6 +2,7 @@
 
 #include <QUrl>
 
+#include "caldav/CalDAVCalendarGroups.h"
 #include "caldav/CalDAVClient.h"
 #include "caldav/CalDAVRemoteObjects.h"
 #include "caldav/CalDAVServiceInfo.h"
@@ -125,7 +126,13 @@ void CalDAVSyncTask::cleanup() {
     m_nextBootstrapState = nullptr;
     m_collectionsToFetch.clear();
     m_collections.clear();
+    m_collectionDictArray.clear();
+    m_collectionProxyIndex = -1;
+    m_collectionNextState = nullptr;
+    m_proxies.clear();
+    m_groupInfoToFetch.clear();
     m_remoteObjects.reset();
+    m_calendarGroups.reset();
     m_markedCalendars.clear();
     m_calendarsToFetch.clear();
     m_calendarsToRelist.clear();

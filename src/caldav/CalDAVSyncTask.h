@@ -17,6 +17,7 @@
 class CalDAVClient;
 class CalendarDate;
 class CalDAVRemoteObjects;
+class CalDAVCalendarGroups;
 class WebDAVResponse;
 class CommonDataMO;
 class ExtraDataMO;
@@ -29,6 +30,10 @@ class SyncableObjectMO;
 // over the ports and schemes worth trying. Then it reads the principal (homes,
 // addresses, inbox and outbox, the server's DAV classes and kind) into the sync
 // data, and lists the collections of the calendar homes there ("collections").
+// On a server that offers delegation, the principals that made the account
+// their read or write proxy follow ("proxies", see CalDAVSyncTaskProxies.cpp),
+// and their homes are listed too: their calendars are synced beside the
+// account's own, in a calendar group per owner, read-only for a read proxy.
 // The calendars of that list are made, updated and deleted locally to match it;
 // then the calendars added, renamed, recoloured or deleted here are sent
 // (MKCALENDAR in the first home, PROPPATCH of what differs from the listing,
@@ -152,13 +157,39 @@ private:
     void fetchUserHomeSet();
     void checkDAVOptions();
     void checkDAVOptionsResponse();
+    // Lists the homes of `m_collectionsToFetch` into `m_collectionDictArray`,
+    // then runs `m_collectionNextState`.
     void fetchCollections();
     void fetchCollectionsResponse();
+    // A home answered 403 or 404: whether the cycle goes on (a Google
+    // proxy's vanished home drops that proxy); otherwise it ended.
+    bool continueAfterRefusedHome(int status);
+    // Delegation steps (see CalDAVSyncTaskProxies.cpp): the principals whose
+    // calendars the account reaches as a proxy ("proxies" of the sync data),
+    // then the homes of each of them.
+    void fetchProxies();
+    void fetchProxiesResponse();
+    void processGroupMembershipAsProxies();
+    void fetchGroupInfo();
+    void fetchGroupInfoResponse();
+    void fetchProxyUserHomeCollection();
+    // The previous cycle's user dictionary of the proxy, or an empty one.
+    QVariantMap previousProxyUserDict(const QString &proxyID) const;
     // Calendar steps.
     void processCalendarList();
     void processCalendars();
+    // Makes, updates and marks as seen the local calendars of the collections
+    // of one user: the account's own (empty proxy ID) or a proxy's (its
+    // principal URL, with its user dictionary).
+    void processCalendarsInUserDict(const QVariantList &collections,
+                                    const QVariantList &oldCollections, const QString &proxyID,
+                                    const QVariantMap &proxyDict);
     void updateCalendar(CommonDataMO *calendar, const QVariantMap &collection,
                         const QVariantMap &oldCollection, bool created);
+    // The calendar group of a new calendar of a proxy: its owner's, or the
+    // group of to-do calendars.
+    void placeProxyCalendarInGroup(CommonDataMO *calendar, const QString &proxyID,
+                                   const QVariantMap &proxyDict);
     void garbageCollectCalendars();
     // Steps sending the account's calendars added, changed or deleted here
     // since the server last agreed to them, after the calendar list is read.
@@ -180,6 +211,12 @@ private:
     void findChangedEvents();
     void sendChangedEvent();
     void sendEventChange(SyncableObjectMO *syncable, ModelObject *record);
+    // A proxy only reads the calendars of an owner who made it a read
+    // proxy: what was changed here is not sent; an edited or new item goes
+    // to the conflict bin, and the server's copy of an edited or deleted
+    // one is downloaded again.
+    static bool isReadOnlyProxyCalendar(const ModelObject *calendarRecord);
+    void ignoreChangeInReadOnlyProxyCalendar(ModelObject *record);
     struct ChangedEvent;
     // The item a deleted one became by a move to another calendar of this
     // account that the server knows: the item with its uid there, with the
@@ -319,11 +356,24 @@ private:
     // properties and list the calendar homes straight away.
     bool m_fastCalendarSyncOK = false;
     QStringList m_collectionsToFetch;
+    // The collections of the account's own homes as listed in this cycle.
     QVariantList m_collections;
+    // The listing under way: the collections found so far in the homes of
+    // one user, the proxy being listed (-1 for the account itself), and the
+    // step after its last home.
+    QVariantList m_collectionDictArray;
+    qsizetype m_collectionProxyIndex = -1;
+    Step m_collectionNextState;
+    // Delegation in this cycle: the proxies read ("proxies" of the sync
+    // data, each with its homes' "collections"), and those still to be
+    // asked about on the group-membership route.
+    QVariantList m_proxies;
+    QList<qsizetype> m_groupInfoToFetch;
     // Per cycle: the records linking local objects to the server's, the
     // calendars still marked as gone from the server, and those whose items
     // are to be fetched.
     std::unique_ptr<CalDAVRemoteObjects> m_remoteObjects;
+    std::unique_ptr<CalDAVCalendarGroups> m_calendarGroups;
     QSet<SyncableObjectMO *> m_markedCalendars;
     struct CalendarToFetch {
         CommonDataMO *calendar = nullptr;

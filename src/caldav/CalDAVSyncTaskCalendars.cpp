@@ -4,6 +4,7 @@
 #include <QUuid>
 #include <algorithm>
 
+#include "caldav/CalDAVCalendarGroups.h"
 #include "caldav/CalDAVClient.h"
 #include "caldav/CalDAVRemoteObjects.h"
 #include "caldav/CalDAVSyncTask.h"
@@ -55,6 +56,11 @@ bool grantsWriting(const QVariantMap &collection) {
     return privileges.contains(QStringLiteral("write")) ||
            privileges.contains(QStringLiteral("write-content")) ||
            privileges.contains(QStringLiteral("all"));
+}
+
+// A calendar that takes to-dos only (by its item type mask, 0 for any).
+bool takesToDosOnly(qint64 supportedEventTypes) {
+    return supportedEventTypes != 0 && !(supportedEventTypes & (qint64(1) << ItemType::Event));
 }
 
 // What tells that a calendar's contents changed since the previous listing.
@@ -160,13 +166,38 @@ void CalDAVSyncTask::processCalendarList() {
 
 void CalDAVSyncTask::processCalendars() {
     logInfo("CalDAVSyncTask (%@): processCalendars", logIdentity());
-    QHash<QString, QVariantMap> oldCollections;
-    for (const QVariant &entry : m_syncData.value(QStringLiteral("collections")).toList())
-        oldCollections.insert(entry.toMap().value(QStringLiteral("href")).toString(),
-                              entry.toMap());
-    m_syncData.insert(QStringLiteral("collections"), m_collections);
     m_calendarsToFetch.clear();
-    for (const QVariant &entry : std::as_const(m_collections)) {
+    m_calendarGroups = std::make_unique<CalDAVCalendarGroups>(remoteService());
+    processCalendarsInUserDict(
+        m_collections, m_syncData.value(QStringLiteral("collections")).toList(), QString(), {});
+    m_syncData.insert(QStringLiteral("collections"), m_collections);
+    for (const QVariant &entry : std::as_const(m_proxies)) {
+        const QVariantMap proxy = entry.toMap();
+        const QString proxyID = proxy.value(QStringLiteral("principal-URL")).toString();
+        processCalendarsInUserDict(
+            proxy.value(QStringLiteral("collections")).toList(),
+            previousProxyUserDict(proxyID).value(QStringLiteral("collections")).toList(), proxyID,
+            proxy);
+    }
+    if (m_proxies.isEmpty())
+        m_syncData.remove(QStringLiteral("proxies"));
+    else
+        m_syncData.insert(QStringLiteral("proxies"), m_proxies);
+    garbageCollectCalendars();
+    m_calendarGroups->dropEmptyGroups();
+    setNextStep([this] { sendChangedCalendars(); });
+}
+
+void CalDAVSyncTask::processCalendarsInUserDict(const QVariantList &collections,
+                                                const QVariantList &oldCollections,
+                                                const QString &proxyID,
+                                                const QVariantMap &proxyDict) {
+    QHash<QString, QVariantMap> oldCollectionsByHREF;
+    for (const QVariant &entry : oldCollections)
+        oldCollectionsByHREF.insert(entry.toMap().value(QStringLiteral("href")).toString(),
+                                    entry.toMap());
+    const bool readOnlyProxy = proxyDict.value(QStringLiteral("read-only")).toBool();
+    for (const QVariant &entry : collections) {
         const QVariantMap collection = entry.toMap();
         if (!isCalendarCollection(collection))
             continue;
@@ -189,16 +220,20 @@ void CalDAVSyncTask::processCalendars() {
         }
         m_markedCalendars.remove(calendar->objectInfo());
         ModelObject *record = m_remoteObjects->link(href, calendar->objectInfo());
-        record->setIntegerValue(
-            grantsWriting(collection) ? CalendarAccess::kFullAccess : CalendarAccess::kReadOnly,
-            QStringLiteral("remoteAccess"));
-        const QVariantMap oldCollection = oldCollections.value(href);
+        CalDAVRemoteObjects::setProxyID(record, proxyID);
+        record->setIntegerValue(!readOnlyProxy && grantsWriting(collection)
+                                    ? CalendarAccess::kFullAccess
+                                    : CalendarAccess::kReadOnly,
+                                QStringLiteral("remoteAccess"));
+        const QVariantMap oldCollection = oldCollectionsByHREF.value(href);
         updateCalendar(calendar, collection, oldCollection, created);
         if (created) {
             // Set once: the user's reordering is kept afterwards.
             calendar->setSortPositionFromHint(sortOrderFromAccess(
                 int(record->integerValueForKey(QStringLiteral("remoteAccess"))),
                 calendar->integerValueForKey(QStringLiteral("supportedEventTypes"))));
+            if (!proxyID.isEmpty())
+                placeProxyCalendarInGroup(calendar, proxyID, proxyDict);
             noteAgreedWithServer(calendar->objectInfo(), std::nullopt);
         }
         const bool webdavSync = collection.value(QStringLiteral("supported-report-set"))
@@ -216,15 +251,21 @@ void CalDAVSyncTask::processCalendars() {
             m_calendarsToFetch.append({calendar, href, webdavSync});
         }
     }
-    garbageCollectCalendars();
-    setNextStep([this] { sendChangedCalendars(); });
+}
+
+void CalDAVSyncTask::placeProxyCalendarInGroup(CommonDataMO *calendar, const QString &proxyID,
+                                               const QVariantMap &proxyDict) {
+    calendar->setObject(
+        QStringLiteral("parentGroup"),
+        takesToDosOnly(calendar->integerValueForKey(QStringLiteral("supportedEventTypes")))
+            ? m_calendarGroups->calendarGroupForTasks()
+            : m_calendarGroups->calendarGroupForProxyID(
+                  proxyID, proxyDict.value(QStringLiteral("displayname")).toString()));
 }
 
 qint64 CalDAVSyncTask::sortOrderFromAccess(int access, qint64 supportedEventTypes) {
-    const qint64 eventsBit = qint64(1) << ItemType::Event;
-    const bool tasksOnly = supportedEventTypes != 0 && !(supportedEventTypes & eventsBit);
     return (access >= CalendarAccess::kFullAccess ? kWritableSortOrder : kReadOnlySortOrder) +
-           (tasksOnly ? kTasksSortOffset : 0);
+           (takesToDosOnly(supportedEventTypes) ? kTasksSortOffset : 0);
 }
 
 void CalDAVSyncTask::updateCalendar(CommonDataMO *calendar, const QVariantMap &collection,
@@ -305,7 +346,10 @@ QList<SyncableObjectMO *> CalDAVSyncTask::changedCalendars() {
 }
 
 QVariantMap CalDAVSyncTask::listedCollection(const QString &href) const {
-    for (const QVariant &entry : m_collections)
+    QVariantList listed = m_collections;
+    for (const QVariant &proxy : m_proxies)
+        listed += proxy.toMap().value(QStringLiteral("collections")).toList();
+    for (const QVariant &entry : std::as_const(listed))
         if (PropertyKey::isEqualToHREF(entry.toMap().value(QStringLiteral("href")).toString(),
                                        href))
             return entry.toMap();
@@ -403,8 +447,10 @@ void CalDAVSyncTask::sendCalendarDelete(SyncableObjectMO *calendar, ModelObject 
     const QString href = record->valueForKey(QStringLiteral("remoteID")).toString();
     m_sendingCalendar.op = ChangeOp::Delete;
     m_sendingCalendar.href = href;
-    if (record->integerValueForKey(QStringLiteral("remoteAccess")) == CalendarAccess::kReadOnly) {
-        // The server keeps it: it comes back with the next listing.
+    if (record->integerValueForKey(QStringLiteral("remoteAccess")) == CalendarAccess::kReadOnly ||
+        !CalDAVRemoteObjects::proxyIDOf(record).isEmpty()) {
+        // The server keeps it (a proxy does not delete its owner's
+        // calendars): it comes back with the next listing.
         logInfo("CalDAVSyncTask (%@): ignoring delete to proxy calendar %@", logIdentity(), href);
         processCalendarResponse(404);
         noteSyncNeeded();

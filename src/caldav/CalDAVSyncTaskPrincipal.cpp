@@ -1,11 +1,13 @@
 // The steps of CalDAVSyncTask after discovery: the principal's properties,
 // the server's DAV classes and the collections of the calendar homes.
 #include <QUrl>
+#include <utility>
 
 #include "caldav/CalDAVClient.h"
 #include "caldav/CalDAVServiceInfo.h"
 #include "caldav/CalDAVSyncTask.h"
 #include "caldav/PropertyKey.h"
+#include "caldav/WebDAVResults.h"
 #include "model/ModelObject.h"
 #include "model/foundation/Log.h"
 
@@ -40,24 +42,6 @@ QStringList collectionProperties() {
             QStringLiteral("current-user-privilege-set")};
 }
 
-// Every property of the response that came back with status 200 (a
-// propstat without status has the response's).
-QVariantMap foundPropertiesOf(const QVariantMap &response) {
-    QVariantMap found;
-    const int responseStatus = response.value(QStringLiteral("status")).toInt();
-    for (const QVariant &entry : response.value(QStringLiteral("propstat")).toList()) {
-        QVariantMap propstat = entry.toMap();
-        const QVariant status = propstat.take(QStringLiteral("property status"));
-        propstat.remove(QStringLiteral("responsedescription"));
-        if ((status.isValid() ? status.toInt() : responseStatus) != 200)
-            continue;
-        for (auto it = propstat.begin(); it != propstat.end(); ++it)
-            if (!found.contains(it.key()))
-                found.insert(it.key(), it.value());
-    }
-    return found;
-}
-
 QString davHeaderOf(const WebDAVClient &client) {
     return client.response()
                ? client.response()->headerValue(QStringLiteral("DAV")).value_or(QString())
@@ -84,8 +68,8 @@ void CalDAVSyncTask::fetchUserInfoResponse() {
     if (!results)
         return;
     const QVariantList responses = results->value(QStringLiteral("multistatus")).toList();
-    const QVariantMap found =
-        foundPropertiesOf(responses.isEmpty() ? QVariantMap() : responses.first().toMap());
+    const QVariantMap found = WebDAVResults::foundProperties(
+        responses.isEmpty() ? QVariantMap() : responses.first().toMap());
     for (const QString &key : principalProperties()) {
         if (found.contains(key))
             m_syncData.insert(key, found.value(key));
@@ -138,6 +122,12 @@ void CalDAVSyncTask::fetchUserHomeSet() {
     m_collectionsToFetch =
         m_syncData.value(CalDAVClient::caldavKey("calendar-home-set")).toStringList();
     m_collections.clear();
+    m_collectionDictArray.clear();
+    m_collectionProxyIndex = -1;
+    m_collectionNextState = [this] {
+        m_collections = m_collectionDictArray;
+        fetchProxies();
+    };
     checkDAVOptions();
 }
 
@@ -162,7 +152,7 @@ void CalDAVSyncTask::checkDAVOptionsResponse() {
 
 void CalDAVSyncTask::fetchCollections() {
     if (m_collectionsToFetch.isEmpty()) {
-        processCalendarList();
+        std::exchange(m_collectionNextState, nullptr)();
         return;
     }
     const QString home = serviceURLFromPath(m_collectionsToFetch.first());
@@ -175,6 +165,12 @@ void CalDAVSyncTask::fetchCollectionsResponse() {
     const std::optional<QVariantMap> results = multiStatusResultsDict();
     if (!results)
         return;
+    const int status = results->value(QStringLiteral("status")).toInt();
+    if (status == 403 || status == 404) {
+        if (continueAfterRefusedHome(status))
+            setNextStep([this] { fetchProxyUserHomeCollection(); });
+        return;
+    }
     const QString home = m_collectionsToFetch.takeFirst();
     const QString homePath = QUrl(serviceURLFromPath(home)).path();
     for (const QVariant &entry : results->value(QStringLiteral("multistatus")).toList()) {
@@ -184,16 +180,41 @@ void CalDAVSyncTask::fetchCollectionsResponse() {
             href = QUrl(href).path();
         if (href.isEmpty() || PropertyKey::isEqualToHREF(href, homePath))
             continue;
-        QVariantMap collection = foundPropertiesOf(response);
+        QVariantMap collection = WebDAVResults::foundProperties(response);
         if (!collection.value(QStringLiteral("resourcetype"))
                  .toStringList()
                  .contains(QStringLiteral("collection")))
             continue;
         collection.insert(QStringLiteral("href"),
                           href.endsWith(QLatin1Char('/')) ? href : href + QLatin1Char('/'));
-        m_collections.append(collection);
+        m_collectionDictArray.append(collection);
     }
     fetchCollections();
+}
+
+bool CalDAVSyncTask::continueAfterRefusedHome(int status) {
+    if (m_collectionProxyIndex < 0) {
+        logInfo("CalDAVSyncTask (%@): suspicious response; retrying", logIdentity());
+        finishWithState(SyncState::UnableToConnect);
+        return false;
+    }
+    const QString proxyID = m_proxies.value(m_collectionProxyIndex)
+                                .toMap()
+                                .value(QStringLiteral("principal-URL"))
+                                .toString();
+    if (status == 404 && isGoogleCalDAV(remoteService())) {
+        // The owner is gone: so are the calendars reached through them.
+        logInfo("CalDAVSyncTask (%@): google orphaned shared calendar... deleting", logIdentity());
+        m_proxies.removeAt(m_collectionProxyIndex);
+        return true;
+    }
+    if (previousProxyUserDict(proxyID).value(QStringLiteral("collections")).toList().isEmpty())
+        logInfo("CalDAVSyncTask (%@): suspicious response; retrying", logIdentity());
+    else
+        logInfo("CalDAVSyncTask (%@): suspicious response for shared calendar; retrying",
+                logIdentity());
+    finishWithState(SyncState::UnableToConnect);
+    return false;
 }
 
 void CalDAVSyncTask::endOfSync() {

@@ -26,6 +26,7 @@
 #include "caldav/PropertyKey.h"
 #include "ical/ICalWriteOptions.h"
 #include "ical/ICalWriter.h"
+#include "model/CalendarAccess.h"
 #include "model/CalendarChanges.h"
 #include "model/CommonDataMO.h"
 #include "model/ConflictBin.h"
@@ -180,6 +181,10 @@ void CalDAVSyncTask::sendChangedEvent() {
         return;
     }
     ModelObject *record = CalDAVRemoteObjects::recordOf(syncable, remoteService());
+    if (isReadOnlyProxyCalendar(m_remoteObjects->forHREF(m_sending.calendarHREF))) {
+        ignoreChangeInReadOnlyProxyCalendar(record);
+        return;
+    }
     if (!syncable->isTombstone()) {
         sendEventChange(syncable, record);
         return;
@@ -202,6 +207,31 @@ void CalDAVSyncTask::sendChangedEvent() {
     awaitAnswer([this] { sendEventResponse(); });
     caldav().deleteResource(resourceURLOf(serviceURLFromPath(m_sendingHREF)),
                             CalDAVRemoteObjects::etagOf(record));
+}
+
+bool CalDAVSyncTask::isReadOnlyProxyCalendar(const ModelObject *calendarRecord) {
+    return calendarRecord && !CalDAVRemoteObjects::proxyIDOf(calendarRecord).isEmpty() &&
+           calendarRecord->integerValueForKey(QStringLiteral("remoteAccess")) ==
+               CalendarAccess::kReadOnly;
+}
+
+void CalDAVSyncTask::ignoreChangeInReadOnlyProxyCalendar(ModelObject *record) {
+    SyncableObjectMO *syncable = m_sending.syncable;
+    logInfo("CalDAVSyncTask (%@): ignoring change to event (%@) in read-only proxy calendar %@",
+            logIdentity(), syncable->uid(), m_sending.calendarHREF);
+    const QString reason = QStringLiteral("Calendar is read-only");
+    if (!syncable->isTombstone())
+        ++m_counts.conflicts;
+    if (record) {
+        keepConflictingVersion(syncable, record->valueForKey(QStringLiteral("remoteID")).toString(),
+                               reason);
+        fetchNeededForCalendar(m_sending.calendarHREF);
+    } else if (syncable->isTombstone()) {
+        syncable->managedObjectContext()->deleteObject(syncable);
+    } else {
+        ConflictBin::copyChildToConflictBinAndDeleteOriginal(syncable, reason);
+    }
+    setNextStep([this] { sendChangedEvent(); });
 }
 
 void CalDAVSyncTask::sendEventChange(SyncableObjectMO *syncable, ModelObject *record) {

@@ -119,3 +119,19 @@ QVariantMap calcResultsDict(const WebDAVResponse &response, const QString &metho
 }
 
 }  // namespace WebDAVResults
+
+QVariantMap WebDAVResults::foundProperties(const QVariantMap &response) {
+    QVariantMap found;
+    const int responseStatus = response.value(QStringLiteral("status")).toInt();
+    for (const QVariant &entry : response.value(QStringLiteral("propstat")).toList()) {
+        QVariantMap propstat = entry.toMap();
+        const QVariant status = propstat.take(QStringLiteral("property status"));
+        propstat.remove(QStringLiteral("responsedescription"));
+        if ((status.isValid() ? status.toInt() : responseStatus) != 200)
+            continue;
+        for (auto it = propstat.begin(); it != propstat.end(); ++it)
+            if (!found.contains(it.key()))
+                found.insert(it.key(), it.value());
+    }
+    return found;
+}

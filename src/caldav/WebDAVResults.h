@@ -29,4 +29,8 @@ namespace WebDAVResults {
 QVariantMap calcResultsDict(const WebDAVResponse &response, const QString &method,
                             bool expectXMLResponse, const QByteArray &body,
                             const PropertyValueParser &parser);
-}
+// Every property of a response dictionary that came back with status 200
+// (a propstat without status has the response's), by key; the first
+// propstat holding a key wins.
+QVariantMap foundProperties(const QVariantMap &response);
+}  // namespace WebDAVResults
