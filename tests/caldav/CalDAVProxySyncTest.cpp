@@ -2,6 +2,7 @@
 
 #include "caldav/CalDAVRemoteObjects.h"
 #include "caldav/CalDAVServiceInfo.h"
+#include "caldav/support/FaultProxy.h"
 #include "caldav/support/SyncTestSuite.h"
 #include "model/CalendarAccess.h"
 #include "model/ConflictBin.h"
@@ -87,6 +88,13 @@ protected:
     QVariantList proxiesInSyncData() {
         return fixture.syncData(service()).value("proxies").toList();
     }
+    // The account reaches the server through a proxy that fails chosen
+    // requests, when a test made one.
+    QString serviceAddress() const override {
+        return faults ? faults->url(QLatin1String(SyncAccount<DAViCalServer>::principal))
+                      : SyncTestSuite::serviceAddress();
+    }
+    std::unique_ptr<FaultProxy> faults;
 };
 
 TEST_F(CalDAVProxySyncTest, AWriteProxySyncsTheOwnersCalendarBothWays) {
@@ -248,6 +256,49 @@ TEST_F(CalDAVProxySyncTest, TheGroupMembershipRouteFindsTheSameProxies) {
     EXPECT_EQ(proxy.value("principal-URL"), kOwnerPrincipal);
     EXPECT_EQ(proxy.value("displayname"), "test2 user");
     EXPECT_EQ(proxy.value("read-only"), true);
+}
+
+// The proxies or a proxy's home not readable for a time: nothing of the
+// owner's is deleted here meanwhile.
+TEST_F(CalDAVProxySyncTest, AnOwnerNotReadableForATimeKeepsTheirCalendars) {
+    faults = std::make_unique<FaultProxy>(server->port());
+    ASSERT_EQ(faults->listen(), QString());
+    makeOwnerCalendar("boss-faults", "Boss Faults");
+    setProxies({"/caldav.php/test/"}, {});
+    CalDAVAccountCheck::CycleRunner runner(service());
+    ASSERT_EQ(runner.runCycle(60).state, SyncState::Idle);
+    ASSERT_NE(calendarTitled("Boss Faults"), nullptr);
+
+    // The proxies are refused: the last ones are listed again.
+    FaultProxy::Rule report;
+    report.method = "REPORT";
+    report.bodyContains = "expand-property";
+    report.status = 403;
+    faults->addRule(report);
+    EXPECT_EQ(runner.runCycle(60).state, SyncState::Idle);
+    EXPECT_EQ(faults->faultsApplied("REPORT"), 1);
+    EXPECT_TRUE(fixture.log.contains("proxies not readable (HTTP 403); keeping the last ones"));
+    EXPECT_EQ(proxiesInSyncData().size(), 1);
+    ASSERT_NE(calendarTitled("Boss Faults"), nullptr);
+    EXPECT_EQ(itemUIDs(calendarTitled("Boss Faults")), QStringList{"boss-faults-1"});
+
+    // The owner's home (listed after the account's own) is not found: the
+    // cycle ends, to be tried again, and the calendar stays.
+    faults->clearRules();
+    FaultProxy::Rule home;
+    home.method = "PROPFIND";
+    home.bodyContains = "getctag";
+    home.skip = 1;
+    home.status = 404;
+    faults->addRule(home);
+    EXPECT_EQ(runner.runCycle(60).state, SyncState::UnableToConnect);
+    EXPECT_EQ(faults->faultsApplied("PROPFIND"), 1);
+    EXPECT_TRUE(fixture.log.contains("suspicious response for shared calendar; retrying"));
+    EXPECT_FALSE(fixture.log.contains("garbage collecting"));
+    faults->clearRules();
+    EXPECT_EQ(runner.runCycle(60).state, SyncState::Idle);
+    ASSERT_NE(calendarTitled("Boss Faults"), nullptr);
+    EXPECT_EQ(itemUIDs(calendarTitled("Boss Faults")), QStringList{"boss-faults-1"});
 }
 
 // With a proxy, a cycle without changes lists the account's homes, asks
