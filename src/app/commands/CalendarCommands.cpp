@@ -8,6 +8,7 @@
 #include "app/StoreSession.h"
 #include "app/commands/ItemLookup.h"
 #include "app/commands/StoreEdit.h"
+#include "model/CalendarAccess.h"
 #include "model/CommonDataMO.h"
 #include "model/Queries.h"
 #include "model/SyncableObjectMO.h"
@@ -15,10 +16,18 @@
 
 namespace {
 
+// A calendar with its group (the owner of a calendar reached as a proxy or
+// shared with the account) and whether its items may be changed here.
 QJsonObject describeCalendar(const CommonDataMO &calendar) {
     const ModelObject *owner = calendar.owningService();
     const std::optional<RGBColor> color = calendar.colorValueForKey(QStringLiteral("localColor"));
+    const auto *group =
+        ModelObject::as<CommonDataMO>(calendar.objectForKey(QStringLiteral("parentGroup")));
     return QJsonObject{
+        {QStringLiteral("group"),
+         group ? QJsonValue(group->effectiveTitle().value_or(QString())) : QJsonValue()},
+        {QStringLiteral("readOnly"),
+         CalendarAccess::effectiveAccessForChildren(calendar) <= CalendarAccess::kReadOnly},
         {QStringLiteral("uid"), calendar.uid()},
         {QStringLiteral("title"), calendar.effectiveTitle().value_or(QString())},
         {QStringLiteral("color"),
@@ -40,11 +49,17 @@ int runCalendars(CommandContext &context) {
     } else {
         for (const QJsonValue &value : calendars) {
             const QJsonObject calendar = value.toObject();
-            CommandOutput::printLine(QStringLiteral("%1  %2  %3 items  %4")
-                                         .arg(calendar.value(QStringLiteral("uid")).toString(),
-                                              calendar.value(QStringLiteral("color")).toString())
-                                         .arg(calendar.value(QStringLiteral("count")).toInteger())
-                                         .arg(calendar.value(QStringLiteral("title")).toString()));
+            QString line = QStringLiteral("%1  %2  %3 items  %4")
+                               .arg(calendar.value(QStringLiteral("uid")).toString(),
+                                    calendar.value(QStringLiteral("color")).toString())
+                               .arg(calendar.value(QStringLiteral("count")).toInteger())
+                               .arg(calendar.value(QStringLiteral("title")).toString());
+            if (calendar.value(QStringLiteral("group")).isString())
+                line += QStringLiteral("  [%1]").arg(
+                    calendar.value(QStringLiteral("group")).toString());
+            if (calendar.value(QStringLiteral("readOnly")).toBool())
+                line += QStringLiteral("  (read-only)");
+            CommandOutput::printLine(line);
         }
     }
     session.close();
