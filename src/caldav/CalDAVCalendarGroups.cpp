@@ -13,6 +13,11 @@ QString proxyGroupUID(const ModelObject *service, const QString &proxyID) {
     return service->uid() + QStringLiteral("/proxy/") + proxyID;
 }
 
+// The title of an owner's group: the owner's name, else the principal.
+QString proxyGroupTitle(const QString &proxyID, const QString &ownerName) {
+    return ownerName.trimmed().isEmpty() ? proxyID : ownerName.trimmed();
+}
+
 }  // namespace
 
 CalDAVCalendarGroups::CalDAVCalendarGroups(ModelObject *service) : m_service(service) {
@@ -25,8 +30,12 @@ CalDAVCalendarGroups::CalDAVCalendarGroups(ModelObject *service) : m_service(ser
 
 CommonDataMO *CalDAVCalendarGroups::calendarGroupForProxyID(const QString &proxyID,
                                                             const QString &ownerName) {
-    return groupWithUID(proxyGroupUID(m_service, proxyID),
-                        ownerName.trimmed().isEmpty() ? proxyID : ownerName.trimmed());
+    return groupWithUID(proxyGroupUID(m_service, proxyID), proxyGroupTitle(proxyID, ownerName));
+}
+
+void CalDAVCalendarGroups::renameGroupForProxyID(const QString &proxyID, const QString &ownerName) {
+    if (CommonDataMO *group = m_byUID.value(proxyGroupUID(m_service, proxyID)))
+        setGroupTitle(group, proxyGroupTitle(proxyID, ownerName));
 }
 
 CommonDataMO *CalDAVCalendarGroups::calendarGroupForTasks() {
@@ -42,9 +51,13 @@ CommonDataMO *CalDAVCalendarGroups::groupWithUID(const QString &uid, const QStri
         group->setValue(QStringLiteral("ownerID"), m_service->uid());
         m_byUID.insert(uid, group);
     }
+    setGroupTitle(group, title);
+    return group;
+}
+
+void CalDAVCalendarGroups::setGroupTitle(CommonDataMO *group, const QString &title) {
     if (group->stringValueForKey(QStringLiteral("title")) != title)
         group->setStringValue(title, QStringLiteral("title"));
-    return group;
 }
 
 void CalDAVCalendarGroups::dropEmptyGroups() {

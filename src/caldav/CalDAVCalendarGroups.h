@@ -19,6 +19,8 @@ public:
     // The group of the owner's calendars, made when missing; its title
     // follows the owner's name (the proxy ID when the name is empty).
     CommonDataMO *calendarGroupForProxyID(const QString &proxyID, const QString &ownerName);
+    // The owner's group takes the owner's present name, when it exists.
+    void renameGroupForProxyID(const QString &proxyID, const QString &ownerName);
     // The group of the owners' calendars that hold to-dos only.
     CommonDataMO *calendarGroupForTasks();
     // Deletes the groups no calendar belongs to any more.
@@ -26,6 +28,7 @@ public:
 
 private:
     CommonDataMO *groupWithUID(const QString &uid, const QString &title);
+    static void setGroupTitle(CommonDataMO *group, const QString &title);
 
     ModelObject *m_service;
     QHash<QString, CommonDataMO *> m_byUID;

@@ -174,6 +174,8 @@ void CalDAVSyncTask::processCalendars() {
     for (const QVariant &entry : std::as_const(m_proxies)) {
         const QVariantMap proxy = entry.toMap();
         const QString proxyID = proxy.value(QStringLiteral("principal-URL")).toString();
+        m_calendarGroups->renameGroupForProxyID(
+            proxyID, proxy.value(QStringLiteral("displayname")).toString());
         processCalendarsInUserDict(
             proxy.value(QStringLiteral("collections")).toList(),
             previousProxyUserDict(proxyID).value(QStringLiteral("collections")).toList(), proxyID,

@@ -258,6 +258,27 @@ TEST_F(CalDAVProxySyncTest, TheGroupMembershipRouteFindsTheSameProxies) {
     EXPECT_EQ(proxy.value("read-only"), true);
 }
 
+// The owner's group follows the owner's name.
+TEST_F(CalDAVProxySyncTest, TheOwnersGroupTakesTheOwnersNewName) {
+    makeOwnerCalendar("boss-renamed", "Boss Renamed");
+    setProxies({}, {"/caldav.php/test/"});
+    sync();
+    ASSERT_NE(calendarTitled("Boss Renamed"), nullptr);
+    EXPECT_EQ(groupTitleOf(calendarTitled("Boss Renamed")), "test2 user");
+    const auto renameOwner = [this](const QByteArray &name) {
+        return sendBlocking("PROPPATCH", server->url(kOwnerPrincipal), kOwner, kOwner,
+                            "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<D:propertyupdate "
+                            "xmlns:D=\"DAV:\"><D:set><D:prop><D:displayname>" +
+                                name + "</D:displayname></D:prop></D:set></D:propertyupdate>");
+    };
+    ASSERT_EQ(renameOwner("The Boss"), 207);
+    sync();
+    EXPECT_EQ(renameOwner("test2 user"), 207);
+    ASSERT_NE(calendarTitled("Boss Renamed"), nullptr);
+    EXPECT_EQ(groupTitleOf(calendarTitled("Boss Renamed")), "The Boss");
+    EXPECT_EQ(Queries::groupsFromService(service()).size(), 1);
+}
+
 // The proxies or a proxy's home not readable for a time: nothing of the
 // owner's is deleted here meanwhile.
 TEST_F(CalDAVProxySyncTest, AnOwnerNotReadableForATimeKeepsTheirCalendars) {
