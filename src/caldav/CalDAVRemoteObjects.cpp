@@ -62,13 +62,13 @@ std::optional<QString> CalDAVRemoteObjects::etagOf(const ModelObject *record) {
     return etag.isEmpty() ? std::nullopt : std::optional<QString>(etag);
 }
 
-QString CalDAVRemoteObjects::proxyIDOf(const ModelObject *record) {
+QString CalDAVRemoteObjects::proxyIDForRemoteObject(const ModelObject *record) {
     return record ? record->valueForKey(QStringLiteral("originalEventRemoteID")).toString()
                   : QString();
 }
 
 void CalDAVRemoteObjects::setProxyID(ModelObject *record, const QString &proxyID) {
-    if (proxyIDOf(record) != proxyID)
+    if (proxyIDForRemoteObject(record) != proxyID)
         record->setValue(QStringLiteral("originalEventRemoteID"),
                          proxyID.isEmpty() ? QVariant() : QVariant(proxyID));
 }

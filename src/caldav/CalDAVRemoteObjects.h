@@ -35,7 +35,7 @@ public:
     // account reaches as a proxy; empty for the account's own calendars.
     // Kept in "originalEventRemoteID", which a calendar's record has no
     // other use for.
-    static QString proxyIDOf(const ModelObject *record);
+    static QString proxyIDForRemoteObject(const ModelObject *record);
     static void setProxyID(ModelObject *record, const QString &proxyID);
     // The service's live record of a local calendar or item, or nullptr
     // (read from the object, not from the index).

@@ -450,7 +450,7 @@ void CalDAVSyncTask::sendCalendarDelete(SyncableObjectMO *calendar, ModelObject 
     m_sendingCalendar.op = ChangeOp::Delete;
     m_sendingCalendar.href = href;
     if (record->integerValueForKey(QStringLiteral("remoteAccess")) == CalendarAccess::kReadOnly ||
-        !CalDAVRemoteObjects::proxyIDOf(record).isEmpty()) {
+        !CalDAVRemoteObjects::proxyIDForRemoteObject(record).isEmpty()) {
         // The server keeps it (a proxy does not delete its owner's
         // calendars): it comes back with the next listing.
         logInfo("CalDAVSyncTask (%@): ignoring delete to proxy calendar %@", logIdentity(), href);

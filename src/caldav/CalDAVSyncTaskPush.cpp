@@ -210,7 +210,8 @@ void CalDAVSyncTask::sendChangedEvent() {
 }
 
 bool CalDAVSyncTask::isReadOnlyProxyCalendar(const ModelObject *calendarRecord) {
-    return calendarRecord && !CalDAVRemoteObjects::proxyIDOf(calendarRecord).isEmpty() &&
+    return calendarRecord &&
+           !CalDAVRemoteObjects::proxyIDForRemoteObject(calendarRecord).isEmpty() &&
            calendarRecord->integerValueForKey(QStringLiteral("remoteAccess")) ==
                CalendarAccess::kReadOnly;
 }

@@ -106,7 +106,7 @@ TEST_F(CalDAVProxySyncTest, AWriteProxySyncsTheOwnersCalendarBothWays) {
     CommonDataMO *boss = calendarTitled("Boss Write");
     ASSERT_NE(boss, nullptr);
     ASSERT_NE(recordOf(boss), nullptr);
-    EXPECT_EQ(CalDAVRemoteObjects::proxyIDOf(recordOf(boss)), kOwnerPrincipal);
+    EXPECT_EQ(CalDAVRemoteObjects::proxyIDForRemoteObject(recordOf(boss)), kOwnerPrincipal);
     EXPECT_EQ(recordOf(boss)->integerValueForKey("remoteAccess"), CalendarAccess::kFullAccess);
     EXPECT_EQ(groupTitleOf(boss), "test2 user");
     EXPECT_EQ(itemUIDs(boss), QStringList{"boss-write-1"});
@@ -123,7 +123,7 @@ TEST_F(CalDAVProxySyncTest, AWriteProxySyncsTheOwnersCalendarBothWays) {
     CommonDataMO *own = ownCalendar();
     ASSERT_NE(own, nullptr);
     EXPECT_EQ(groupTitleOf(own), "<none>");
-    EXPECT_EQ(CalDAVRemoteObjects::proxyIDOf(recordOf(own)), "");
+    EXPECT_EQ(CalDAVRemoteObjects::proxyIDForRemoteObject(recordOf(own)), "");
 
     // An edit and a new item made here reach the owner's calendar.
     item(boss, "boss-write-1")->setStringValue("Moved by the assistant", "title");
@@ -169,7 +169,7 @@ TEST_F(CalDAVProxySyncTest, AReadProxyKeepsWhatTheOwnerHas) {
     CommonDataMO *boss = calendarTitled("Boss Read");
     ASSERT_NE(boss, nullptr);
     EXPECT_EQ(recordOf(boss)->integerValueForKey("remoteAccess"), CalendarAccess::kReadOnly);
-    EXPECT_EQ(CalDAVRemoteObjects::proxyIDOf(recordOf(boss)), kOwnerPrincipal);
+    EXPECT_EQ(CalDAVRemoteObjects::proxyIDForRemoteObject(recordOf(boss)), kOwnerPrincipal);
     EXPECT_EQ(groupTitleOf(boss), "test2 user");
     EXPECT_EQ(proxiesInSyncData().value(0).toMap().value("read-only"), true);
     EXPECT_EQ(itemUIDs(boss), sortedNames({"boss-read-1", "boss-read-2"}));
@@ -320,8 +320,17 @@ TEST_F(CalDAVProxySyncTest, AnOwnerNotReadableForATimeKeepsTheirCalendars) {
     EXPECT_EQ(faults->faultsApplied("PROPFIND"), 1);
     EXPECT_TRUE(fixture.log.contains("suspicious response for shared calendar; retrying"));
     EXPECT_FALSE(fixture.log.contains("garbage collecting"));
+    // So does the account's own home.
+    faults->clearRules();
+    home.skip = 0;
+    faults->addRule(home);
+    EXPECT_EQ(runner.runCycle(60).state, SyncState::UnableToConnect);
+    EXPECT_EQ(faults->faultsApplied("PROPFIND"), 2);
+    EXPECT_TRUE(fixture.log.contains("): suspicious response; retrying"));
+    EXPECT_FALSE(fixture.log.contains("garbage collecting"));
     faults->clearRules();
     EXPECT_EQ(runner.runCycle(60).state, SyncState::Idle);
+    ASSERT_NE(ownCalendar(), nullptr);
     ASSERT_NE(calendarTitled("Boss Faults"), nullptr);
     EXPECT_EQ(itemUIDs(calendarTitled("Boss Faults")), QStringList{"boss-faults-1"});
 }
