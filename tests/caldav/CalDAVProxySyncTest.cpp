@@ -233,7 +233,8 @@ TEST_F(CalDAVProxySyncTest, RevokingTheProxyTakesTheOwnersCalendarsAway) {
 
 // A server whose principal does not offer the expand-property report names
 // the owners through the proxy groups the account belongs to, and each
-// owner's principal is read on its own.
+// owner's principal is read on its own. Other groups, and a proxy group of
+// the account itself, name no owner.
 TEST_F(CalDAVProxySyncTest, TheGroupMembershipRouteFindsTheSameProxies) {
     makeOwnerCalendar("boss-groups", "Boss Groups");
     setProxies({}, {"/caldav.php/test/"});
@@ -246,13 +247,18 @@ TEST_F(CalDAVProxySyncTest, TheGroupMembershipRouteFindsTheSameProxies) {
     QStringList reports = syncData.value("supported-report-set").toStringList();
     reports.removeAll("expand-property");
     syncData.insert("supported-report-set", reports);
+    syncData.insert("group-membership",
+                    syncData.value("group-membership").toStringList() +
+                        QStringList{"/caldav.php/test/calendar-proxy-write/", "/caldav.php/team/"});
     CalDAVServiceInfo::setArchivedSyncData(syncData, service());
     fixture.log.clear();
 
     const CalDAVAccountCheck::Outcome outcome = runner.runCycle(60);
     EXPECT_EQ(outcome.state, SyncState::Idle);
     EXPECT_TRUE(fixture.log.contains("CalDAV: connecting to " + server->url(kOwnerPrincipal)));
+    EXPECT_TRUE(fixture.log.contains("ignoring bogus proxy-to-self"));
     EXPECT_FALSE(fixture.log.contains("garbage collecting"));
+    EXPECT_EQ(proxiesInSyncData().size(), 1);
     CommonDataMO *boss = calendarTitled("Boss Groups");
     ASSERT_NE(boss, nullptr);
     EXPECT_EQ(recordOf(boss)->integerValueForKey("remoteAccess"), CalendarAccess::kReadOnly);
