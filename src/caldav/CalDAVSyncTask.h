@@ -38,9 +38,10 @@ class SyncableObjectMO;
 // then the calendars added, renamed, recoloured or deleted here are sent
 // (MKCALENDAR in the first home, PROPPATCH of what differs from the listing,
 // DELETE), and a calendar deleted here is not made again from the listing
-// meanwhile. When calendars changed here wait to be sent, the list comes first
-// and the items of a new calendar follow it in the same cycle. Before that
-// listing (once one was read), the items changed here since the server last
+// meanwhile. Whether a calendar's events count as busy time ("blocksTime")
+// is its schedule transparency, sent only to a server that schedules. When calendars changed here
+// wait to be sent, the list comes first and the items of a new calendar follow it in the same
+// cycle. Before that listing (once one was read), the items changed here since the server last
 // agreed to them are sent, one request each: a new one created only where its
 // href is free, an edit or a deletion only over the ETag last seen; what the
 // server refuses is kept in the conflict bin (see CalDAVSyncTaskPush.cpp) and
@@ -207,6 +208,10 @@ private:
     // The properties of a calendar on the server: what the latest listing
     // said of that href.
     QVariantMap listedCollection(const QString &href) const;
+    // The server schedules by itself ("calendar-auto-schedule" among the
+    // DAV classes of this cycle's sync data): calendars' transparency is
+    // sent to it.
+    bool serverSchedules() const;
     // Steps sending local item changes.
     void findChangedEvents();
     void sendChangedEvent();

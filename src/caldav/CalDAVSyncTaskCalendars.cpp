@@ -27,6 +27,16 @@ QString calendarColorKey() {
                                     QLatin1String(CalDAVClient::kICalNamespace));
 }
 
+QString transparencyKey() {
+    return CalDAVClient::caldavKey("schedule-calendar-transp");
+}
+
+// Whether a calendar's events count as busy time for its server: unless it
+// says transparent (opaque when it does not say).
+bool isOpaqueTransparency(const QVariant &value) {
+    return value.toString() != CalDAVClient::caldavKey("transparent");
+}
+
 bool isCalendarCollection(const QVariantMap &collection) {
     return collection.value(QStringLiteral("resourcetype"))
         .toStringList()
@@ -99,13 +109,22 @@ QString colorStringFromColor(const std::optional<RGBColor> &color) {
 }
 
 // The property values of a calendar as the server would hold them: its
-// title, description and colour.
-QVariantMap calendarPropertyValues(const CommonDataMO &calendar) {
-    return {{QStringLiteral("displayname"), calendar.effectiveTitle().value_or(QString())},
-            {CalDAVClient::caldavKey("calendar-description"),
-             calendar.stringValueForKey(QStringLiteral("content")).value_or(QString())},
-            {calendarColorKey(),
-             colorStringFromColor(calendar.colorValueForKey(QStringLiteral("localColor")))}};
+// title, description and colour, and its transparency for a server that
+// schedules (one that does not would not take it into account).
+QVariantMap calendarPropertyValues(const CommonDataMO &calendar, bool withTransparency) {
+    QVariantMap values{
+        {QStringLiteral("displayname"), calendar.effectiveTitle().value_or(QString())},
+        {CalDAVClient::caldavKey("calendar-description"),
+         calendar.stringValueForKey(QStringLiteral("content")).value_or(QString())},
+        {calendarColorKey(),
+         colorStringFromColor(calendar.colorValueForKey(QStringLiteral("localColor")))}};
+    if (withTransparency)
+        values.insert(
+            transparencyKey(),
+            CalDAVClient::caldavKey(calendar.integerValueForKey(QStringLiteral("blocksTime")) != 0
+                                        ? "opaque"
+                                        : "transparent"));
+    return values;
 }
 
 // Whether the server's value of a calendar property differs from the one
@@ -115,6 +134,8 @@ bool differsFromListed(const QString &key, const QVariant &local, const QVariant
     const QString server = listed.value(key).toString().trimmed();
     if (key == calendarColorKey())
         return colorValueFromHexString(server) != colorValueFromHexString(local.toString());
+    if (key == transparencyKey())
+        return isOpaqueTransparency(server) != isOpaqueTransparency(local);
     if (key == QLatin1String("displayname") && server.isEmpty())
         return local.toString() !=
                lastSegmentOfHREF(listed.value(QStringLiteral("href")).toString());
@@ -276,6 +297,8 @@ void CalDAVSyncTask::updateCalendar(CommonDataMO *calendar, const QVariantMap &c
     // keep stays as it is here.
     const bool firstListing = !created && oldCollection.isEmpty();
     const auto changed = [&](const QString &key) {
+        if (firstListing && key == transparencyKey() && !serverSchedules())
+            return false;  // not sent: what the server says is not the choice made here
         if (firstListing)
             return isListedValue(collection.value(key));
         return created || collection.value(key) != oldCollection.value(key);
@@ -300,6 +323,11 @@ void CalDAVSyncTask::updateCalendar(CommonDataMO *calendar, const QVariantMap &c
     if (changed(calendarColorKey()) && !color.isEmpty()) {
         logInfo("CalDAVSyncTask (%@): color changed", logIdentity());
         calendar->setColorValue(colorFromHexString(color), QStringLiteral("localColor"));
+    }
+    if (changed(transparencyKey())) {
+        logInfo("CalDAVSyncTask (%@): transparency changed", logIdentity());
+        calendar->setIntegerValue(isOpaqueTransparency(collection.value(transparencyKey())) ? 1 : 0,
+                                  QStringLiteral("blocksTime"));
     }
     const QString componentsKey = CalDAVClient::caldavKey("supported-calendar-component-set");
     if (changed(componentsKey)) {
@@ -345,6 +373,13 @@ QList<SyncableObjectMO *> CalDAVSyncTask::changedCalendars() {
                b->dateValueForKey(QStringLiteral("lastModTime")).value_or(Date());
     });
     return changed;
+}
+
+bool CalDAVSyncTask::serverSchedules() const {
+    return m_syncData.value(QStringLiteral("dav"))
+        .toString()
+        .split(QLatin1Char(','))
+        .contains(QLatin1String("calendar-auto-schedule"));
 }
 
 QVariantMap CalDAVSyncTask::listedCollection(const QString &href) const {
@@ -396,7 +431,7 @@ void CalDAVSyncTask::sendCalendarAdd(SyncableObjectMO *calendar) {
         return;
     }
     const CommonDataMO &data = *calendar->objectData();
-    QVariantMap values = calendarPropertyValues(data);
+    QVariantMap values = calendarPropertyValues(data, serverSchedules());
     const QString componentsKey = CalDAVClient::caldavKey("supported-calendar-component-set");
     const QStringList components =
         componentsForEventTypeMask(data.integerValueForKey(QStringLiteral("supportedEventTypes")));
@@ -428,7 +463,7 @@ void CalDAVSyncTask::sendCalendarChange(SyncableObjectMO *calendar, ModelObject 
         return;
     }
     const QVariantMap listed = listedCollection(href);
-    QVariantMap values = calendarPropertyValues(data);
+    QVariantMap values = calendarPropertyValues(data, serverSchedules());
     for (auto it = values.begin(); it != values.end();)
         it = differsFromListed(it.key(), it.value(), listed) ? std::next(it) : values.erase(it);
     if (values.isEmpty()) {

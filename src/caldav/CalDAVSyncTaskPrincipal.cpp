@@ -35,6 +35,7 @@ QStringList collectionProperties() {
             QStringLiteral("displayname"),
             CalDAVClient::caldavKey("supported-calendar-component-set"),
             CalDAVClient::caldavKey("calendar-description"),
+            CalDAVClient::caldavKey("schedule-calendar-transp"),
             PropertyKey::inNamespace(QStringLiteral("calendar-color"),
                                      QLatin1String(CalDAVClient::kICalNamespace)),
             CalDAVClient::calendarServerKey("getctag"),

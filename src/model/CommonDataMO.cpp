@@ -73,6 +73,8 @@ CommonDataMO *giveDataObject(SyncableObjectMO *syncable, const QString &entityNa
 // over, when its service subscribes to new calendars; one the user creates
 // goes to the services that republish new calendars.
 void settleNewCalendar(CommonDataMO *calendar) {
+    // Its events count as busy time until the user or its server says not.
+    calendar->setIntegerValue(1, QStringLiteral("blocksTime"));
     if (!SyncableObjectMO::isSyncInProgress()) {
         CalendarSubscription::autoRepublishJustSubscribed(*calendar, false);
         return;

@@ -54,10 +54,11 @@ public:
     //
     // A calendar ("Calendar") or item ("Event", "DetachedEvent"): the
     // syncable object and the data object, linked; an item joins the
-    // container on both sides, a calendar is owned by `service` and gets a
-    // palette colour. Without a sync in progress the new object gets a uid
-    // and is stamped. Any other entity throws std::invalid_argument
-    // "CommonDataMO makeObject: invalid entity %@".
+    // container on both sides, a calendar is owned by `service`, gets a
+    // palette colour and blocks time (`blocksTime` 1). Without a sync in
+    // progress the new object gets a uid and is stamped. Any other entity
+    // throws std::invalid_argument "CommonDataMO makeObject: invalid entity
+    // %@".
     // A new calendar is published to the services that republish new
     // calendars (CalendarSubscription::autoRepublishJustSubscribed); one
     // made by the sync of a service that subscribes to new calendars is

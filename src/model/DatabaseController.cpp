@@ -188,6 +188,8 @@ void DatabaseController::openDatabase() {
     } else if (m_persistentStore->wasMigrated()) {
         QFile::remove(PersistentStore::migrationBackupPath(m_databasePath));
     }
+    if (m_persistentStore->wasMigrated())
+        DatabaseUpgrade(m_managedObjectContext.get()).finishStoreMigration();
     if (crashRecoveryStarted() && m_crashDatabaseModTime) {
         setLastCrashDate(*m_crashDatabaseModTime);
         m_crashDatabaseModTime.reset();

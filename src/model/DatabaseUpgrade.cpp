@@ -35,11 +35,32 @@ void DatabaseUpgrade::finishUpgradeFromVersion(const QString &oldVersion) {
     }
     if (from({"4.1"}))
         moveExchangeTagsToLocalTags();
+    saveUpgrade();
+}
+
+void DatabaseUpgrade::finishStoreMigration() {
+    giveCalendarsTransparency();
+    saveUpgrade();
+}
+
+void DatabaseUpgrade::saveUpgrade() {
     try {
         m_context->save();
     } catch (const StoreError &error) {
         logError("upgrade: save failed: %@", error.description());
     }
+}
+
+// Calendars had no transparency: every one blocked time.
+void DatabaseUpgrade::giveCalendarsTransparency() {
+    FetchRequest request(QStringLiteral("Calendar"));
+    request.setPredicate(
+        Predicate::fromFormat(QStringLiteral("%K == nil"), {QStringLiteral("blocksTime")}));
+    const QList<ManagedObject *> calendars = m_context->executeFetchRequest(request);
+    for (ManagedObject *calendar : calendars)
+        ModelObject::as<ModelObject>(calendar)->setIntegerValue(1, QStringLiteral("blocksTime"));
+    if (!calendars.isEmpty())
+        logInfo("upgrade: %ld calendars block time", long(calendars.size()));
 }
 
 // Exchange calendars keep categories of their own: tags synced from before

@@ -14,6 +14,11 @@ public:
     explicit DatabaseUpgrade(ManagedObjectContext *context) : m_context(context) {}
 
     void finishUpgradeFromVersion(const QString &oldVersion);
+    // After the store was migrated to a changed schema (whatever its
+    // version): values that the new attributes must hold for the rows made
+    // before them. Calendars get their transparency: they block time, as
+    // their events did before. Ends with a save like the above.
+    void finishStoreMigration();
 
 private:
     void recomputeAttendeeSearchText();
@@ -21,6 +26,8 @@ private:
     void removeOldExchangeCaches();
     void moveExchangeTagsToLocalTags();
     void rewriteTagHistoryPreference();
+    void giveCalendarsTransparency();
+    void saveUpgrade();
 
     ManagedObjectContext *m_context;
 };

@@ -135,6 +135,8 @@ const std::vector<EntityRow> &entityTable() {
           {"localFilterReminders", K::Boolean},
           {"localFilterToDos", K::Boolean},
           {"supportedEventTypes", K::Integer},
+          // Whether its events count as busy time (1) or free (0).
+          {"blocksTime", K::Integer},
           {"holidayCalendar", K::Boolean},
           {"defaultIconName", K::String},
           // The zone name of the calendar being imported.
