@@ -176,6 +176,21 @@ private:
     void fetchProxyUserHomeCollection();
     // The previous cycle's user dictionary of the proxy, or an empty one.
     QVariantMap previousProxyUserDict(const QString &proxyID) const;
+    // Shared calendars (see CalDAVSyncTaskShared.cpp): the owners of
+    // calendars other principals share with the account ("CS shared" in
+    // their "sharing"), in the account's homes and its proxies', are kept in
+    // "owners" of the sync data with their "principal-URL", "displayname"
+    // and address set; each is asked for once (PROPFIND of its principal),
+    // and forgotten once it shares nothing with the account.
+    void processSharedCalendars();
+    static void getSharedOwnersInUserDict(const QVariantMap &userDict, QStringList &sharedOwners);
+    void fetchSharedOwnerInfo();
+    void fetchSharedOwnerInfoResponse();
+    static bool isSharedCollection(const QVariantMap &collection);
+    // The principal path of the collection's "owner"; empty when none.
+    static QString ownerOfCollection(const QVariantMap &collection);
+    // The owner's user dictionary in this cycle; empty when not known.
+    QVariantMap sharedOwnerDict(const QString &owner) const;
     // Calendar steps.
     void processCalendarList();
     void processCalendars();
@@ -373,6 +388,9 @@ private:
     // data, each with its homes' "collections"), and those still to be
     // asked about on the group-membership route.
     QVariantList m_proxies;
+    // Owners of shared calendars: those kept for "owners", those to ask for.
+    QVariantList m_owners;
+    QStringList m_ownersToFetch;
     QList<qsizetype> m_groupInfoToFetch;
     // Per cycle: the records linking local objects to the server's, the
     // calendars still marked as gone from the server, and those whose items

@@ -255,8 +255,14 @@ void CalDAVSyncTask::processCalendarsInUserDict(const QVariantList &collections,
             calendar->setSortPositionFromHint(sortOrderFromAccess(
                 int(record->integerValueForKey(QStringLiteral("remoteAccess"))),
                 calendar->integerValueForKey(QStringLiteral("supportedEventTypes"))));
-            if (!proxyID.isEmpty())
+            if (!proxyID.isEmpty()) {
                 placeProxyCalendarInGroup(calendar, proxyID, proxyDict);
+            } else if (isSharedCollection(collection)) {
+                // Shown with the other calendars its owner shares, under the
+                // owner's name.
+                const QString owner = ownerOfCollection(collection);
+                placeProxyCalendarInGroup(calendar, owner, sharedOwnerDict(owner));
+            }
             noteAgreedWithServer(calendar->objectInfo(), std::nullopt);
         }
         const bool webdavSync = collection.value(QStringLiteral("supported-report-set"))

@@ -40,6 +40,7 @@ QStringList collectionProperties() {
                                      QLatin1String(CalDAVClient::kICalNamespace)),
             CalDAVClient::calendarServerKey("getctag"),
             QStringLiteral("supported-report-set"),
+            QStringLiteral("owner"),
             QStringLiteral("current-user-privilege-set")};
 }
 
@@ -188,6 +189,11 @@ void CalDAVSyncTask::fetchCollectionsResponse() {
             continue;
         collection.insert(QStringLiteral("href"),
                           href.endsWith(QLatin1Char('/')) ? href : href + QLatin1Char('/'));
+        const QStringList types = collection.value(QStringLiteral("resourcetype")).toStringList();
+        for (const char *sharing : {"shared", "shared-owner"})
+            if (types.contains(CalDAVClient::calendarServerKey(sharing)))
+                collection.insert(QStringLiteral("sharing"),
+                                  CalDAVClient::calendarServerKey(sharing));
         m_collectionDictArray.append(collection);
     }
     fetchCollections();

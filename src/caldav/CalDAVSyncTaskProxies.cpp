@@ -49,16 +49,6 @@ QVariantMap expandedPropertyDict(const QString &key, const QVariantList &expansi
     return dict;
 }
 
-// A principal's path as the proxy ID: unescaped, without scheme and host,
-// ending in "/".
-QString proxyPrincipalPath(const QString &text) {
-    QString path = text.trimmed();
-    if (path.startsWith(QLatin1String("http"), Qt::CaseInsensitive))
-        path = QUrl(path).path(QUrl::FullyEncoded);
-    path = QUrl::fromPercentEncoding(path.toUtf8());
-    return path.endsWith(QLatin1Char('/')) ? path : path + QLatin1Char('/');
-}
-
 // The user dictionary of a proxy from the properties found of its principal.
 QVariantMap proxyUserDict(const QString &principal, const QVariantMap &found, bool readOnly) {
     return {{QStringLiteral("principal-URL"), principal},
@@ -102,7 +92,7 @@ void CalDAVSyncTask::fetchProxies() {
              .toString()
              .split(QLatin1Char(','))
              .contains(QLatin1String("calendar-proxy"))) {
-        processCalendarList();
+        processSharedCalendars();
         return;
     }
     const bool expandProperty = m_syncData.value(QStringLiteral("supported-report-set"))
@@ -144,7 +134,7 @@ void CalDAVSyncTask::fetchProxiesResponse() {
     const QVariantList responses = results->value(QStringLiteral("multistatus")).toList();
     const QVariantMap found = WebDAVResults::foundProperties(
         responses.isEmpty() ? QVariantMap() : responses.first().toMap());
-    const QString self = proxyPrincipalPath(principalPath());
+    const QString self = WebDAVURL::principalPath(principalPath());
     for (const bool readOnly : {false, true}) {
         const QString key = CalDAVClient::calendarServerKey(readOnly ? "calendar-proxy-read-for"
                                                                      : "calendar-proxy-write-for");
@@ -154,7 +144,7 @@ void CalDAVSyncTask::fetchProxiesResponse() {
             QString principal = properties.value(QStringLiteral("principal-URL")).toString();
             if (principal.trimmed().isEmpty())
                 principal = response.value(QStringLiteral("href")).toString();
-            principal = proxyPrincipalPath(principal);
+            principal = WebDAVURL::principalPath(principal);
             if (principal == self) {
                 logInfo("CalDAVSyncTask (%@): ignoring bogus proxy-to-self", logIdentity());
                 continue;
@@ -166,10 +156,10 @@ void CalDAVSyncTask::fetchProxiesResponse() {
 }
 
 void CalDAVSyncTask::processGroupMembershipAsProxies() {
-    const QString self = proxyPrincipalPath(principalPath());
+    const QString self = WebDAVURL::principalPath(principalPath());
     for (const QString &group :
          m_syncData.value(QStringLiteral("group-membership")).toStringList()) {
-        const QString path = proxyPrincipalPath(group);
+        const QString path = WebDAVURL::principalPath(group);
         const QString name = path.section(QLatin1Char('/'), -2, -2);
         const bool readOnly = name == QLatin1String("calendar-proxy-read");
         if (!readOnly && name != QLatin1String("calendar-proxy-write"))
@@ -221,7 +211,7 @@ void CalDAVSyncTask::fetchProxyUserHomeCollection() {
         m_collectionProxyIndex = 0;
     if (m_collectionProxyIndex >= m_proxies.size()) {
         m_collectionProxyIndex = -1;
-        processCalendarList();
+        processSharedCalendars();
         return;
     }
     m_collectionsToFetch =

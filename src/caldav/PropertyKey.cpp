@@ -63,4 +63,14 @@ int statusFromStatusLine(const QString &line) {
     return words.size() < 2 ? 0 : words[1].toInt();
 }
 
+QString principalPath(const QString &text) {
+    QString path = text.trimmed();
+    if (path.isEmpty())
+        return path;
+    if (path.startsWith(QLatin1String("http"), Qt::CaseInsensitive))
+        path = QUrl(path).path(QUrl::FullyEncoded);
+    path = QUrl::fromPercentEncoding(path.toUtf8());
+    return path.endsWith(QLatin1Char('/')) ? path : path + QLatin1Char('/');
+}
+
 }  // namespace WebDAVURL

@@ -40,4 +40,7 @@ QString stringFromDepth(int depth);
 // The code of an HTTP status line: its second white-space separated word as
 // an integer ("HTTP/1.1 404 Not Found" gives 404); 0 when there is none.
 int statusFromStatusLine(const QString &line);
+// A principal's path as it is kept and compared (a proxy ID, an owner):
+// without scheme and host, unescaped, ending in "/"; empty for none.
+QString principalPath(const QString &text);
 }  // namespace WebDAVURL

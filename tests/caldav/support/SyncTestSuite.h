@@ -67,6 +67,14 @@ inline QByteArray vevent(const QByteArray &uid, const QByteArray &summary, const
            "\r\n" + dates + extra + "END:VEVENT\r\n";
 }
 
+// The body of a MKCALENDAR of a calendar with that title.
+inline QByteArray mkcalendarBody(const QString &title) {
+    return "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n"
+           "<C:mkcalendar xmlns:D=\"DAV:\" xmlns:C=\"urn:ietf:params:xml:ns:caldav\">"
+           "<D:set><D:prop><D:displayname>" +
+           title.toUtf8() + "</D:displayname></D:prop></D:set></C:mkcalendar>";
+}
+
 // The servers every sync behaviour is tried on.
 using SyncServers = ::testing::Types<RadicaleServer, XandikosServer, DAViCalServer>;
 
@@ -80,12 +88,7 @@ protected:
     // A new calendar on the server, named after the test; its URL.
     QString makeServerCalendar(const QString &name, const QString &title) {
         const QString url = this->server->url(QLatin1String(Known::home) + name + '/');
-        const QByteArray body =
-            "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n"
-            "<C:mkcalendar xmlns:D=\"DAV:\" xmlns:C=\"urn:ietf:params:xml:ns:caldav\">"
-            "<D:set><D:prop><D:displayname>" +
-            title.toUtf8() + "</D:displayname></D:prop></D:set></C:mkcalendar>";
-        EXPECT_EQ(sendBlocking("MKCALENDAR", url, user(), password(), body), 201);
+        EXPECT_EQ(sendBlocking("MKCALENDAR", url, user(), password(), mkcalendarBody(title)), 201);
         return url;
     }
     void put(const QString &url, const QByteArray &text) {
