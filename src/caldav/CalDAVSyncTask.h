@@ -180,8 +180,9 @@ private:
     // calendars other principals share with the account ("CS shared" in
     // their "sharing"), in the account's homes and its proxies', are kept in
     // "owners" of the sync data with their "principal-URL", "displayname"
-    // and address set; each is asked for once (PROPFIND of its principal),
-    // and forgotten once it shares nothing with the account.
+    // and address set as far as the server tells them; each is asked for
+    // once (PROPFIND of its principal), and forgotten once it shares nothing
+    // with the account.
     void processSharedCalendars();
     static void getSharedOwnersInUserDict(const QVariantMap &userDict, QStringList &sharedOwners);
     void fetchSharedOwnerInfo();
@@ -189,7 +190,8 @@ private:
     static bool isSharedCollection(const QVariantMap &collection);
     // The principal path of the collection's "owner"; empty when none.
     static QString ownerOfCollection(const QVariantMap &collection);
-    // The owner's user dictionary in this cycle; empty when not known.
+    // The owner's user dictionary in this cycle, named by the last segment
+    // of its path when the server gave no name; empty when not known.
     QVariantMap sharedOwnerDict(const QString &owner) const;
     // Calendar steps.
     void processCalendarList();

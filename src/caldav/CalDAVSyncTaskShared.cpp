@@ -76,23 +76,29 @@ void CalDAVSyncTask::fetchSharedOwnerInfoResponse() {
     const QVariantList responses = results->value(QStringLiteral("multistatus")).toList();
     const QVariantMap found = WebDAVResults::foundProperties(
         responses.isEmpty() ? QVariantMap() : responses.first().toMap());
-    if (found.isEmpty()) {
-        // Asked again next cycle; the calendars go by the owner's path meanwhile.
+    // An owner the server does not describe to the account (Cyrus refuses
+    // it with 403) is kept all the same, so as not to be asked every cycle:
+    // its calendars go by the last segment of its path.
+    if (found.isEmpty())
         logWarning("CalDAVSyncTask (%@): no information on the owner %@ (%ld)", logIdentity(),
                    owner, long(results->value(QStringLiteral("status")).toInt()));
-    } else {
-        QVariantMap ownerDict{{principalURLKey(), owner}};
-        for (const QString &key : ownerProperties())
-            if (found.contains(key))
-                ownerDict.insert(key, found.value(key));
-        m_owners.append(ownerDict);
-    }
+    QVariantMap ownerDict{{principalURLKey(), owner}};
+    for (const QString &key : ownerProperties())
+        if (found.contains(key))
+            ownerDict.insert(key, found.value(key));
+    m_owners.append(ownerDict);
     setNextStep([this] { fetchSharedOwnerInfo(); });
 }
 
 QVariantMap CalDAVSyncTask::sharedOwnerDict(const QString &owner) const {
-    for (const QVariant &entry : m_owners)
-        if (entry.toMap().value(principalURLKey()).toString() == owner)
-            return entry.toMap();
+    for (const QVariant &entry : m_owners) {
+        QVariantMap ownerDict = entry.toMap();
+        if (ownerDict.value(principalURLKey()).toString() != owner)
+            continue;
+        if (ownerDict.value(QStringLiteral("displayname")).toString().trimmed().isEmpty())
+            ownerDict.insert(QStringLiteral("displayname"),
+                             owner.section(QLatin1Char('/'), -2, -2));
+        return ownerDict;
+    }
     return {};
 }

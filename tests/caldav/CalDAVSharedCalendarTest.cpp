@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include "caldav/CalDAVClient.h"
 #include "caldav/CalDAVRemoteObjects.h"
 #include "caldav/support/SyncTestSuite.h"
 #include "model/CalendarAccess.h"
@@ -15,24 +14,24 @@
 // says, and they go when the owner stops sharing them.
 namespace {
 
-constexpr char kOwner[] = "test2";
-constexpr char kOwnerPrincipal[] = "/dav/principals/user/test2/";
+constexpr char kSharer[] = "test2";
+constexpr char kSharerPrincipal[] = "/dav/principals/user/test2/";
 
 class CalDAVSharedCalendarTest : public SyncTestSuite<CyrusServer> {
 protected:
     // A calendar of the owner; its URL.
     QString makeOwnerCalendar(const QString &name, const QString &title) {
         const QString url = server->url(QStringLiteral("/dav/calendars/user/test2/") + name + '/');
-        EXPECT_EQ(sendBlocking("MKCALENDAR", url, kOwner, kOwner, mkcalendarBody(title)), 201);
+        EXPECT_EQ(sendBlocking("MKCALENDAR", url, kSharer, kSharer, mkcalendarBody(title)), 201);
         return url;
     }
     void putAsOwner(const QString &url, const QByteArray &text) {
         const int status =
-            sendBlocking("PUT", url, kOwner, kOwner, text, 20000, "text/calendar; charset=utf-8");
+            sendBlocking("PUT", url, kSharer, kSharer, text, 20000, "text/calendar; charset=utf-8");
         EXPECT_TRUE(status == 201 || status == 204) << url.toStdString() << " " << status;
     }
     QByteArray ownerText(const QString &url) {
-        const BlockingAnswer answer = fetchBlocking("GET", url, kOwner, kOwner, {});
+        const BlockingAnswer answer = fetchBlocking("GET", url, kSharer, kSharer, {});
         return answer.status == 200 ? answer.body : QByteArray();
     }
     // The owner gives "test" this access ("read-write", "read" or
@@ -44,7 +43,7 @@ protected:
                                     "<D:href>mailto:test@example.com</D:href><D:share-access><D:") +
                                 access + "/></D:share-access></D:sharee></D:share-resource>";
         ASSERT_EQ(
-            sendBlocking("POST", url, kOwner, kOwner, body, 20000, "application/davsharing+xml"),
+            sendBlocking("POST", url, kSharer, kSharer, body, 20000, "application/davsharing+xml"),
             204);
         if (qstrcmp(access, "no-access") != 0)
             acceptInvitationTo(QUrl(url).path());
@@ -85,16 +84,16 @@ protected:
     }
     QVariantMap ownerInfo() {
         for (const QVariant &owner : fixture.syncData(service()).value("owners").toList())
-            if (owner.toMap().value("principal-URL") == kOwnerPrincipal)
+            if (owner.toMap().value("principal-URL") == kSharerPrincipal)
                 return owner.toMap();
         return {};
     }
     int ownerLookups() {
-        return fixture.log.count("CalDAV: connecting to " + server->url(kOwnerPrincipal));
+        return fixture.log.count("CalDAV: connecting to " + server->url(kSharerPrincipal));
     }
     int groupsOfOwner() {
         FetchRequest request("CalendarGroup");
-        request.setPredicate(Predicate::fromFormat("%K ENDSWITH %@", {"uid", kOwnerPrincipal}));
+        request.setPredicate(Predicate::fromFormat("%K ENDSWITH %@", {"uid", kSharerPrincipal}));
         return int(service()->managedObjectContext()->countForFetchRequest(request));
     }
 };
@@ -113,17 +112,12 @@ TEST_F(CalDAVSharedCalendarTest, AReadWriteShareSyncsBothWaysUnderItsOwner) {
     ASSERT_NE(calendar, nullptr);
     EXPECT_EQ(remoteAccessOf(calendar), CalendarAccess::kFullAccess);
     EXPECT_NE(item(calendar, "kickoff"), nullptr);
-    // The owner, read once: its name and addresses.
-    const QVariantMap owner = ownerInfo();
-    EXPECT_FALSE(owner.value("displayname").toString().isEmpty());
-    EXPECT_TRUE(owner.value(CalDAVClient::caldavKey("calendar-user-address-set"))
-                    .toStringList()
-                    .contains("mailto:test2@example.com"))
-        << owner.value(CalDAVClient::caldavKey("calendar-user-address-set"))
-               .toStringList()
-               .join(' ')
-               .toStdString();
-    EXPECT_EQ(groupTitleOf(calendar), owner.value("displayname").toString());
+    // The owner, asked for once. Cyrus does not let the account read the
+    // owner's principal (403): the group goes by the owner's path.
+    EXPECT_EQ(ownerInfo().value("principal-URL"), kSharerPrincipal);
+    EXPECT_TRUE(fixture.log.contains("): no information on the owner " +
+                                     QLatin1String(kSharerPrincipal) + " (403)"));
+    EXPECT_EQ(groupTitleOf(calendar), kSharer);
     EXPECT_TRUE(fixture.log.contains("): processSharedCalendars"));
     EXPECT_EQ(ownerLookups(), 1);
 
