@@ -142,6 +142,7 @@ void CalDAVSyncTask::cleanup() {
     m_markedHREFs.clear();
     m_newSyncToken.reset();
     m_eventResponseDicts.clear();
+    m_fetchedItems.reset();
     m_resultsInBackground = false;
     m_changedSyncableEvents.clear();
     m_sending = {};

@@ -10,6 +10,7 @@
 #include <optional>
 
 #include "caldav/CalDAVClientDelegate.h"
+#include "ical/ICalImporter.h"
 #include "model/foundation/Date.h"
 #include "model/store/ObjectRef.h"
 #include "tasks/RemoteServiceTask.h"
@@ -415,6 +416,11 @@ private:
     // Listed resources: href and ETag (none for a deletion).
     QList<std::pair<QString, std::optional<QString>>> m_serverChanges;
     QStringList m_eventsToFetch;
+    // The items of the calendar being fetched by UID, read from the store
+    // once when more than kItemsLookedUpOneByOne resources are to be
+    // downloaded (a first sync), instead of a lookup per resource.
+    static constexpr int kItemsLookedUpOneByOne = 64;
+    std::optional<ICalImporter::ItemsByUID> m_fetchedItems;
     QSet<QString> m_markedHREFs;  // items not yet seen in a full listing
     std::optional<QString> m_newSyncToken;
     QVariantList m_eventResponseDicts;

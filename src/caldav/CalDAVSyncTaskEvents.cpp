@@ -50,8 +50,11 @@ QVariant foundValueOf(const QVariantMap &response, const QString &key) {
 }
 
 // The item of a resource: the repeating item when the UID leads to one of
-// its detached instances.
-CommonDataMO *mainItemWithUID(const CommonDataMO &calendar, const QString &uid) {
+// its detached instances; from the calendar's items by UID when known.
+CommonDataMO *mainItemWithUID(const CommonDataMO &calendar, const QString &uid,
+                              const ICalImporter::ItemsByUID *items) {
+    if (items)
+        return items->items.value(uid);
     CommonDataMO *item = calendar.childWithUID(uid);
     if (item && item->entityName() == QLatin1String("DetachedEvent"))
         if (auto *original =
@@ -108,6 +111,7 @@ void CalDAVSyncTask::fetchChangesFromCalendar() {
     m_newSyncToken.reset();
     m_serverChanges.clear();
     m_eventsToFetch.clear();
+    m_fetchedItems.reset();
     m_markedHREFs.clear();
     if (m_fullSync)
         markItemsOfCalendar();
@@ -207,6 +211,8 @@ void CalDAVSyncTask::processServerChanges() {
         if (!known || m_takeAllContent)
             m_eventsToFetch.append(href);
     }
+    if (m_eventsToFetch.size() > kItemsLookedUpOneByOne)
+        m_fetchedItems.emplace();
     if (m_eventsToFetch.isEmpty())
         setNextStep([this] { doneWithChangesFromCalendar(); });
     else
@@ -278,8 +284,11 @@ CommonDataMO *CalDAVSyncTask::storeResource(CommonDataMO *calendar, const QStrin
     }
     ICalImporter::Result result;
     QList<CommonDataMO *> placeholders;
+    ICalImporter::ItemsByUID *items =
+        m_fetchedItems && calendar == m_fetching.calendar ? &*m_fetchedItems : nullptr;
     try {
         ICalImporter importer(data.toUtf8());
+        importer.shareItemsByUID(items);
         importer.setMainEventMaker([&](const QString &uid, const CalendarDate &originalTime) {
             placeholders.append(
                 createDummyMainEventForOrphanedDetachedEvents(calendar, uid, originalTime));
@@ -298,7 +307,7 @@ CommonDataMO *CalDAVSyncTask::storeResource(CommonDataMO *calendar, const QStrin
     for (CommonDataMO *placeholder : std::as_const(placeholders))
         finishDummyMainEvent(placeholder);
     CommonDataMO *item =
-        result.uids.isEmpty() ? nullptr : mainItemWithUID(*calendar, result.uids.first());
+        result.uids.isEmpty() ? nullptr : mainItemWithUID(*calendar, result.uids.first(), items);
     if (!item) {
         logWarning("CalDAV: no main event in %@", href);
         return nullptr;
@@ -318,6 +327,7 @@ void CalDAVSyncTask::doneWithChangesFromCalendar() {
             deleteReceivedItem(href);
         m_markedHREFs.clear();
     }
+    m_fetchedItems.reset();
     if (m_newSyncToken)
         m_remoteObjects->forHREF(m_fetching.href)
             ->setValue(QStringLiteral("editURL"), *m_newSyncToken);
@@ -333,6 +343,8 @@ void CalDAVSyncTask::deleteReceivedItem(const QString &href) {
     logInfo("CalDAV: pull delete event %@ (%@) from calendar %@",
             item->effectiveTitle().value_or(QString()), item->uid(),
             m_fetching.calendar->effectiveTitle().value_or(QString()));
+    if (m_fetchedItems)
+        m_fetchedItems->items.remove(item->uid());
     QList<SyncableObjectMO *> syncables{syncable};
     if (item->propertyNamed(QStringLiteral("detachedEvents")))
         for (ManagedObject *instance : item->objectsForKey(QStringLiteral("detachedEvents")))

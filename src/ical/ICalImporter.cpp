@@ -84,8 +84,12 @@ struct ICalImporter::Parsed {
 // One import into one calendar.
 class ICalImporter::Run {
 public:
-    Run(CommonDataMO *calendar, quint32 options, const MainEventMaker &mainEventMaker)
-        : m_calendar(calendar), m_options(options), m_mainEventMaker(mainEventMaker) {}
+    Run(CommonDataMO *calendar, quint32 options, const MainEventMaker &mainEventMaker,
+        ItemsByUID *sharedMasters)
+        : m_calendar(calendar),
+          m_options(options),
+          m_mainEventMaker(mainEventMaker),
+          m_masters(sharedMasters ? *sharedMasters : m_ownMasters) {}
 
     // Items first, then the occurrences, so that an occurrence finds its
     // repeating item wherever it came.
@@ -93,7 +97,7 @@ public:
         int items = 0;
         for (icalcomponent *vcalendar : calendars)
             items += icalcomponent_count_components(vcalendar, ICAL_ANY_COMPONENT);
-        if (items > kItemsLookedUpOneByOne)
+        if (!m_masters.read && (items > kItemsLookedUpOneByOne || &m_masters != &m_ownMasters))
             readCalendarsEvents();
         for (const bool occurrences : {false, true}) {
             int position = 0;
@@ -138,10 +142,10 @@ private:
     const quint32 m_options;
     const MainEventMaker &m_mainEventMaker;
     // The calendar's events by uid, as far as this run has looked them up
-    // (through the store's uid index) or made them; all of them once
-    // m_allMastersRead.
-    QHash<QString, CommonDataMO *> m_masters;
-    bool m_allMastersRead = false;
+    // (through the store's uid index) or made them; all of them once read.
+    // The caller's when it shares them, else this run's own.
+    ItemsByUID m_ownMasters;
+    ItemsByUID &m_masters;
     Result m_result;
     QSet<QString> m_readUIDs;
     int m_unsaved = 0;
@@ -157,9 +161,10 @@ CommonDataMO *ICalImporter::Run::newItem(const QString &entity, const QString &u
 CommonDataMO *ICalImporter::Run::masterWithUID(const QString &uid) {
     if (uid.isEmpty())
         return nullptr;
-    const auto known = m_masters.constFind(uid);
-    if (known != m_masters.cend() || m_allMastersRead)
-        return known != m_masters.cend() ? *known : nullptr;
+    const auto known = m_masters.items.constFind(uid);
+    if (known != m_masters.items.cend() || m_masters.read)
+        return known != m_masters.items.cend() && *known && !(*known)->isDeleted() ? *known
+                                                                                   : nullptr;
     CommonDataMO *master = nullptr;
     const SyncableObjectMO *calendarInfo = m_calendar->objectInfo();
     for (ManagedObject *child : Queries::syncableChildrenForUID(uid)) {
@@ -171,7 +176,7 @@ CommonDataMO *ICalImporter::Run::masterWithUID(const QString &uid) {
             break;
         }
     }
-    m_masters.insert(uid, master);
+    m_masters.items.insert(uid, master);
     return master;
 }
 
@@ -179,9 +184,9 @@ void ICalImporter::Run::readCalendarsEvents() {
     for (ManagedObject *object : Queries::objectsInContainer(m_calendar)) {
         auto *item = ModelObject::as<CommonDataMO>(object);
         if (item && item->entityName() == QLatin1String("Event") && !item->uid().isEmpty())
-            m_masters.insert(item->uid(), item);
+            m_masters.items.insert(item->uid(), item);
     }
-    m_allMastersRead = true;
+    m_masters.read = true;
 }
 
 CommonDataMO *ICalImporter::Run::detachedInstance(CommonDataMO *master,
@@ -208,7 +213,7 @@ void ICalImporter::Run::importComponent(icalcomponent *component, icalcomponent 
     if (recurrenceID && !master && !uid.isEmpty() && m_mainEventMaker) {
         master = m_mainEventMaker(uid, *ICalDateReader::dateOfProperty(recurrenceID, vcalendar));
         if (master)
-            m_masters.insert(uid, master);
+            m_masters.items.insert(uid, master);
     }
     CommonDataMO *item = nullptr;
     bool made = false;
@@ -231,7 +236,7 @@ void ICalImporter::Run::importComponent(icalcomponent *component, icalcomponent 
             item = newItem(QStringLiteral("Event"), uid);
             made = true;
             if (!uid.isEmpty() && !recurrenceID)
-                m_masters.insert(uid, item);
+                m_masters.items.insert(uid, item);
         }
     }
     if (!made) {
@@ -241,7 +246,7 @@ void ICalImporter::Run::importComponent(icalcomponent *component, icalcomponent 
     if (!ICalEventReader::eventFromComponent(item, source)) {
         if (made) {
             if (!source.detached && !uid.isEmpty())
-                m_masters.insert(uid, nullptr);
+                m_masters.items.insert(uid, nullptr);
             m_calendar->managedObjectContext()->deleteObject(item->objectInfo());
         }
         skip(uid, position, QStringLiteral("the store refused it (see the log)"));
@@ -303,7 +308,7 @@ void ICalImporter::describeCalendar(CommonDataMO *calendar) const {
 }
 
 ICalImporter::Result ICalImporter::importInto(CommonDataMO *calendar, quint32 options) {
-    return Run(calendar, options, m_mainEventMaker).run(m_parsed->calendars);
+    return Run(calendar, options, m_mainEventMaker, m_itemsByUID).run(m_parsed->calendars);
 }
 
 ICalImporter::Result ICalImporter::importInto(CommonDataMO *calendar) {

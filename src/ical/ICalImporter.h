@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QHash>
 #include <QList>
 #include <QString>
 #include <QStringList>
@@ -73,9 +74,24 @@ public:
         std::function<CommonDataMO *(const QString &uid, const CalendarDate &originalTime)>;
     void setMainEventMaker(MainEventMaker maker) { m_mainEventMaker = std::move(maker); }
 
+    // The calendar's repeating and single items by UID (nullptr where a UID
+    // is known to have none), kept by a caller that imports many small texts
+    // into one calendar one after the other (a sync, one server resource
+    // each) and shared with each import: the first reads the calendar's items
+    // into it once and every import adds the items it makes, so that none
+    // asks the store for its items one UID at a time (such a lookup also
+    // judges every unsaved item in memory). An item deleted meanwhile counts
+    // as none; the caller takes out the UIDs of the items it deletes.
+    struct ItemsByUID {
+        QHash<QString, CommonDataMO *> items;
+        bool read = false;
+    };
+    void shareItemsByUID(ItemsByUID *items) { m_itemsByUID = items; }
+
 private:
     class Run;
     struct Parsed;
     std::unique_ptr<Parsed> m_parsed;
     MainEventMaker m_mainEventMaker;
+    ItemsByUID *m_itemsByUID = nullptr;
 };
