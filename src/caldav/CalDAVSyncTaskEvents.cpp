@@ -111,6 +111,7 @@ void CalDAVSyncTask::fetchChangesFromCalendar() {
     m_newSyncToken.reset();
     m_serverChanges.clear();
     m_eventsToFetch.clear();
+    m_fetchChunkSize = m_downloadChunkSize;
     m_fetchedItems.reset();
     m_markedHREFs.clear();
     if (m_fullSync)
@@ -220,7 +221,7 @@ void CalDAVSyncTask::processServerChanges() {
 }
 
 void CalDAVSyncTask::fetchChangedEvents() {
-    m_requestedChunk = int(std::min<qsizetype>(m_downloadChunkSize, m_eventsToFetch.size()));
+    m_requestedChunk = int(std::min<qsizetype>(m_fetchChunkSize, m_eventsToFetch.size()));
     logInfo("CalDAVSyncTask (%@): multiget events", logIdentity());
     m_resultsInBackground = true;
     awaitAnswer([this] { multigetResponse(); });
@@ -245,6 +246,9 @@ void CalDAVSyncTask::multigetResponse() {
     }
     m_eventResponseDicts = results->value(QStringLiteral("multistatus")).toList();
     m_eventsToFetch.remove(0, m_requestedChunk);
+    if (m_downloadChunkSize == kDownloadChunkSize &&
+        caldav().responseSeconds() < kQuickBatchSeconds)
+        m_fetchChunkSize = std::min(m_fetchChunkSize * 2, kMaxDownloadChunkSize);
     setNextStep([this] { processChangedEvents(); });
 }
 

@@ -3,10 +3,11 @@
 #include "caldav/support/SyncTestSuite.h"
 #include "time/recurrence/ItemRecurrence.h"
 
-// A calendar of more resources than a download batch holds, as a first sync
-// of a real account meets it: each resource merged once by UID (the
-// calendar's items are read once rather than looked up one by one), and
-// later changes of many resources merged into the items already there.
+// A calendar of more resources than a first download batch holds, as a first
+// sync of a real account meets it: downloaded in batches that grow while the
+// server answers quickly, each resource merged once by UID (the calendar's
+// items are read once rather than looked up one by one), and later changes
+// of many resources merged into the items already there.
 namespace {
 
 constexpr int kResources = 130;
@@ -64,13 +65,15 @@ protected:
 using BatchSyncServers = ::testing::Types<RadicaleServer, XandikosServer>;
 TYPED_TEST_SUITE(CalDAVBatchSyncTest, BatchSyncServers);
 
-TYPED_TEST(CalDAVBatchSyncTest, ManyResourcesAreMergedOnceByUID) {
+TYPED_TEST(CalDAVBatchSyncTest, ManyResourcesArePulledInGrowingBatchesAndMergedOnce) {
     const QString url = this->makeServerCalendar("batch", "Batch");
     for (int i = 0; i < kResources; ++i)
         this->put(url + batchItemUID(i) + ".ics", this->resourceText(i, "Item"));
 
+    // 50 resources, then the 80 left in one batch of up to 100.
     const CalDAVAccountCheck::Outcome first = this->sync();
     EXPECT_EQ(first.counts.pulled, kResources);
+    EXPECT_EQ(this->fixture.log.count("multiget events"), 2);
     CommonDataMO *calendar = this->calendarTitled("Batch");
     ASSERT_NE(calendar, nullptr);
     this->expectItems(calendar, this->uids(0, kResources), 0, {}, "Item");
