@@ -172,7 +172,8 @@ RefusedProperties refusedPropertiesOf(const QVariantMap &results) {
 
 void CalDAVSyncTask::processCalendarList() {
     logInfo("CalDAVSyncTask (%@): processCalendarList", logIdentity());
-    m_remoteObjects = std::make_unique<CalDAVRemoteObjects>(remoteService());
+    if (!m_remoteObjects)  // read once a cycle, kept current by this task
+        m_remoteObjects = std::make_unique<CalDAVRemoteObjects>(remoteService());
     m_markedCalendars.clear();
     for (ManagedObject *object :
          remoteService()->objectsForKey(QStringLiteral("ownedContainers"))) {

@@ -118,7 +118,8 @@ void CalDAVSyncTask::findChangedEvents() {
         remoteService()->dateValueForKey(QStringLiteral("lastUpdateTime"));
     logInfo("CalDAVSyncTask (%@): events received since %@", logIdentity(),
             lastUpdate ? lastUpdate->toDateTime().toString(Qt::ISODate) : QString());
-    m_remoteObjects = std::make_unique<CalDAVRemoteObjects>(remoteService());
+    if (!m_remoteObjects)  // read once a cycle, kept current by this task
+        m_remoteObjects = std::make_unique<CalDAVRemoteObjects>(remoteService());
     m_changedSyncableEvents.clear();
     for (ManagedObject *object :
          remoteService()->objectsForKey(QStringLiteral("ownedContainers"))) {
