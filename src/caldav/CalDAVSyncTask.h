@@ -174,6 +174,13 @@ private:
     // then runs `m_collectionNextState`.
     void fetchCollections();
     void fetchCollectionsResponse();
+    // Home sync: a server that syncs homes ("calendarserver-home-sync") is
+    // asked, once a cycle completed, only for the collections that changed
+    // in the account's single home since the home's "sync-token" of the sync
+    // data (found with the home's listing); they replace the stored ones, a
+    // 404 removes one. A refused report lists the home in full.
+    void sendHomeSyncReport(const QString &token);
+    void fetchUserHomeCollectionSyncResponse();
     // A home answered 403 or 404: whether the cycle goes on (a Google
     // proxy's vanished home drops that proxy); otherwise it ended.
     bool continueAfterRefusedHome(int status);

@@ -44,6 +44,39 @@ QStringList collectionProperties() {
             QStringLiteral("current-user-privilege-set")};
 }
 
+// The answer a sync-collection report gives the home itself when more
+// changes wait.
+constexpr int kHomeMoreChangesStatus = 507;
+
+// The account's own homes are listed through sync-collection when the
+// server syncs them ("calendarserver-home-sync" among its DAV classes).
+bool announcesHomeSync(const QVariantMap &syncData) {
+    return syncData.value(QStringLiteral("dav"))
+        .toString()
+        .split(QLatin1Char(','))
+        .contains(QLatin1String("calendarserver-home-sync"));
+}
+
+// The path of an href of a home listing (an absolute URL gives its path).
+QString pathOfHomeListedHREF(const QString &href) {
+    return href.startsWith(QLatin1String("http"), Qt::CaseInsensitive) ? QUrl(href).path() : href;
+}
+
+// The collection dictionary of a listed member of a home (its href ending
+// in "/", its sharing kind); empty when it is not a collection.
+QVariantMap collectionDictFromResponseDict(const QVariantMap &response, const QString &href) {
+    QVariantMap collection = WebDAVResults::foundProperties(response);
+    const QStringList types = collection.value(QStringLiteral("resourcetype")).toStringList();
+    if (!types.contains(QStringLiteral("collection")))
+        return {};
+    collection.insert(QStringLiteral("href"),
+                      href.endsWith(QLatin1Char('/')) ? href : href + QLatin1Char('/'));
+    for (const char *sharing : {"shared", "shared-owner"})
+        if (types.contains(CalDAVClient::calendarServerKey(sharing)))
+            collection.insert(QStringLiteral("sharing"), CalDAVClient::calendarServerKey(sharing));
+    return collection;
+}
+
 QString davHeaderOf(const WebDAVClient &client) {
     return client.response()
                ? client.response()->headerValue(QStringLiteral("DAV")).value_or(QString())
@@ -158,9 +191,27 @@ void CalDAVSyncTask::fetchCollections() {
         return;
     }
     const QString home = serviceURLFromPath(m_collectionsToFetch.first());
+    // The home's token says what the stored listing is as of: only the
+    // account's own single home has one.
+    const bool homeSync =
+        m_collectionProxyIndex < 0 && announcesHomeSync(m_syncData) &&
+        m_syncData.value(CalDAVClient::caldavKey("calendar-home-set")).toStringList().size() == 1;
+    const QString token = m_syncData.value(QStringLiteral("sync-token")).toString();
+    if (homeSync && m_fastCalendarSyncOK && !token.isEmpty()) {
+        logInfo("CalDAVSyncTask (%@): webdav sync for home collection %@", logIdentity(), home);
+        m_collectionDictArray = m_syncData.value(QStringLiteral("collections")).toList();
+        sendHomeSyncReport(token);
+        return;
+    }
     logInfo("CalDAVSyncTask (%@): fetchCollections %@", logIdentity(), home);
     awaitAnswer([this] { fetchCollectionsResponse(); });
-    caldav().propfind(home, 0, 1, collectionProperties());
+    QStringList properties = collectionProperties();
+    if (homeSync) {
+        // The listing brings the home's token, if it has one.
+        m_syncData.remove(QStringLiteral("sync-token"));
+        properties.append(QStringLiteral("sync-token"));
+    }
+    caldav().propfind(home, 0, 1, properties);
 }
 
 void CalDAVSyncTask::fetchCollectionsResponse() {
@@ -177,25 +228,76 @@ void CalDAVSyncTask::fetchCollectionsResponse() {
     const QString homePath = QUrl(serviceURLFromPath(home)).path();
     for (const QVariant &entry : results->value(QStringLiteral("multistatus")).toList()) {
         const QVariantMap response = entry.toMap();
-        QString href = response.value(QStringLiteral("href")).toString();
-        if (href.startsWith(QLatin1String("http"), Qt::CaseInsensitive))
-            href = QUrl(href).path();
-        if (href.isEmpty() || PropertyKey::isEqualToHREF(href, homePath))
+        const QString href =
+            pathOfHomeListedHREF(response.value(QStringLiteral("href")).toString());
+        if (href.isEmpty())
             continue;
-        QVariantMap collection = WebDAVResults::foundProperties(response);
-        if (!collection.value(QStringLiteral("resourcetype"))
-                 .toStringList()
-                 .contains(QStringLiteral("collection")))
+        if (PropertyKey::isEqualToHREF(href, homePath)) {
+            const QString token = WebDAVResults::foundProperties(response)
+                                      .value(QStringLiteral("sync-token"))
+                                      .toString();
+            if (m_collectionProxyIndex < 0 && !token.isEmpty())
+                m_syncData.insert(QStringLiteral("sync-token"), token);
             continue;
-        collection.insert(QStringLiteral("href"),
-                          href.endsWith(QLatin1Char('/')) ? href : href + QLatin1Char('/'));
-        const QStringList types = collection.value(QStringLiteral("resourcetype")).toStringList();
-        for (const char *sharing : {"shared", "shared-owner"})
-            if (types.contains(CalDAVClient::calendarServerKey(sharing)))
-                collection.insert(QStringLiteral("sharing"),
-                                  CalDAVClient::calendarServerKey(sharing));
-        m_collectionDictArray.append(collection);
+        }
+        const QVariantMap collection = collectionDictFromResponseDict(response, href);
+        if (!collection.isEmpty())
+            m_collectionDictArray.append(collection);
     }
+    fetchCollections();
+}
+
+void CalDAVSyncTask::sendHomeSyncReport(const QString &token) {
+    awaitAnswer([this] { fetchUserHomeCollectionSyncResponse(); });
+    caldav().syncCollectionReport(serviceURLFromPath(m_collectionsToFetch.first()), token,
+                                  collectionProperties(), !isICloudCalDAV(remoteService()));
+}
+
+void CalDAVSyncTask::fetchUserHomeCollectionSyncResponse() {
+    const std::optional<QVariantMap> results = multiStatusResultsDict(true, true);
+    if (!results)
+        return;
+    const int status = results->value(QStringLiteral("status")).toInt();
+    if (status != 207) {
+        // The token is refused or the report unknown: the home is listed.
+        logInfo("CalDAVSyncTask (%@): home sync refused (%ld); listing the home", logIdentity(),
+                long(status));
+        m_syncData.remove(QStringLiteral("sync-token"));
+        m_collectionDictArray.clear();
+        fetchCollections();
+        return;
+    }
+    const QString homePath = QUrl(serviceURLFromPath(m_collectionsToFetch.first())).path();
+    bool moreChanges = false;
+    for (const QVariant &entry : results->value(QStringLiteral("multistatus")).toList()) {
+        const QVariantMap response = entry.toMap();
+        const QString href =
+            pathOfHomeListedHREF(response.value(QStringLiteral("href")).toString());
+        const int responseStatus = response.value(QStringLiteral("status"), 200).toInt();
+        if (href.isEmpty() || PropertyKey::isEqualToHREF(href, homePath)) {
+            moreChanges = moreChanges || responseStatus == kHomeMoreChangesStatus;
+            continue;
+        }
+        // A changed collection replaces what was kept of it; a 404 removes it.
+        m_collectionDictArray.removeIf([&href](const QVariant &kept) {
+            return PropertyKey::isEqualToHREF(kept.toMap().value(QStringLiteral("href")).toString(),
+                                              href);
+        });
+        if (responseStatus == 404)
+            continue;
+        const QVariantMap collection = collectionDictFromResponseDict(response, href);
+        if (!collection.isEmpty())
+            m_collectionDictArray.append(collection);
+    }
+    const QString token = results->value(QStringLiteral("sync-token")).toString();
+    if (!token.isEmpty())
+        m_syncData.insert(QStringLiteral("sync-token"), token);
+    if (moreChanges && !token.isEmpty()) {
+        logInfo("CalDAVSyncTask (%@): continue webdav sync...", logIdentity());
+        sendHomeSyncReport(token);
+        return;
+    }
+    m_collectionsToFetch.removeFirst();
     fetchCollections();
 }
 

@@ -21,6 +21,15 @@ QByteArray wordOfLine(const QByteArray &line, int index) {
     return line.split(' ').value(index);
 }
 
+// The head with `davClass` added to its "DAV" header lines.
+QByteArray headWithDAVClass(const QByteArray &head, const QByteArray &davClass) {
+    QList<QByteArray> lines = head.split('\n');
+    for (qsizetype i = 1; i < lines.size(); ++i)
+        if (headerNameOf(lines[i].trimmed()) == "dav")
+            lines[i] = lines[i].trimmed() + ", " + davClass + "\r";
+    return lines.join('\n');
+}
+
 // The header lines without those named (case-insensitive), then
 // "Connection: close".
 QByteArray headersClosingConnection(const QByteArray &head) {
@@ -210,7 +219,10 @@ void FaultProxy::relayAnswer(Connection *connection, bool cut, bool finished) {
         finish(connection);
         return;
     }
-    const QByteArray head = connection->answer.left(headEnd);
+    const QByteArray head =
+        m_addedDAVClass.isEmpty()
+            ? connection->answer.left(headEnd)
+            : headWithDAVClass(connection->answer.left(headEnd), m_addedDAVClass);
     const QByteArray body = connection->answer.mid(headEnd + kHeaderEnd.size());
     QTcpSocket *client = connection->client;
     connection->upstream->deleteLater();

@@ -65,6 +65,10 @@ public:
     using RequestCallback = std::function<void(const Exchange &, const QByteArray &)>;
     void setOnRequest(RequestCallback callback) { m_onRequest = std::move(callback); }
 
+    // Adds a DAV class to the "DAV" header of every answer that has one, as
+    // if the server announced it (none: leaves the header as it is).
+    void addDAVClass(const QByteArray &davClass) { m_addedDAVClass = davClass; }
+
     const QList<Exchange> &exchanges() const { return m_exchanges; }
     // How many requests of that method (any when empty) a fault was applied to.
     int faultsApplied(const QByteArray &method = {}) const;
@@ -88,4 +92,5 @@ private:
     QList<Exchange> m_exchanges;
     QList<QByteArray> m_faulted;  // the method of each request a fault touched
     RequestCallback m_onRequest;
+    QByteArray m_addedDAVClass;
 };
