@@ -129,6 +129,16 @@ QTimeZone zoneFromDescription(const QString &tzid, icalcomponent *vtimezone) {
     return TimeZones::zoneNamed(tzid).value_or(TimeZones::universal());
 }
 
+// builtinTimeZone() of a zone's id, remembered per thread: every zoned date
+// written asks for it.
+icaltimezone *builtinZoneOfId(const QByteArray &id) {
+    thread_local QHash<QByteArray, icaltimezone *> handles;
+    icaltimezone *&handle = handles[id];
+    if (!handle)
+        handle = ICalTimeConversion::builtinTimeZone(QString::fromUtf8(id));
+    return handle;
+}
+
 }  // namespace
 
 namespace ICalTimeConversion {
@@ -174,9 +184,8 @@ icaltimetype icaltimeWithDateOnly(const CalendarDate &date, bool dateOnly, bool 
     }
     icaltimetype time = floatingIcaltime(date.wallClock());
     const QTimeZone zone = date.effectiveZone();
-    time.zone = date.isUniversal() ? icaltimezone_get_utc_timezone()
-                                   : builtinTimeZone(QString::fromUtf8(zone.id()));
-    time.is_daylight = zone.isDaylightTime(date.date().toDateTime()) ? 1 : 0;
+    time.zone = date.isUniversal() ? icaltimezone_get_utc_timezone() : builtinZoneOfId(zone.id());
+    time.is_daylight = isDaylightTime(zone, date.date()) ? 1 : 0;
     return time;
 }
 

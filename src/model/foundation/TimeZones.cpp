@@ -73,10 +73,14 @@ const QTimeZone &gmt() {
 bool isUniversal(const QTimeZone &zone) {
     if (!zone.isValid())
         return false;
-    const QByteArray name = zone.id().toLower();
-    if (name == "universal" || name == "utc")
+    // Asked for every date written or compared: no lower-cased copy of the name.
+    const QByteArray name = zone.id();
+    const auto is = [&name](const char *other) {
+        return name.compare(other, Qt::CaseInsensitive) == 0;
+    };
+    if (is("universal") || is("utc"))
         return true;
-    return name == "gmt" && zone == gmt();
+    return is("gmt") && zone == gmt();
 }
 
 QTimeZone systemZone() {

@@ -37,13 +37,15 @@ void civilFromDays(qint64 days, int &year, int &month, int &day) {
     year = int(yearOfEra + era * 400 + (month <= 2 ? 1 : 0));
 }
 
-// A stretch of time over which a zone keeps one offset, from `from` up to
-// (not including) `to`, in seconds since 1970.
+// A stretch of time over which a zone keeps one offset and either standard
+// or daylight-saving time, from `from` up to (not including) `to`, in
+// seconds since 1970.
 struct OffsetSpan {
     QByteArray zone;
     qint64 from;
     qint64 to;
     int offset;
+    bool daylight;
 };
 
 // The spans met last, per thread: asking the zone costs microseconds, and
@@ -57,7 +59,8 @@ thread_local std::size_t t_nextSpanToReplace = 0;
 
 OffsetSpan offsetSpanAt(const QTimeZone &zone, qint64 seconds) {
     const QDateTime at = QDateTime::fromSecsSinceEpoch(seconds, Qt::UTC);
-    OffsetSpan span{zone.id(), seconds - kSpanReach, seconds + kSpanReach, zone.offsetFromUtc(at)};
+    OffsetSpan span{zone.id(), seconds - kSpanReach, seconds + kSpanReach, zone.offsetFromUtc(at),
+                    zone.isDaylightTime(at)};
     if (!zone.hasTransitions())
         return span;
     // The change at or before the instant, and the first one after it.
@@ -70,30 +73,35 @@ OffsetSpan offsetSpanAt(const QTimeZone &zone, qint64 seconds) {
     return span;
 }
 
-int offsetAtSeconds1970(const QTimeZone &zone, double seconds) {
-    if (!zone.isValid())
-        return 0;
+// The span of a valid zone at an instant.
+const OffsetSpan &offsetSpanAtSeconds1970(const QTimeZone &zone, double seconds) {
     const auto whole = qint64(std::floor(seconds));
     const QByteArray id = zone.id();
     for (const OffsetSpan &span : t_offsetSpans) {
         if (whole >= span.from && whole < span.to && span.zone == id)
-            return span.offset;
+            return span;
     }
     OffsetSpan span = offsetSpanAt(zone, whole);
-    const int offset = span.offset;
-    if (t_offsetSpans.size() < kSpansKept) {
-        t_offsetSpans.push_back(std::move(span));
-    } else {
-        t_offsetSpans[t_nextSpanToReplace] = std::move(span);
-        t_nextSpanToReplace = (t_nextSpanToReplace + 1) % kSpansKept;
-    }
-    return offset;
+    if (t_offsetSpans.size() < kSpansKept)
+        return t_offsetSpans.emplace_back(std::move(span));
+    OffsetSpan &replaced = t_offsetSpans[t_nextSpanToReplace];
+    replaced = std::move(span);
+    t_nextSpanToReplace = (t_nextSpanToReplace + 1) % kSpansKept;
+    return replaced;
+}
+
+int offsetAtSeconds1970(const QTimeZone &zone, double seconds) {
+    return zone.isValid() ? offsetSpanAtSeconds1970(zone, seconds).offset : 0;
 }
 
 }  // namespace
 
 int offsetFromUtc(const QTimeZone &zone, Date date) {
     return offsetAtSeconds1970(zone, date.secondsSince1970());
+}
+
+bool isDaylightTime(const QTimeZone &zone, Date date) {
+    return zone.isValid() && offsetSpanAtSeconds1970(zone, date.secondsSince1970()).daylight;
 }
 
 qint64 WallClock::dayNumberOf(int year, int month, int day) {

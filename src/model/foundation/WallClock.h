@@ -47,3 +47,7 @@ struct WallClock {
 
 // Offset from UTC of `zone` at `date`, in seconds (zero for an invalid zone).
 int offsetFromUtc(const QTimeZone &zone, Date date);
+// Whether `zone` keeps daylight-saving time at `date` (false for an invalid
+// zone). Both answers are kept per thread for the stretch between the
+// zone's changes around the date.
+bool isDaylightTime(const QTimeZone &zone, Date date);
