@@ -11,6 +11,7 @@
 #include <limits>
 #include <memory>
 
+#include "model/foundation/BinaryListShortcut.h"
 #include "model/foundation/Date.h"
 #include "model/foundation/PropertyListGuard.h"
 
@@ -484,6 +485,9 @@ QVariant fromData(const QByteArray &data) {
     plist_t root = nullptr;
     if (binary) {
         PropertyListGuard::checkBinary(data);
+        // Most archives hold plain text or tags: no need for libplist.
+        if (std::optional<QVariant> strings = BinaryListShortcut::read(data))
+            return *std::move(strings);
         plist_from_bin(data.constData(), uint32_t(data.size()), &root);
     } else {
         PropertyListGuard::checkXml(data);
