@@ -19,15 +19,29 @@ void addParameterIfAny(icalproperty *property, const char *name, const QString &
         ICalProperties::addParameter(property, QLatin1String(name), value);
 }
 
+// A parameter the library knows, by its kind: what addParameter() writes,
+// without looking the name up (every attendee has a few).
+void addKnownParameter(icalproperty *property, icalparameter_kind kind, const char *value) {
+    if (!value || !*value)
+        return;
+    if (icalparameter *parameter = icalparameter_new_from_value_string(kind, value))
+        icalproperty_add_parameter(property, parameter);
+    else
+        ICalProperties::addParameter(property, QLatin1String(icalparameter_kind_to_string(kind)),
+                                     QString::fromUtf8(value));
+}
+
 // CN and the directory address (carried in EMAIL) of a person.
 void addNameAndDirectory(icalproperty *property, const ExtraDataMO *person) {
-    addParameterIfAny(property, "CN", ICalProperties::textField(person, "name"));
-    addParameterIfAny(property, "EMAIL", ICalProperties::textField(person, "directoryURL"));
+    addKnownParameter(property, ICAL_CN_PARAMETER,
+                      ICalProperties::textField(person, "name").toUtf8().constData());
+    addKnownParameter(property, ICAL_EMAIL_PARAMETER,
+                      ICalProperties::textField(person, "directoryURL").toUtf8().constData());
 }
 
 void addParticipation(icalproperty *property, qint64 status) {
-    addParameterIfAny(property, "PARTSTAT",
-                      QLatin1String(ICalCodes::participationStatusName(status)));
+    addKnownParameter(property, ICAL_PARTSTAT_PARAMETER,
+                      ICalCodes::participationStatusName(status));
 }
 
 void addAttendee(icalcomponent *component, const ExtraDataMO *attendee, bool forceRSVP,
@@ -44,12 +58,11 @@ void addAttendee(icalcomponent *component, const ExtraDataMO *attendee, bool for
         icalproperty_new_attendee(ICalProperties::calendarAddress(email).toUtf8().constData());
     addNameAndDirectory(property, attendee);
     addParticipation(property, attendee->integerValueForKey(QStringLiteral("status")));
-    if (const char *type = ICalCodes::attendeeTypeName(
-            attendee->integerValueForKey(QStringLiteral("attendeeType"))))
-        ICalProperties::addParameter(property, QStringLiteral("CUTYPE"), QLatin1String(type));
-    if (const char *role =
-            ICalCodes::roleName(attendee->integerValueForKey(QStringLiteral("role"))))
-        ICalProperties::addParameter(property, QStringLiteral("ROLE"), QLatin1String(role));
+    addKnownParameter(
+        property, ICAL_CUTYPE_PARAMETER,
+        ICalCodes::attendeeTypeName(attendee->integerValueForKey(QStringLiteral("attendeeType"))));
+    addKnownParameter(property, ICAL_ROLE_PARAMETER,
+                      ICalCodes::roleName(attendee->integerValueForKey(QStringLiteral("role"))));
     if (forceRSVP || attendee->boolValueForKey(QStringLiteral("rsvp")))
         icalproperty_add_parameter(property, icalparameter_new_rsvp(ICAL_RSVP_TRUE));
     icalcomponent_add_property(component, property);
