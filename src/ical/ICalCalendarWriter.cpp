@@ -156,7 +156,15 @@ icalcomponent *wholeObject(const ICalEventRequest &request,
     return calendar;
 }
 
-icalcomponent *calendarExport(CommonDataMO *calendar) {
+QByteArray takeText(icalcomponent *component) {
+    char *text = icalcomponent_as_ical_string_r(component);
+    const QByteArray bytes(text);
+    icalmemory_free_buffer(text);
+    icalcomponent_free(component);
+    return bytes;
+}
+
+QByteArray calendarExport(CommonDataMO *calendar) {
     icalcomponent *vcalendar = calendarHeader(calendar, ICalMethod::None);
     QList<CommonDataMO *> events;
     for (ManagedObject *object : Queries::objectsInContainer(calendar)) {
@@ -164,6 +172,12 @@ icalcomponent *calendarExport(CommonDataMO *calendar) {
             events << event;
     }
     addTimeZones(vcalendar, events, true);
+    // The items follow the header and the zones, each written out and freed
+    // as soon as it is built rather than all held until the end: the text
+    // is the same, and a large calendar never stands whole in memory twice.
+    const QByteArray end = QByteArrayLiteral("END:VCALENDAR\r\n");
+    QByteArray text = takeText(vcalendar);
+    text.chop(end.size());
     // Detached instances follow their original; an orphan stands alone. They
     // are all among the calendar's items: grouped here rather than asked of
     // each item, which would read the store once per item.
@@ -180,10 +194,10 @@ icalcomponent *calendarExport(CommonDataMO *calendar) {
             continue;
         for (CommonDataMO *each : QList<CommonDataMO *>{event} + detachedOf.value(event)) {
             request.event = each;
-            icalcomponent_add_component(vcalendar, ICalEventWriter::eventComponent(request));
+            text += takeText(ICalEventWriter::eventComponent(request));
         }
     }
-    return vcalendar;
+    return text + end;
 }
 
 }  // namespace ICalCalendarWriter

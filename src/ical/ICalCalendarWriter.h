@@ -4,6 +4,7 @@
 // of later layers.
 
 #include <libical/ical.h>
+#include <QByteArray>
 #include <QHash>
 #include <QList>
 #include <QString>
@@ -26,7 +27,10 @@ void addTimeZones(icalcomponent *calendar, const QList<CommonDataMO *> &events,
 // repeating item never received) is left out: only they are written.
 icalcomponent *wholeObject(const ICalEventRequest &request,
                            const QHash<QString, qint64> &sequences);
-// Every item of the calendar, each followed by its detached instances.
-icalcomponent *calendarExport(CommonDataMO *calendar);
+// The text of every item of the calendar, each followed by its detached
+// instances, after the header and the zones.
+QByteArray calendarExport(CommonDataMO *calendar);
+// The text of a component, which is freed.
+QByteArray takeText(icalcomponent *component);
 
 }  // namespace ICalCalendarWriter

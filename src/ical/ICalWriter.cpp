@@ -9,19 +9,6 @@
 #include "model/foundation/Clock.h"
 #include "time/VTimezoneGenerator.h"
 
-namespace {
-
-// The text of a component, which is freed.
-QByteArray take(icalcomponent *component) {
-    char *text = icalcomponent_as_ical_string_r(component);
-    const QByteArray bytes(text);
-    icalmemory_free_buffer(text);
-    icalcomponent_free(component);
-    return bytes;
-}
-
-}  // namespace
-
 QByteArray ICalWriter::wholeObject(CommonDataMO *event, const Request &request) {
     ICalEventRequest eventRequest;
     eventRequest.event = event;
@@ -30,11 +17,12 @@ QByteArray ICalWriter::wholeObject(CommonDataMO *event, const Request &request) 
     eventRequest.callerAddress = request.callerAddress;
     eventRequest.occurrence = request.occurrence;
     eventRequest.comment = request.comment;
-    return take(ICalCalendarWriter::wholeObject(eventRequest, request.sequences));
+    return ICalCalendarWriter::takeText(
+        ICalCalendarWriter::wholeObject(eventRequest, request.sequences));
 }
 
 QByteArray ICalWriter::calendarExport(CommonDataMO *calendar) {
-    return take(ICalCalendarWriter::calendarExport(calendar));
+    return ICalCalendarWriter::calendarExport(calendar);
 }
 
 QByteArray ICalWriter::zoneExport(const QTimeZone &zone) {
@@ -42,7 +30,7 @@ QByteArray ICalWriter::zoneExport(const QTimeZone &zone) {
     const int year = Clock::shared().now().toDateTime().date().year();
     icalcomponent_add_component(
         calendar, VTimezoneGenerator::newVTimezoneForRangeOfYears(zone, year, year, false));
-    return take(calendar);
+    return ICalCalendarWriter::takeText(calendar);
 }
 
 QByteArray ICalWriter::freeBusyRequest(const QStringList &attendees, Date start, Date end,
@@ -68,5 +56,5 @@ QByteArray ICalWriter::freeBusyRequest(const QStringList &attendees, Date start,
             request, icalproperty_new_attendee(
                          ICalProperties::calendarAddress(attendee).toUtf8().constData()));
     icalcomponent_add_component(calendar, request);
-    return take(calendar);
+    return ICalCalendarWriter::takeText(calendar);
 }
