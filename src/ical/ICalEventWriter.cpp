@@ -139,7 +139,7 @@ icalcomponent *EventBuilder::build() {
     ICalPeopleWriter::addContacts(m_component, m_event, has(LocalData));
     ICalProperties::addXProps(m_component,
                               m_event->unarchivedValueForKey(QStringLiteral("xProps")).toMap());
-    ICalPeopleWriter::addPeople(m_component, m_request);
+    ICalPeopleWriter::addPeople(m_component, m_request, m_organizer);
     if (m_wholeItem) {
         ICalAttachmentWriter::addAttachments(m_component, m_event, m_options);
         ICalAlarmWriter::addAlarms(m_component, m_event, m_options);

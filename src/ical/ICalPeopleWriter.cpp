@@ -100,10 +100,9 @@ void addContacts(icalcomponent *component, const CommonDataMO *event, bool local
     }
 }
 
-void addPeople(icalcomponent *component, const ICalEventRequest &request) {
+void addPeople(icalcomponent *component, const ICalEventRequest &request,
+               const ExtraDataMO *organizer) {
     CommonDataMO *event = request.event;
-    const MeetingRoles roles(event);
-    const ExtraDataMO *organizer = roles.anyOrganizer();
     const bool callerIsOrganizer = request.options & ICalWriteOptions::CallerIsOrganizer;
     const QString callerAddress = callerIsOrganizer ? request.callerAddress : QString();
     if (organizer) {
@@ -127,7 +126,7 @@ void addPeople(icalcomponent *component, const ICalEventRequest &request) {
         }
     }
     if (request.method == ICalMethod::Reply) {
-        const ExtraDataMO *ours = roles.ourAttendeeExtra();
+        const ExtraDataMO *ours = MeetingRoles(event).ourAttendeeExtra();
         if (!ours)
             return;
         icalproperty *property = icalproperty_new_attendee(

@@ -7,6 +7,7 @@
 
 struct ICalEventRequest;
 class CommonDataMO;
+class ExtraDataMO;
 
 namespace ICalPeopleWriter {
 
@@ -15,7 +16,9 @@ namespace ICalPeopleWriter {
 void addContacts(icalcomponent *component, const CommonDataMO *event, bool local);
 // ORGANIZER and ATTENDEE as the request's method asks: a REPLY carries only
 // the user's own attendee (declining when any of the low eight option bits
-// is set); a PUBLISH without organizer names the user.
-void addPeople(icalcomponent *component, const ICalEventRequest &request);
+// is set); a PUBLISH without organizer names the user. `organizer` is the
+// item's first organizer record (MeetingRoles::anyOrganizer), or nullptr.
+void addPeople(icalcomponent *component, const ICalEventRequest &request,
+               const ExtraDataMO *organizer);
 
 }  // namespace ICalPeopleWriter
