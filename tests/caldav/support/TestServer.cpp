@@ -1,6 +1,7 @@
 #include "caldav/support/TestServer.h"
 
 #include <signal.h>
+#include <sys/prctl.h>
 #include <unistd.h>
 #include <QDeadlineTimer>
 #include <QFile>
@@ -69,15 +70,32 @@ QString TestServer::restart() {
 
 QString TestServer::launch() {
     m_process = std::make_unique<QProcess>();
-    m_process->setProgram(m_program);
-    m_process->setArguments(m_arguments);
+    // The group leader is a shell that outlives the server on SIGTERM (so
+    // that stop() waits for a clean shutdown) and kills the whole group when
+    // this test binary dies: a parent-death signal set on the server itself
+    // would not reach what it starts, and is dropped by the user switch of
+    // setpriv.
+    m_process->setProgram(QStringLiteral("/bin/sh"));
+    m_process->setArguments(QStringList{QStringLiteral("-c"),
+                                        QStringLiteral("trap 'kill -KILL 0' HUP; trap wait TERM; "
+                                                       "\"$0\" \"$@\" & wait $!; wait"),
+                                        m_program} +
+                            m_arguments);
     m_process->setWorkingDirectory(m_dir.path());
     m_process->setStandardInputFile(QProcess::nullDevice());
     m_process->setStandardOutputFile(m_dir.filePath(QStringLiteral("server.log")),
                                      QIODevice::Append);
     m_process->setProcessChannelMode(QProcess::MergedChannels);
-    // Its own session: stop() reaches every process the server starts.
-    m_process->setChildProcessModifier([] { ::setsid(); });
+    // Its own session: stop() reaches every process the server starts. The
+    // parent-death signal follows the thread that starts the process, which
+    // is why servers are started on the thread that runs the tests.
+    const pid_t testProcess = ::getpid();
+    m_process->setChildProcessModifier([testProcess] {
+        ::setsid();
+        ::prctl(PR_SET_PDEATHSIG, SIGHUP);
+        if (::getppid() != testProcess)  // died before the signal was armed
+            ::_exit(127);
+    });
     m_process->start();
     if (!m_process->waitForStarted(10000))
         return QStringLiteral("%1 did not start: %2").arg(m_program, m_process->errorString());

@@ -10,7 +10,9 @@
 // folder, a free port on 127.0.0.1. start() returns once it answers (a
 // bounded poll) or says why it could not; a missing program is an error that
 // names the Debian package, never a reason to skip. The destructor stops the
-// whole process group.
+// whole process group; when the test binary dies without it (a crash, a
+// timeout's kill), the group is killed too. Start servers on the thread that
+// runs the tests: the group goes when the starting thread ends.
 class TestServer {
 public:
     TestServer();
@@ -25,6 +27,8 @@ public:
     QString restart();
 
     quint16 port() const { return m_port; }
+    // The process group of the running server; 0 when it is not running.
+    qint64 processGroup() const { return m_process ? m_process->processId() : 0; }
     QString folder() const { return m_dir.path(); }
     // "http://127.0.0.1:PORT" (or https) followed by `path`.
     QString url(const QString &path) const;

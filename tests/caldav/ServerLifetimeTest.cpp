@@ -1,0 +1,100 @@
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <QDeadlineTimer>
+#include <QDir>
+#include <QEventLoop>
+#include <QFile>
+#include <QThread>
+#include <QTimer>
+#include <iostream>
+
+#include "caldav/support/DAVServers.h"
+#include "support/TestSupport.h"
+
+// The test servers go with the test binary that started them, however it
+// ends: a binary killed by a timeout must not leave servers listening.
+
+namespace {
+
+// Processes of the group that still run (zombies waiting for a reaper do not
+// count: they hold no port and no file).
+QList<qint64> liveMembersOfGroup(qint64 group) {
+    QList<qint64> members;
+    const QStringList entries = QDir(QStringLiteral("/proc")).entryList(QDir::Dirs);
+    for (const QString &entry : entries) {
+        bool numeric = false;
+        const qint64 pid = entry.toLongLong(&numeric);
+        if (!numeric)
+            continue;
+        QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
+        if (!stat.open(QIODevice::ReadOnly))
+            continue;
+        // "pid (comm) state ppid pgrp ...": the name may hold spaces.
+        const QByteArray line = stat.readAll();
+        const QList<QByteArray> fields = line.mid(line.lastIndexOf(')') + 2).split(' ');
+        if (fields.size() > 2 && fields[2].toLongLong() == group && fields[0] != "Z")
+            members.append(pid);
+    }
+    return members;
+}
+
+}  // namespace
+
+// Starts one server of each way of launching (a server run directly, a
+// shell with its own children, a server that switches user and forks),
+// prints their process groups and waits to be killed.
+MEROVAN_CHILD_ROUTINE(holdServersUntilKilled) {
+    RadicaleServer radicale;
+    DAViCalServer davical;
+    CyrusServer cyrus;
+    for (TestServer *server : std::initializer_list<TestServer *>{&radicale, &davical, &cyrus}) {
+        if (const QString error = server->start(); !error.isEmpty()) {
+            std::cerr << error.toStdString() << std::endl;
+            return 1;
+        }
+        std::cout << server->processGroup() << ' ';
+    }
+    std::cout << std::endl;
+    QEventLoop loop;
+    QTimer::singleShot(300000, &loop, &QEventLoop::quit);
+    loop.exec();
+    return 0;
+}
+
+TEST(TestServerLifetime, ServersDieWithAKilledTestBinary) {
+    std::unique_ptr<QProcess> holder = startChildRoutine("holdServersUntilKilled");
+    ASSERT_TRUE(holder->waitForStarted(10000));
+    QByteArray line;
+    const QDeadlineTimer startDeadline(180000);
+    while (!line.endsWith('\n') && !startDeadline.hasExpired() &&
+           holder->state() == QProcess::Running) {
+        if (holder->waitForReadyRead(1000))
+            line += holder->readAllStandardOutput();
+    }
+    QList<qint64> groups;
+    for (const QByteArray &field : line.simplified().split(' '))
+        if (field.toLongLong() > 0)
+            groups.append(field.toLongLong());
+    ASSERT_EQ(groups.size(), 3) << line.toStdString()
+                                << holder->readAllStandardError().toStdString();
+    for (qint64 group : groups)
+        EXPECT_FALSE(liveMembersOfGroup(group).isEmpty()) << group;
+
+    ::kill(pid_t(holder->processId()), SIGKILL);
+    ASSERT_TRUE(holder->waitForFinished(10000));
+
+    // Bounded: the servers get their signal at once; their shutdown is quick.
+    const QDeadlineTimer deadline(20000);
+    QList<qint64> left;
+    do {
+        left.clear();
+        for (qint64 group : groups)
+            left += liveMembersOfGroup(group);
+        if (!left.isEmpty())
+            QThread::msleep(50);
+    } while (!left.isEmpty() && !deadline.hasExpired());
+    EXPECT_TRUE(left.isEmpty()) << left.size() << " processes outlived the test binary";
+    for (qint64 group : groups)
+        ::kill(-pid_t(group), SIGKILL);
+}
