@@ -11,6 +11,7 @@
 #include "caldav/PropertyKey.h"
 #include "ical/ICalImporter.h"
 #include "ical/ICalReadOptions.h"
+#include "model/AttachmentFiles.h"
 #include "model/CommonDataMO.h"
 #include "model/ExtraDataMO.h"
 #include "model/ModelObject.h"
@@ -87,6 +88,26 @@ void dropDetachedInstancesNotIn(CommonDataMO *item, const QList<CommonDataMO *> 
     }
     if (dropped)
         recurrence.detachedInstancesChanged();
+}
+
+// The files a server manages for the item and its detached instances that
+// are not on disk wait for the file step, as web files do, when the calendar
+// fetches its files: another client's attachment reaches this machine.
+void markManagedFilesForDownload(CommonDataMO *item, const CommonDataMO &calendar) {
+    if (!calendar.boolValueForKey(QStringLiteral("localFetchAttachments")))
+        return;
+    QList<CommonDataMO *> items = ItemRecurrence(item).detachedInstances();
+    items.prepend(item);
+    for (CommonDataMO *each : std::as_const(items))
+        for (ExtraDataMO *record : each->extrasForRelationship(QStringLiteral("attachments"))) {
+            const QVariantMap managed = record->dictionaryValueForKey(QStringLiteral("url"));
+            if (managed.value(QStringLiteral("id")).toString().isEmpty() ||
+                record->boolValueForKey(QStringLiteral("needsToBeFetched")) ||
+                record->boolValueForKey(QStringLiteral("needsToBeStored")) ||
+                AttachmentFiles::haveAttachmentOnDisk(*record))
+                continue;
+            record->setBoolValue(true, QStringLiteral("needsToBeFetched"));
+        }
 }
 
 }  // namespace
@@ -317,6 +338,7 @@ CommonDataMO *CalDAVSyncTask::storeResource(CommonDataMO *calendar, const QStrin
         return nullptr;
     }
     dropDetachedInstancesNotIn(item, result.detached, *calendar, *m_remoteObjects, href);
+    markManagedFilesForDownload(item, *calendar);
     ModelObject *record = m_remoteObjects->link(href, item->objectInfo());
     record->setValue(QStringLiteral("remoteETag"), etag);
     record->setDateValue(Clock::shared().now(), QStringLiteral("remoteLastUpdateTime"));
