@@ -146,6 +146,7 @@ void CalDAVSyncTask::cleanup() {
     m_resultsInBackground = false;
     m_changedSyncableEvents.clear();
     m_sending = {};
+    m_brokenUpload = nullptr;
     m_changedCalendars.clear();
     m_sendingCalendar = {};
     m_filesToSync.clear();

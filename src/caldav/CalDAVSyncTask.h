@@ -271,6 +271,15 @@ private:
     // deleted; when the old resource was gone, only the former.
     void resendRefusedMove(int status);
     void sendEventResponse();
+    // A server may refuse an item too large for it by answering before the
+    // body is read and closing the connection, so that the client sees the
+    // connection break rather than the refusal. An item whose upload broke
+    // the connection is sent once more; when it breaks it again, a small
+    // request to its calendar tells a server that takes other requests (the
+    // item is refused as too large, and the cycle goes on) from one that
+    // cannot be reached (the cycle ends in "unable to connect").
+    void resendAfterBrokenConnection();
+    void brokenConnectionProbeResponse();
     // The status of the answer to a request for one resource (a
     // multi-status answer gives the highest of its responses), with its
     // ETag and error elements, and the whole results; none after ending the
@@ -466,6 +475,8 @@ private:
     ChangedEvent m_moveTarget;
     QString m_moveHREF;
     std::optional<Date> m_sentModTime;
+    // The item whose upload broke the connection once in this cycle.
+    SyncableObjectMO *m_brokenUpload = nullptr;
     // Calendars: whether the list comes before the items this cycle, and
     // whether it was read already; the calendars to send, newest last, and
     // the one sent now with the property values sent.

@@ -40,6 +40,9 @@
 
 namespace {
 
+// "Content Too Large": the request's body is more than the server takes.
+constexpr int kPayloadTooLargeStatus = 413;
+
 // The main item a changed syncable object stands for: itself, or the
 // original of a detached instance.
 SyncableObjectMO *mainSyncableOf(SyncableObjectMO *syncable) {
@@ -334,6 +337,11 @@ std::optional<CalDAVSyncTask::ResultStatus> CalDAVSyncTask::resultStatusWithETag
 }
 
 void CalDAVSyncTask::sendEventResponse() {
+    const bool upload = m_changeOp == ChangeOp::Add || m_changeOp == ChangeOp::Change;
+    if (upload && !caldav().response() && !caldav().userAborted()) {
+        resendAfterBrokenConnection();
+        return;
+    }
     const std::optional<ResultStatus> result = resultStatusWithETag();
     if (!result)
         return;
@@ -343,16 +351,55 @@ void CalDAVSyncTask::sendEventResponse() {
     setNextStep([this] { sendChangedEvent(); });
 }
 
+void CalDAVSyncTask::resendAfterBrokenConnection() {
+    SyncableObjectMO *syncable = m_sending.syncable;
+    if (syncable->isDeleted()) {
+        setNextStep([this] { sendChangedEvent(); });
+        return;
+    }
+    if (m_brokenUpload != syncable) {
+        logInfo(
+            "CalDAVSyncTask (%@): the connection broke while sending event (%@); sending it "
+            "again",
+            logIdentity(), syncable->uid());
+        m_brokenUpload = syncable;
+        sendEventChange(syncable, CalDAVRemoteObjects::recordOf(syncable, remoteService()));
+        return;
+    }
+    awaitAnswer([this] { brokenConnectionProbeResponse(); });
+    caldav().propfind(serviceURLFromPath(m_sending.calendarHREF), 0, 0,
+                      {QStringLiteral("resourcetype")});
+}
+
+void CalDAVSyncTask::brokenConnectionProbeResponse() {
+    if (!caldav().response()) {
+        endWithNoAnswer();
+        return;
+    }
+    // The server answers other requests: the item is what it refuses.
+    logWarning(
+        "CalDAVSyncTask (%@): event (%@) refused as too large: sending it broke the "
+        "connection twice while other requests were answered",
+        logIdentity(), m_sending.syncable->uid());
+    m_brokenUpload = nullptr;
+    processEventResponse(ResultStatus{kPayloadTooLargeStatus, std::nullopt, {}, {}});
+    setNextStep([this] { sendChangedEvent(); });
+}
+
 QString CalDAVSyncTask::reasonForConflict(const QVariantList &errorDicts, const CommonDataMO &event,
                                           int status) {
+    const QString tooLarge =
+        event.integerValueForKey(QStringLiteral("eventType")) == ItemType::Graphic
+            ? QStringLiteral("Graphic too large")
+            : QStringLiteral("Event too large");
+    if (status == kPayloadTooLargeStatus)
+        return tooLarge;
     const QString googleError = PropertyKey::inNamespace(
         QStringLiteral("error"), QLatin1String(CalDAVClient::kGoogleDataNamespace));
     for (const QVariant &entry : errorDicts) {
         const QVariantMap error = entry.toMap();
         if (error.contains(CalDAVClient::caldavKey("max-resource-size")))
-            return event.integerValueForKey(QStringLiteral("eventType")) == ItemType::Graphic
-                       ? QStringLiteral("Graphic too large")
-                       : QStringLiteral("Event too large");
+            return tooLarge;
         if (error.value(googleError).toString() == QLatin1String("invalid"))
             return QStringLiteral("Event too large");
     }

@@ -128,10 +128,7 @@ protected:
 
 TEST_F(CalDAVOversizedItemTest, AnItemLargerThanTheServerTakesIsKeptInTheConflictBin) {
     sync();
-    const SyncableObjectMO *listed =
-        CalDAVRemoteObjects(service()).localObjectForHREF(QUrl(server->calendarURL()).path());
-    ASSERT_NE(listed, nullptr);
-    CommonDataMO *calendar = listed->objectData();
+    CommonDataMO *calendar = localCalendarOf(server->calendarURL());
     ASSERT_NE(calendar, nullptr);
     CommonDataMO *large = makeLocalItem(calendar, "Too large");
     large->setStringValue(QString(16384, 'x'), "content");
@@ -148,7 +145,7 @@ TEST_F(CalDAVOversizedItemTest, AnItemLargerThanTheServerTakesIsKeptInTheConflic
     EXPECT_EQ(refused.counts.pushed, 0);
     EXPECT_EQ(refused.counts.conflicts, 1);
     EXPECT_TRUE(fixture.log.contains("copyChildToConflictBinAndDeleteOriginal(" + uid +
-                                     ") : Refused by the server (HTTP 413)"));
+                                     ") : Event too large"));
     EXPECT_EQ(item(calendar, uid), nullptr);
     EXPECT_FALSE(serverResources(server->calendarURL()).contains(uid + ".ics"));
     CommonDataMO *bin = ConflictBin::conflictCalendar(calendar->managedObjectContext());
@@ -212,6 +209,8 @@ TEST(CalDAVConflictReasonTest, NamesTheSizeLimitTheFirstErrorOrTheStatus) {
         QVariantMap{{"need-privileges", QString()}}};
     EXPECT_EQ(CalDAVSyncTask::reasonForConflict(other, *event, 403),
               "urn:ietf:params:xml:ns:caldav valid-calendar-data");
+    EXPECT_EQ(CalDAVSyncTask::reasonForConflict({}, *event, 413), "Event too large");
+    EXPECT_EQ(CalDAVSyncTask::reasonForConflict({}, *graphic, 413), "Graphic too large");
     EXPECT_EQ(CalDAVSyncTask::reasonForConflict({}, *event, 415),
               "Refused by the server (HTTP 415)");
 }

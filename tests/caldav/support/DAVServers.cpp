@@ -215,14 +215,14 @@ QString RadicaleServer::prepare(QString &program, QStringList &arguments) {
         !missing.isEmpty())
         return missing;
     const QString config = QStringLiteral(
-                               "[server]\nhosts = 127.0.0.1:%1\n"
+                               "[server]\nhosts = 127.0.0.1:%1\n%4"
                                "[auth]\ntype = htpasswd\nhtpasswd_filename = %2/users\n"
                                "htpasswd_encryption = plain\ndelay = 0\n"
                                "%3"
                                "[storage]\nfilesystem_folder = %2/collections\n"
                                "[web]\ntype = none\n[logging]\nlevel = warning\n")
                                .arg(m_port)
-                               .arg(m_dir.path(), rightsConfig());
+                               .arg(m_dir.path(), rightsConfig(), serverLines());
     if (!writeFile(m_dir.filePath(QStringLiteral("config")), config.toUtf8()) ||
         !writeFile(m_dir.filePath(QStringLiteral("users")), "test:test\ntest2:test2\n"))
         return QStringLiteral("cannot write Radicale's configuration");

@@ -37,6 +37,7 @@ protected:
     // collections only.
     virtual QString rightsConfig();
     // Lines added to the [server] section.
+    virtual QString serverLines() const { return {}; }
 };
 
 // Radicale as above with a calendar "/test/shared/" (titled "Shared") that

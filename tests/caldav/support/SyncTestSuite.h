@@ -5,6 +5,7 @@
 #include <QUrl>
 #include <iostream>
 
+#include "caldav/CalDAVRemoteObjects.h"
 #include "caldav/support/DAVServers.h"
 #include "caldav/support/DiscoveryFixture.h"
 #include "caldav/support/ServerTestSuite.h"
@@ -178,6 +179,13 @@ protected:
                 return syncable->objectData();
         }
         return nullptr;
+    }
+    // The account's local calendar synced with the server's calendar at
+    // that URL, or nullptr.
+    CommonDataMO *localCalendarOf(const QString &url) {
+        SyncableObjectMO *syncable =
+            CalDAVRemoteObjects(service()).localObjectForHREF(QUrl(url).path());
+        return syncable ? syncable->objectData() : nullptr;
     }
     int calendarsTitled(const QString &title) {
         int count = 0;
