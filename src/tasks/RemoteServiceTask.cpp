@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 #include <QFileInfo>
+#include <algorithm>
 #include <stdexcept>
 
 #include "model/ModelObject.h"
@@ -258,7 +259,9 @@ void RemoteServiceTask::syncCompleted(bool saveSyncTime) {
             setNextWakeup(now.addingSeconds(kFailureRetryDelay));
             break;
         case SyncState::UnableToConnect:
-            setNextWakeup(now.addingSeconds(m_networkErrorRetryInterval * m_retryMultiplier));
+            setNextWakeup(now.addingSeconds(
+                std::max(m_networkErrorRetryInterval * m_retryMultiplier,
+                         std::min(m_serverRetryDelay.value_or(0), kMaxServerRetryDelay))));
             break;
         case SyncState::IncompatibleServer:
         case SyncState::InternalError:
@@ -273,6 +276,7 @@ void RemoteServiceTask::syncCompleted(bool saveSyncTime) {
     else if (m_retryMultiplier < kMaxRetryMultiplier)
         m_retryMultiplier *= 2;
 
+    m_serverRetryDelay.reset();
     m_lastSyncTime.reset();
     m_syncStartTime.reset();
     if (finished)
@@ -286,6 +290,29 @@ void RemoteServiceTask::syncCompleted(bool saveSyncTime) {
         ResetSyncDelegate *resetDelegate = std::exchange(m_resetDelegate, nullptr);
         resetDelegate->resetSyncHasFinished(m_syncState == SyncState::Idle, this);
     }
+}
+
+void RemoteServiceTask::noteServerRetryDelay(double seconds) {
+    if (seconds > 0)
+        m_serverRetryDelay = std::max(seconds, m_serverRetryDelay.value_or(0));
+}
+
+std::optional<RemoteServiceTask::Backoff> RemoteServiceTask::backoff() const {
+    if (m_syncState < SyncState::LoginFailed || m_syncState > SyncState::Offline)
+        return std::nullopt;
+    return Backoff{m_syncState, m_syncErrorString, nextWakeup(), m_retryMultiplier,
+                   m_remoteService
+                       ? m_remoteService->dateValueForKey(QStringLiteral("lastSyncTime"))
+                       : std::nullopt};
+}
+
+void RemoteServiceTask::resumeBackoff(const Backoff &backoff) {
+    logInfo("%@ (%@): keeping the back-off of state %ld until %@", name(), logIdentity(),
+            long(backoff.state), backoff.nextWakeup.description());
+    setSyncState(backoff.state);
+    m_syncErrorString = backoff.errorString;
+    m_retryMultiplier = backoff.retryMultiplier;
+    setNextWakeup(backoff.nextWakeup);
 }
 
 void RemoteServiceTask::recordOutcome() {

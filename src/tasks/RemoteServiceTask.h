@@ -35,6 +35,8 @@ public:
     static constexpr double kNetworkErrorRetryInterval = 15.0;
     static constexpr double kMaxRetryMultiplier = 32;
     static constexpr double kFailureRetryDelay = 86400;
+    // The longest wait a server may ask for before the next attempt.
+    static constexpr double kMaxServerRetryDelay = 3600;
     static constexpr double kChangesDelay = 3.0;
     static constexpr double kPendingChangesRestartDelay = 5.0;
     static constexpr double kSyncNeededRestartDelay = 3.0;
@@ -93,6 +95,28 @@ public:
     bool forcedSync() const { return m_forceSync; }
     bool doingResetSync() const { return m_doingResetSync; }
 
+    // The server asked not to be tried again for that many seconds (a
+    // "Retry-After" with a refusal): a network failure ending this cycle
+    // waits at least that long, up to kMaxServerRetryDelay.
+    void noteServerRetryDelay(double seconds);
+
+    // Where a failed task stands in its back-off: its state and error, the
+    // time of its next attempt and the growth of its delay, with the
+    // service's "lastSyncTime" when it was taken.
+    struct Backoff {
+        qint64 state = SyncState::Idle;
+        std::optional<QString> errorString;
+        Date nextWakeup;
+        double retryMultiplier = 1.0;
+        std::optional<Date> lastSyncTime;
+    };
+    // None unless the last cycle failed (states 2 to 7).
+    std::optional<Backoff> backoff() const;
+    // A new task of the service takes over the back-off of the one it
+    // replaces (stopped while a command held the application), so that it
+    // does not try a failing server again at once.
+    void resumeBackoff(const Backoff &backoff);
+
     // End of a cycle, saving the sync time or not.
     void syncCompleted(bool saveSyncTime);
     void syncCompletedWithState(qint64 state);
@@ -139,6 +163,7 @@ private:
 
     double m_networkErrorRetryInterval = kNetworkErrorRetryInterval;
     double m_retryMultiplier = 1.0;
+    std::optional<double> m_serverRetryDelay;
     qint64 m_syncState = SyncState::Idle;
     std::optional<QString> m_syncErrorString;
     bool m_forceSync = false;

@@ -38,6 +38,11 @@ void TaskControl::stopNetworkTasks() {
     if (!TaskManager::hasSharedManager())
         return;
     TaskManager &manager = TaskManager::sharedManager();
+    for (RemoteServiceTask *task : manager.allTasksOfClass<RemoteServiceTask>())
+        if (const std::optional<RemoteServiceTask::Backoff> backoff = task->backoff();
+            backoff && task->remoteService())
+            m_backoffs.insert(task->remoteService()->valueForKey(QStringLiteral("uid")).toString(),
+                              *backoff);
     const QList<NetworkTask *> network = manager.allTasksOfClass<NetworkTask>();
     manager.removeTasks(QList<Task *>(network.begin(), network.end()));
 }
@@ -55,10 +60,18 @@ void TaskControl::startRemoteServices() {
         if (object->entityName() != entity || object->isDeleted() ||
             RemoteServiceTask::taskForRemoteService(service))
             continue;
-        if (std::unique_ptr<RemoteServiceTask> task =
-                RemoteServiceTask::newTaskForRemoteService(service, true))
-            TaskManager::sharedManager().addTask(std::move(task), m_taskDelegate);
+        std::unique_ptr<RemoteServiceTask> task =
+            RemoteServiceTask::newTaskForRemoteService(service, true);
+        if (!task)
+            continue;
+        const auto kept =
+            m_backoffs.constFind(service->valueForKey(QStringLiteral("uid")).toString());
+        if (kept != m_backoffs.cend() &&
+            kept->lastSyncTime == service->dateValueForKey(QStringLiteral("lastSyncTime")))
+            task->resumeBackoff(*kept);
+        TaskManager::sharedManager().addTask(std::move(task), m_taskDelegate);
     }
+    m_backoffs.clear();
 }
 
 void TaskControl::syncNow() {

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <QHash>
+
 #include "model/DatabaseControllerDelegate.h"
+#include "tasks/RemoteServiceTask.h"
 #include "tasks/ResetSyncDelegate.h"
 
 class SleepMonitor;
@@ -35,4 +38,8 @@ public:
 private:
     TaskManagerDelegate *m_managerDelegate;
     TaskDelegate *m_taskDelegate;
+    // The back-off of failed services' tasks stopped by stopNetworkTasks(),
+    // by service uid, for the tasks made again for them; dropped for a
+    // service synced meanwhile (by a command).
+    QHash<QString, RemoteServiceTask::Backoff> m_backoffs;
 };
