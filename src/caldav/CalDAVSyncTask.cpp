@@ -1,5 +1,6 @@
 #include "caldav/CalDAVSyncTask.h"
 
+#include <QDateTime>
 #include <QUrl>
 
 #include "caldav/CalDAVCalendarGroups.h"
@@ -8,7 +9,9 @@
 #include "caldav/CalDAVServiceInfo.h"
 #include "caldav/HTMLText.h"
 #include "caldav/PropertyKey.h"
+#include "caldav/WebDAVResponse.h"
 #include "model/ModelObject.h"
+#include "model/foundation/Clock.h"
 #include "model/foundation/Log.h"
 #include "model/util/TextEncoding.h"
 
@@ -17,6 +20,26 @@ using namespace CalDAVServiceInfo;
 namespace {
 
 constexpr int kMaximumRedirects = 10;
+constexpr int kServiceUnavailableStatus = 503;
+constexpr int kTooManyRequestsStatus = 429;
+
+// How long a server that is busy ("Service Unavailable", "Too Many
+// Requests") asks not to be tried again: its "Retry-After" in seconds, or
+// until the date it names; none without one.
+std::optional<double> retryAfterSecondsOf(const WebDAVResponse &response) {
+    if (response.statusCode != kServiceUnavailableStatus &&
+        response.statusCode != kTooManyRequestsStatus)
+        return std::nullopt;
+    const QString value = response.headerValue(QStringLiteral("Retry-After")).value_or(QString());
+    bool isNumber = false;
+    const double seconds = value.trimmed().toDouble(&isNumber);
+    if (isNumber)
+        return seconds;
+    const QDateTime date = QDateTime::fromString(value.trimmed(), Qt::RFC2822Date);
+    if (!date.isValid())
+        return std::nullopt;
+    return Date::fromDateTime(date).secondsSince(Clock::shared().now());
+}
 constexpr qsizetype kMaximumServerWords = 400;
 
 QString principalKey() {
@@ -210,6 +233,12 @@ int CalDAVSyncTask::webdavClientLoginPassword(WebDAVClient &client, const QUrl &
 }
 
 void CalDAVSyncTask::webdavClientDidFinish(WebDAVClient &client) {
+    if (const std::optional<WebDAVResponse> &response = client.response())
+        if (const std::optional<double> delay = retryAfterSecondsOf(*response)) {
+            logInfo("CalDAVSyncTask (%@): the server asks to be tried again in %.0f seconds",
+                    logIdentity(), *delay);
+            noteServerRetryDelay(*delay);
+        }
     if (!m_resultsInBackground) {
         unblock();
         return;

@@ -383,7 +383,8 @@ std::optional<QVariantMap> CalDAVSyncTask::multiStatusResultsDict(bool longRespo
                 results->value(QStringLiteral("error")));
         return results;
     }
-    if (status == 423 || status >= 500) {
+    // Locked, busy, or failing: tried again later.
+    if (status == 423 || status == 429 || status >= 500) {
         if (status >= 500 && internalServerErrorOK)
             return results;
         logWarning("CalDAV: error %ld", long(status));

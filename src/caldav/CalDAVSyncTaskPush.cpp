@@ -42,6 +42,7 @@ namespace {
 
 // "Content Too Large": the request's body is more than the server takes.
 constexpr int kPayloadTooLargeStatus = 413;
+constexpr int kPreconditionFailedStatus = 412;
 
 // The main item a changed syncable object stands for: itself, or the
 // original of a detached instance.
@@ -98,6 +99,18 @@ int pushStatusOf(const QVariantMap &results) {
     for (const QVariant &entry : results.value(QStringLiteral("multistatus")).toList())
         highest = std::max(highest, entry.toMap().value(QStringLiteral("status"), 200).toInt());
     return highest ? highest : 200;
+}
+
+// The ETag a PROPFIND of one resource found, or none.
+std::optional<QString> listedETagOf(const QVariantMap &results) {
+    for (const QVariant &response : results.value(QStringLiteral("multistatus")).toList())
+        for (const QVariant &entry : response.toMap().value(QStringLiteral("propstat")).toList()) {
+            const QVariantMap propstat = entry.toMap();
+            if (propstat.value(QStringLiteral("property status"), 200).toInt() == 200 &&
+                !propstat.value(QStringLiteral("getetag")).toString().isEmpty())
+                return propstat.value(QStringLiteral("getetag")).toString();
+        }
+    return std::nullopt;
 }
 
 // The URL of a resource: the service's URL of its href without the slash
@@ -320,7 +333,7 @@ std::optional<CalDAVSyncTask::ResultStatus> CalDAVSyncTask::resultStatusWithETag
     }
     noteWebPage(*results);
     const int status = pushStatusOf(*results);
-    if (status == 423 || status >= 500) {
+    if (status == 423 || status == 429 || status >= 500) {
         logWarning("CalDAV: error %ld", long(status));
         finishWithState(SyncState::UnableToConnect);
         return std::nullopt;
@@ -367,22 +380,36 @@ void CalDAVSyncTask::resendAfterBrokenConnection() {
         return;
     }
     awaitAnswer([this] { brokenConnectionProbeResponse(); });
-    caldav().propfind(serviceURLFromPath(m_sending.calendarHREF), 0, 0,
-                      {QStringLiteral("resourcetype")});
+    caldav().propfind(resourceURLOf(serviceURLFromPath(m_sendingHREF)), 0, 0,
+                      {QStringLiteral("getetag")});
 }
 
 void CalDAVSyncTask::brokenConnectionProbeResponse() {
-    if (!caldav().response()) {
+    const std::optional<QVariantMap> results = caldav().resultsDict();
+    const int status = results ? results->value(QStringLiteral("status")).toInt() : 0;
+    if (status != 207 && status != 404) {
         endWithNoAnswer();
         return;
     }
-    // The server answers other requests: the item is what it refuses.
-    logWarning(
-        "CalDAVSyncTask (%@): event (%@) refused as too large: sending it broke the "
-        "connection twice while other requests were answered",
-        logIdentity(), m_sending.syncable->uid());
     m_brokenUpload = nullptr;
-    processEventResponse(ResultStatus{kPayloadTooLargeStatus, std::nullopt, {}, {}});
+    // What the server holds at the item's place now: as it was seen here,
+    // the upload did not arrive, and the server refuses the item; anything
+    // else, it arrived though the answer did not, or another client changed
+    // the resource (the 412 of a condition that failed).
+    const std::optional<QString> held =
+        status == 207 ? listedETagOf(*results) : std::optional<QString>();
+    const ModelObject *record = m_remoteObjects->forHREF(m_sendingHREF);
+    const std::optional<QString> seen =
+        record ? CalDAVRemoteObjects::etagOf(record) : std::optional<QString>();
+    if (held == seen) {
+        logWarning(
+            "CalDAVSyncTask (%@): event (%@) refused as too large: sending it broke the "
+            "connection twice while other requests were answered",
+            logIdentity(), m_sending.syncable->uid());
+        processEventResponse(ResultStatus{kPayloadTooLargeStatus, std::nullopt, {}, {}});
+    } else {
+        processEventResponse(ResultStatus{kPreconditionFailedStatus, std::nullopt, {}, {}});
+    }
     setNextStep([this] { sendChangedEvent(); });
 }
 
