@@ -2,8 +2,7 @@
 
 #include "caldav/CalDAVRemoteObjects.h"
 #include "caldav/CalDAVSyncTask.h"
-#include "caldav/support/FaultProxy.h"
-#include "caldav/support/SyncTestSuite.h"
+#include "caldav/support/ProxiedSyncTestSuite.h"
 #include "model/CalendarAccess.h"
 #include "model/ConflictBin.h"
 
@@ -113,18 +112,7 @@ TEST_F(CalDAVRefusedChangeTest, AReadOnlyCalendarIsNeitherChangedNorDeletedOnThe
 // limit answers before reading the body and resets the connection, so that
 // whether the answer arrives depends on timing; the proxy in front of it
 // refuses the item after reading it, as servers that read first do.
-class CalDAVOversizedItemTest : public SyncTestSuite<RadicaleServer> {
-protected:
-    void SetUp() override {
-        SyncTestSuite<RadicaleServer>::SetUp();
-        proxy = std::make_unique<FaultProxy>(server->port());
-        ASSERT_EQ(proxy->listen(), QString());
-    }
-    QString serviceAddress() const override {
-        return proxy->url(QLatin1String(SyncAccount<RadicaleServer>::principal));
-    }
-    std::unique_ptr<FaultProxy> proxy;
-};
+class CalDAVOversizedItemTest : public ProxiedSyncTestSuite<RadicaleServer> {};
 
 TEST_F(CalDAVOversizedItemTest, AnItemLargerThanTheServerTakesIsKeptInTheConflictBin) {
     sync();
