@@ -308,7 +308,8 @@ void CalDAVSyncTask::sendEventMove(ModelObject *record, const ChangedEvent &targ
             m_sending.syncable->uid(), m_sending.calendarHREF, target.calendarHREF);
     awaitAnswer([this] { sendEventResponse(); });
     caldav().move(resourceURLOf(serviceURLFromPath(m_sendingHREF)),
-                  resourceURLOf(serviceURLFromPath(m_moveHREF)), false);
+                  resourceURLOf(serviceURLFromPath(m_moveHREF)), false,
+                  CalDAVRemoteObjects::etagOf(record));
 }
 
 void CalDAVSyncTask::resendRefusedMove(int status) {

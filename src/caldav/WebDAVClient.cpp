@@ -89,7 +89,8 @@ QNetworkRequest WebDAVClient::requestForURL(const QString &url, const QString &m
     if (hasETag && !ignore) {
         if (m_method == QLatin1String("GET"))
             setHeader(request, QStringLiteral("If-None-Match"), *etag);
-        else if (m_method == QLatin1String("PUT") || m_method == QLatin1String("DELETE"))
+        else if (m_method == QLatin1String("PUT") || m_method == QLatin1String("DELETE") ||
+                 m_method == QLatin1String("MOVE"))
             setHeader(request, QStringLiteral("If-Match"), *etag);
     } else if (!hasETag && m_method == QLatin1String("PUT")) {
         setHeader(request, QStringLiteral("If-None-Match"), QStringLiteral("*"));
@@ -388,17 +389,18 @@ void WebDAVClient::mkcol(const QString &url) {
     sendRequest(requestForURL(url, QStringLiteral("MKCOL"), std::nullopt));
 }
 
-void WebDAVClient::move(const QString &url, const QString &destination, bool overwrite) {
-    transfer(QStringLiteral("MOVE"), url, destination, overwrite);
+void WebDAVClient::move(const QString &url, const QString &destination, bool overwrite,
+                        const std::optional<QString> &etag) {
+    transfer(QStringLiteral("MOVE"), url, destination, overwrite, etag);
 }
 
 void WebDAVClient::copy(const QString &url, const QString &destination, bool overwrite) {
-    transfer(QStringLiteral("COPY"), url, destination, overwrite);
+    transfer(QStringLiteral("COPY"), url, destination, overwrite, std::nullopt);
 }
 
 void WebDAVClient::transfer(const QString &method, const QString &url, const QString &destination,
-                            bool overwrite) {
-    QNetworkRequest request = requestForURL(url, method, std::nullopt);
+                            bool overwrite, const std::optional<QString> &etag) {
+    QNetworkRequest request = requestForURL(url, method, etag);
     setHeader(request, QStringLiteral("Destination"), escapedURL(destination));
     if (!overwrite)
         setHeader(request, QStringLiteral("Overwrite"), QStringLiteral("F"));

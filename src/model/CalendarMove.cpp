@@ -17,7 +17,14 @@ SyncableObjectMO *CalendarMove::moveItemToCalendar(CommonDataMO *item, CommonDat
     for (ManagedObject *object : item->objectsForKey(QStringLiteral("detachedEvents")))
         if (SyncableObjectMO *info = ModelObject::as<CommonDataMO>(object)->objectInfo())
             rehome(info, calendar);
-    syncable->touchLastModTime();
+    // Between two calendars of one account the move is the whole change (the
+    // account moves the resource): an item the account had as it is here
+    // stays so. Otherwise the new calendar's account sees a new item.
+    const ModelObject *service = calendar->owningService();
+    if (service && service == old->owningService() && !syncable->isLocallyModified())
+        syncable->touchReceivedTime();
+    else
+        syncable->touchLastModTime();
     return tombstone;
 }
 
