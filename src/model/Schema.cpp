@@ -171,11 +171,13 @@ const std::vector<EntityRow> &entityTable() {
           {"opacity", K::Opacity},
           {"cellRelativeRect", K::String},
           {"localMinimized", K::Boolean},
-          {"localFirstDay", K::Integer, kIndexed},
-          {"localLastDay", K::Integer, kIndexed},
+          {"localFirstDay", K::Integer},
+          {"localLastDay", K::Integer},
           {"localOrphaned", K::Boolean}},
          {R{"parentContainerDirect", "Calendar", "childrenDirect"}},
-         // The calendar views ask for the items overlapping a range of days.
+         // The calendar views ask for the items overlapping a range of days;
+         // the range index answers that, and nothing asks for one of the two
+         // days alone, so neither has an index of its own.
          {{"localFirstDay", "localLastDay"}}},
         {"Event",
          "CommonChild",

@@ -223,13 +223,7 @@ void PersistentStore::ensureTables() {
             if (!existing.contains(column.name))
                 db.execute(QStringLiteral("ALTER TABLE %1 ADD COLUMN %2 %3")
                                .arg(table, sqlIdentifier(column.name), sqlType(column.property)));
-            if (column.property->isIndexed || column.property->isRelationship)
-                db.execute(QStringLiteral("CREATE INDEX IF NOT EXISTS %1 ON %2(%3)")
-                               .arg(sqlIdentifier(layout.table + QLatin1Char('_') + column.name),
-                                    table, sqlIdentifier(column.name)));
         }
-        db.execute(QStringLiteral("CREATE INDEX IF NOT EXISTS %1 ON %2(Z_ENT)")
-                       .arg(sqlIdentifier(layout.table + QStringLiteral("_Z_ENT")), table));
         QSet<QString> ranges;
         for (const EntityDescription *entity : it.key()->selfAndDescendants()) {
             for (const EntityDescription::RangeIndex &range : entity->rangeIndexes()) {
@@ -247,11 +241,83 @@ void PersistentStore::ensureTables() {
             const QString join = joinTable(property);
             db.execute(
                 QStringLiteral("CREATE TABLE IF NOT EXISTS %1 (Z_SOURCE INTEGER NOT NULL, "
-                               "Z_TARGET INTEGER NOT NULL, PRIMARY KEY (Z_SOURCE, Z_TARGET));"
-                               "CREATE INDEX IF NOT EXISTS %2 ON %1(Z_TARGET)")
-                    .arg(sqlIdentifier(join), sqlIdentifier(join + QStringLiteral("_Z_TARGET"))));
+                               "Z_TARGET INTEGER NOT NULL, PRIMARY KEY (Z_SOURCE, Z_TARGET))")
+                    .arg(sqlIdentifier(join)));
         }
     }
+    ensureIndexes();
+}
+
+QHash<QString, QString> PersistentStore::wantedIndexes() const {
+    QHash<QString, QString> wanted;
+    const auto want = [&wanted](const QString &table, const QString &column, bool onlyWhenSet) {
+        const QString name = table + QLatin1Char('_') + column;
+        QString sql = QStringLiteral("CREATE INDEX %1 ON %2(%3)")
+                          .arg(sqlIdentifier(name), sqlIdentifier(table), sqlIdentifier(column));
+        if (onlyWhenSet)
+            sql += QStringLiteral(" WHERE %1 IS NOT NULL").arg(sqlIdentifier(column));
+        wanted.insert(name, sql);
+    };
+    for (auto it = m_layouts.cbegin(); it != m_layouts.cend(); ++it) {
+        const QString &table = it.value().table;
+        // A column can hold properties of several entities of the family;
+        // it is indexed on every row when one of them belongs to all rows.
+        QHash<QString, bool> onlyWhenSet;
+        for (const EntityDescription *entity : it.key()->selfAndDescendants()) {
+            for (const PropertyDescription *property : entity->properties()) {
+                if (property->entity != entity || !isStoredInRow(property))
+                    continue;
+                bool partial;
+                if (property->isRelationship) {
+                    // Members of a to-many are looked up by equality, never
+                    // by NULL; each side of a one-to-one is read from its
+                    // own row and needs no index.
+                    if (!property->inverse || !property->inverse->isToMany)
+                        continue;
+                    partial = true;
+                } else if (property->isIndexed) {
+                    partial = entity != entity->root();
+                } else {
+                    continue;
+                }
+                auto known = onlyWhenSet.find(property->name);
+                if (known == onlyWhenSet.end())
+                    onlyWhenSet.insert(property->name, partial);
+                else
+                    *known = *known && partial;
+            }
+        }
+        for (auto column = onlyWhenSet.cbegin(); column != onlyWhenSet.cend(); ++column)
+            want(table, column.key(), column.value());
+        want(table, QStringLiteral("Z_ENT"), false);
+    }
+    for (const EntityDescription *entity : m_model->entities()) {
+        for (const PropertyDescription *property : entity->properties()) {
+            if (property->entity == entity && property->isManyToMany() && isStoredSide(property))
+                want(joinTable(property), QStringLiteral("Z_TARGET"), false);
+        }
+    }
+    return wanted;
+}
+
+void PersistentStore::ensureIndexes() {
+    SqliteConnection &db = *m_connection;
+    QHash<QString, QString> missing = wantedIndexes();
+    QStringList unwanted;
+    SqliteStatement &existing = db.statement(QStringLiteral(
+        "SELECT name, sql FROM sqlite_master WHERE type = 'index' AND sql NOT NULL"));
+    while (existing.step()) {
+        const QString name = existing.columnText(0);
+        if (missing.value(name) == existing.columnText(1))
+            missing.remove(name);
+        else
+            unwanted << name;
+    }
+    existing.reset();
+    for (const QString &name : std::as_const(unwanted))
+        db.execute(QStringLiteral("DROP INDEX %1").arg(sqlIdentifier(name)));
+    for (const QString &sql : std::as_const(missing))
+        db.execute(sql);
 }
 
 QString PersistentStore::rangeIndexTable(const EntityDescription::RangeIndex &range) {

@@ -15,8 +15,9 @@
 // The SQLite file behind the contexts: one table per entity family (with an
 // entity column), join tables for many-to-many relationships, a metadata
 // table, and the entity codes used in the rows. Opening creates the tables of
-// a new store and migrates an older one to the model: missing tables, columns
-// and indexes are added, a copy of the file is left beside it while that runs
+// a new store and migrates an older one to the model: missing tables and
+// columns are added, indexes rebuilt to the current layout, a copy of the file is left beside it
+// while that runs
 // ("<name>~.<ext>"), and wasMigrated() says so.
 class PersistentStore {
 public:
@@ -105,6 +106,15 @@ private:
     void buildLayouts();
     void ensureTables();
     void ensureRangeIndex(const EntityDescription::RangeIndex &range);
+    // The indexes of the tables by name, each as SQLite keeps its CREATE
+    // statement: indexed attributes (on the rows where they are set, when
+    // only some entities of the family have them), the to-one side of
+    // one-to-many relationships (where set: members are looked up by
+    // equality), the entity code, and the target side of join tables.
+    QHash<QString, QString> wantedIndexes() const;
+    // Drops the indexes that are not wanted as they are (a store of an
+    // earlier layout) and creates the missing ones.
+    void ensureIndexes();
     void updateStatistics();
 
     const ManagedObjectModel *m_model;
