@@ -359,14 +359,20 @@ private:
         checkText(text, Format::Binary);
         const bool ascii =
             std::all_of(text.cbegin(), text.cend(), [](QChar c) { return c.unicode() < 0x80; });
+        const qsizetype width = ascii ? 1 : 2;
         QByteArray out;
-        out.reserve(text.size() * (ascii ? 1 : 2) + 10);
+        out.reserve(text.size() * width + 10);
         appendCounted(out, ascii ? 0x50 : 0x60, quint64(text.size()));
+        // The characters are written in place: appending them one by one
+        // cost more than everything else of a short text's list.
+        const qsizetype start = out.size();
+        out.resize(start + text.size() * width);
+        char *bytes = out.data() + start;
         for (QChar c : text) {
-            if (ascii)
-                out += char(c.unicode());
-            else
-                appendBigEndian(out, c.unicode(), 2);
+            const char16_t code = c.unicode();
+            if (!ascii)
+                *bytes++ = char(code >> 8);
+            *bytes++ = char(code & 0xff);
         }
         return out;
     }
