@@ -50,21 +50,40 @@ const SaveTransaction::EntityColumns &SaveTransaction::columnsFor(const EntityDe
 
 void SaveTransaction::bindValues(SqliteStatement &statement, ManagedObject *object,
                                  const EntityColumns &columns, int firstIndex) {
+    // Unset values stay NULL; text and data are bound where they are held
+    // (text as UTF-8 kept until the row is written), not copied again.
+    statement.clearBindings();
     const auto &properties = object->m_id.entity->properties();
-    int index = firstIndex;
+    int index = firstIndex - 1;
     for (int slot : columns.storedSlots) {
-        const QVariant &value = object->m_values[slot];
-        if (properties[slot]->isRelationship) {
-            auto *destination = value.isValid() ? value.value<ManagedObject *>() : nullptr;
-            if (destination)
-                statement.bindInt(index, destination->m_id.primaryKey);
-            else
-                statement.bindNull(index);
-        } else {
-            statement.bind(index, value);
-        }
         ++index;
+        const QVariant &value = object->m_values[slot];
+        if (!value.isValid() || value.isNull())
+            continue;
+        if (properties[slot]->isRelationship) {
+            if (auto *destination = value.value<ManagedObject *>())
+                statement.bindInt(index, destination->m_id.primaryKey);
+            continue;
+        }
+        switch (value.typeId()) {
+            case QMetaType::QString:
+                m_utf8.push_back(static_cast<const QString *>(value.constData())->toUtf8());
+                statement.bindTextInPlace(index, m_utf8.back());
+                break;
+            case QMetaType::QByteArray:
+                statement.bindBlobInPlace(index,
+                                          *static_cast<const QByteArray *>(value.constData()));
+                break;
+            default:
+                statement.bind(index, value);
+                break;
+        }
     }
+}
+
+void SaveTransaction::executeRow(SqliteStatement &statement) {
+    statement.execute();
+    m_utf8.clear();
 }
 
 void SaveTransaction::callWillSave(QList<ManagedObject *> &inserted,
@@ -116,10 +135,10 @@ void SaveTransaction::write(const ChangeSet &changes) {
     for (ManagedObject *object : changes.inserted) {
         const EntityColumns &columns = columnsFor(object->m_id.entity);
         SqliteStatement &insert = *columns.insert;
+        bindValues(insert, object, columns, 3);
         insert.bindInt(1, object->m_id.primaryKey);
         insert.bindInt(2, m_store->entityCode(object->m_id.entity));
-        bindValues(insert, object, columns, 3);
-        insert.execute();
+        executeRow(insert);
     }
     for (ManagedObject *object : changes.updated) {
         const EntityColumns &columns = columnsFor(object->m_id.entity);
@@ -128,7 +147,7 @@ void SaveTransaction::write(const ChangeSet &changes) {
         SqliteStatement &update = *columns.update;
         bindValues(update, object, columns, 1);
         update.bindInt(int(columns.storedSlots.size()) + 1, object->m_id.primaryKey);
-        update.execute();
+        executeRow(update);
     }
     for (ManagedObject *object : changes.deleted) {
         const EntityDescription *entity = object->m_id.entity;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QHash>
 #include <QString>
 #include <vector>
@@ -33,8 +34,12 @@ private:
         std::vector<Range> ranges;  // the entity's range indexes
     };
     const EntityColumns &columnsFor(const EntityDescription *entity);
+    // Binds the object's stored values from firstIndex on, and every
+    // parameter before that to NULL (bind those after); the statement must
+    // then run through executeRow().
     void bindValues(SqliteStatement &statement, ManagedObject *object, const EntityColumns &columns,
                     int firstIndex);
+    void executeRow(SqliteStatement &statement);
     void callWillSave(QList<ManagedObject *> &inserted, QList<ManagedObject *> &updated);
     void write(const ChangeSet &changes);
     void writeRangeIndexes(const ChangeSet &changes);
@@ -43,4 +48,5 @@ private:
     ManagedObjectContext *m_context;
     PersistentStore *m_store;
     QHash<const EntityDescription *, EntityColumns> m_columns;
+    std::vector<QByteArray> m_utf8;  // the text of the row being written
 };

@@ -78,6 +78,25 @@ SqliteStatement &SqliteStatement::bindNull(int index) {
     return *this;
 }
 
+SqliteStatement &SqliteStatement::bindTextInPlace(int index, const QByteArray &utf8) {
+    if (sqlite3_bind_text(m_statement, index, utf8.constData(), int(utf8.size()), SQLITE_STATIC) !=
+        SQLITE_OK)
+        m_connection->raise(QStringLiteral("bind"), StoreError::PersistentStoreOperation);
+    return *this;
+}
+
+SqliteStatement &SqliteStatement::bindBlobInPlace(int index, const QByteArray &data) {
+    if (sqlite3_bind_blob(m_statement, index, data.constData(), int(data.size()), SQLITE_STATIC) !=
+        SQLITE_OK)
+        m_connection->raise(QStringLiteral("bind"), StoreError::PersistentStoreOperation);
+    return *this;
+}
+
+SqliteStatement &SqliteStatement::clearBindings() {
+    sqlite3_clear_bindings(m_statement);
+    return *this;
+}
+
 bool SqliteStatement::step() {
     const int rc = sqlite3_step(m_statement);
     if (rc == SQLITE_ROW)

@@ -31,6 +31,12 @@ public:
     SqliteStatement &bind(int index, const QVariant &value);
     SqliteStatement &bindInt(int index, qint64 value);
     SqliteStatement &bindNull(int index);
+    // UTF-8 text or data bound without a copy: the bytes must stay as they
+    // are until the statement has run.
+    SqliteStatement &bindTextInPlace(int index, const QByteArray &utf8);
+    SqliteStatement &bindBlobInPlace(int index, const QByteArray &data);
+    // Every parameter back to NULL.
+    SqliteStatement &clearBindings();
 
     // Advances to the next row; false when there is none. Throws StoreError.
     bool step();
