@@ -307,9 +307,14 @@ void CalDAVSyncTask::sendEventMove(ModelObject *record, const ChangedEvent &targ
     logInfo("CalDAV: push move event (%@) from calendar %@ to calendar %@",
             m_sending.syncable->uid(), m_sending.calendarHREF, target.calendarHREF);
     awaitAnswer([this] { sendEventResponse(); });
+    // No If-Match: the server's copy moves as it is, even when another
+    // client changed it meanwhile. Its new ETag then differs from the one
+    // kept, so the next pull downloads it, and an edit made here along with
+    // the move meets the usual conflict handling. Refusing such a move would
+    // leave only the add-and-delete fallback, whose delete the server would
+    // refuse too, leaving the item in both calendars.
     caldav().move(resourceURLOf(serviceURLFromPath(m_sendingHREF)),
-                  resourceURLOf(serviceURLFromPath(m_moveHREF)), false,
-                  CalDAVRemoteObjects::etagOf(record));
+                  resourceURLOf(serviceURLFromPath(m_moveHREF)), false);
 }
 
 void CalDAVSyncTask::resendRefusedMove(int status) {

@@ -89,8 +89,7 @@ QNetworkRequest WebDAVClient::requestForURL(const QString &url, const QString &m
     if (hasETag && !ignore) {
         if (m_method == QLatin1String("GET"))
             setHeader(request, QStringLiteral("If-None-Match"), *etag);
-        else if (m_method == QLatin1String("PUT") || m_method == QLatin1String("DELETE") ||
-                 m_method == QLatin1String("MOVE"))
+        else if (m_method == QLatin1String("PUT") || m_method == QLatin1String("DELETE"))
             setHeader(request, QStringLiteral("If-Match"), *etag);
     } else if (!hasETag && m_method == QLatin1String("PUT")) {
         setHeader(request, QStringLiteral("If-None-Match"), QStringLiteral("*"));
@@ -389,18 +388,17 @@ void WebDAVClient::mkcol(const QString &url) {
     sendRequest(requestForURL(url, QStringLiteral("MKCOL"), std::nullopt));
 }
 
-void WebDAVClient::move(const QString &url, const QString &destination, bool overwrite,
-                        const std::optional<QString> &etag) {
-    transfer(QStringLiteral("MOVE"), url, destination, overwrite, etag);
+void WebDAVClient::move(const QString &url, const QString &destination, bool overwrite) {
+    transfer(QStringLiteral("MOVE"), url, destination, overwrite);
 }
 
 void WebDAVClient::copy(const QString &url, const QString &destination, bool overwrite) {
-    transfer(QStringLiteral("COPY"), url, destination, overwrite, std::nullopt);
+    transfer(QStringLiteral("COPY"), url, destination, overwrite);
 }
 
 void WebDAVClient::transfer(const QString &method, const QString &url, const QString &destination,
-                            bool overwrite, const std::optional<QString> &etag) {
-    QNetworkRequest request = requestForURL(url, method, etag);
+                            bool overwrite) {
+    QNetworkRequest request = requestForURL(url, method, std::nullopt);
     setHeader(request, QStringLiteral("Destination"), escapedURL(destination));
     if (!overwrite)
         setHeader(request, QStringLiteral("Overwrite"), QStringLiteral("F"));

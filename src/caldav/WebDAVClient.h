@@ -117,10 +117,8 @@ public:
     void deleteResource(const QString &url, const std::optional<QString> &etag);
     void options(const QString &url);
     void mkcol(const QString &url);
-    // "Overwrite: F" when `overwrite` is false; "If-Match" with `etag` when
-    // given (the resource moves only as it was seen).
-    void move(const QString &url, const QString &destination, bool overwrite,
-              const std::optional<QString> &etag = std::nullopt);
+    // "Overwrite: F" when `overwrite` is false.
+    void move(const QString &url, const QString &destination, bool overwrite);
     void copy(const QString &url, const QString &destination, bool overwrite);
     // Depth -1 sends no "Depth"; a positive timeout replaces kTimeoutSeconds.
     // No properties asks for their names (DAV:propname).
@@ -204,7 +202,7 @@ private:
     void dropConnection();
     // MOVE or COPY.
     void transfer(const QString &method, const QString &url, const QString &destination,
-                  bool overwrite, const std::optional<QString> &etag);
+                  bool overwrite);
     void logChallenge() const;
     WebDAVResponse responseOfConnection() const;
 
