@@ -10,6 +10,7 @@
 #include "caldav/HTMLText.h"
 #include "caldav/PropertyKey.h"
 #include "caldav/WebDAVResponse.h"
+#include "caldav/WebDAVResults.h"
 #include "model/ModelObject.h"
 #include "model/foundation/Clock.h"
 #include "model/foundation/Log.h"
@@ -79,11 +80,6 @@ std::pair<int, QVariant> propertyStatusAndValue(const QVariantMap &response, con
             isPresentValue(value) ? value : QVariant()};
     }
     return {0, QVariant()};
-}
-
-QVariantMap firstResponseOf(const QVariantMap &results) {
-    const QVariantList responses = results.value(QStringLiteral("multistatus")).toList();
-    return responses.isEmpty() ? QVariantMap() : responses.first().toMap();
 }
 
 QString headerOfResults(const QVariantMap &results, const QString &name) {
@@ -446,7 +442,7 @@ void CalDAVSyncTask::bootstrapResponse() {
     noteWebPage(*results);
     if (status == 207) {
         const auto [propertyStatus, value] =
-            propertyStatusAndValue(firstResponseOf(*results), principalKey());
+            propertyStatusAndValue(WebDAVResults::firstResponse(*results), principalKey());
         if (propertyStatus == 200 && value.isValid()) {
             setServiceURL(value.toString().trimmed());
             return;

@@ -102,9 +102,8 @@ void CalDAVSyncTask::fetchUserInfoResponse() {
     const std::optional<QVariantMap> results = multiStatusResultsDict();
     if (!results)
         return;
-    const QVariantList responses = results->value(QStringLiteral("multistatus")).toList();
-    const QVariantMap found = WebDAVResults::foundProperties(
-        responses.isEmpty() ? QVariantMap() : responses.first().toMap());
+    const QVariantMap found =
+        WebDAVResults::foundProperties(WebDAVResults::firstResponse(*results));
     for (const QString &key : principalProperties()) {
         if (found.contains(key))
             m_syncData.insert(key, found.value(key));

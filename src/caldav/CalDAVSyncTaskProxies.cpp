@@ -131,9 +131,8 @@ void CalDAVSyncTask::fetchProxiesResponse() {
         fetchProxyUserHomeCollection();
         return;
     }
-    const QVariantList responses = results->value(QStringLiteral("multistatus")).toList();
-    const QVariantMap found = WebDAVResults::foundProperties(
-        responses.isEmpty() ? QVariantMap() : responses.first().toMap());
+    const QVariantMap found =
+        WebDAVResults::foundProperties(WebDAVResults::firstResponse(*results));
     const QString self = WebDAVURL::principalPath(principalPath());
     for (const bool readOnly : {false, true}) {
         const QString key = CalDAVClient::calendarServerKey(readOnly ? "calendar-proxy-read-for"
@@ -196,9 +195,8 @@ void CalDAVSyncTask::fetchGroupInfoResponse() {
     if (!results)
         return;
     const qsizetype index = m_groupInfoToFetch.takeFirst();
-    const QVariantList responses = results->value(QStringLiteral("multistatus")).toList();
-    const QVariantMap found = WebDAVResults::foundProperties(
-        responses.isEmpty() ? QVariantMap() : responses.first().toMap());
+    const QVariantMap found =
+        WebDAVResults::foundProperties(WebDAVResults::firstResponse(*results));
     QVariantMap proxy = m_proxies.value(index).toMap();
     proxy = proxyUserDict(proxy.value(QStringLiteral("principal-URL")).toString(), found,
                           proxy.value(QStringLiteral("read-only")).toBool());

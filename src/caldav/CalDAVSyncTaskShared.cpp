@@ -73,9 +73,8 @@ void CalDAVSyncTask::fetchSharedOwnerInfoResponse() {
     if (!results)
         return;
     const QString owner = m_ownersToFetch.takeFirst();
-    const QVariantList responses = results->value(QStringLiteral("multistatus")).toList();
-    const QVariantMap found = WebDAVResults::foundProperties(
-        responses.isEmpty() ? QVariantMap() : responses.first().toMap());
+    const QVariantMap found =
+        WebDAVResults::foundProperties(WebDAVResults::firstResponse(*results));
     // An owner the server does not describe to the account (Cyrus refuses
     // it with 403) is kept all the same, so as not to be asked every cycle:
     // its calendars go by the last segment of its path.

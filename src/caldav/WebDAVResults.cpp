@@ -120,6 +120,11 @@ QVariantMap calcResultsDict(const WebDAVResponse &response, const QString &metho
 
 }  // namespace WebDAVResults
 
+QVariantMap WebDAVResults::firstResponse(const QVariantMap &results) {
+    const QVariantList responses = results.value(QStringLiteral("multistatus")).toList();
+    return responses.isEmpty() ? QVariantMap() : responses.first().toMap();
+}
+
 QVariantMap WebDAVResults::foundProperties(const QVariantMap &response) {
     QVariantMap found;
     const int responseStatus = response.value(QStringLiteral("status")).toInt();

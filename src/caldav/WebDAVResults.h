@@ -33,4 +33,7 @@ QVariantMap calcResultsDict(const WebDAVResponse &response, const QString &metho
 // (a propstat without status has the response's), by key; the first
 // propstat holding a key wins.
 QVariantMap foundProperties(const QVariantMap &response);
+// The first response dictionary of a results dictionary's multi-status; an
+// empty one when there is none.
+QVariantMap firstResponse(const QVariantMap &results);
 }  // namespace WebDAVResults
