@@ -163,6 +163,7 @@ void CalDAVSyncTask::cleanup() {
     m_eventResponseDicts.clear();
     m_fetchedItems.reset();
     m_resultsInBackground = false;
+    m_multigetAhead = false;
     m_changedSyncableEvents.clear();
     m_sending = {};
     m_brokenUpload = nullptr;
@@ -236,11 +237,16 @@ void CalDAVSyncTask::webdavClientDidFinish(WebDAVClient &client) {
             noteServerRetryDelay(*delay);
         }
     if (!m_resultsInBackground) {
-        unblock();
+        answerReached();
         return;
     }
     m_resultsInBackground = false;
-    client.calcResultsDictInBackground([this] { unblock(); });
+    client.calcResultsDictInBackground([this] { answerReached(); });
+}
+
+void CalDAVSyncTask::answerReached() {
+    m_multigetAhead = false;
+    unblock();
 }
 
 void CalDAVSyncTask::webdavClientRequestDidFailWithError(WebDAVClient &client,
@@ -253,7 +259,7 @@ void CalDAVSyncTask::webdavClientRequestDidFailWithError(WebDAVClient &client,
         setPassword(std::nullopt, remoteService(), QUrl());
     if (error && !error->isUserCancelledAuthentication())
         m_connectionError = error->description;
-    unblock();
+    answerReached();
 }
 
 void CalDAVSyncTask::caldavClientFoundService(CalDAVClient & /*client*/, const QString &host,

@@ -310,7 +310,13 @@ private:
     void markItemsOfCalendar();
     void fetchChangesFromCalendarResponse();
     void processServerChanges();
+    // Downloads the next chunk of `m_eventsToFetch` and blocks for it. Once
+    // a chunk arrived and more are left, the next one is asked for at once
+    // (`m_multigetAhead`), so that the server prepares it while this one is
+    // merged; its answer is read after the merge, as if asked for then: a
+    // failed one ends the cycle with what was merged kept.
     void fetchChangedEvents();
+    void sendMultiget();
     void multigetResponse();
     void processChangedEvents();
     void processEventChange(const QVariantMap &response);
@@ -388,6 +394,9 @@ private:
     void noteWebPage(const QVariantMap &results);
     // Blocks until the answer, which runs `next`.
     void awaitAnswer(Step next);
+    // The answer to the request under way arrived (or it failed): the
+    // task runs on.
+    void answerReached();
 
     std::unique_ptr<CalDAVClient> m_caldav;
     QVariantMap m_syncData;
@@ -457,6 +466,9 @@ private:
     int m_requestedChunk = 0;
     // The next answer's results are computed on a worker thread.
     bool m_resultsInBackground = false;
+    // A multiget went out ahead of the merge and its answer (results
+    // computed) or failure has not reached the task yet.
+    bool m_multigetAhead = false;
     // Items to send, newest last, with the href of their calendar; a
     // deleted item that moved is sent as a DELETE all the same when
     // `plainDelete`.

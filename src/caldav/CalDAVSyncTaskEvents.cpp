@@ -242,10 +242,14 @@ void CalDAVSyncTask::processServerChanges() {
 }
 
 void CalDAVSyncTask::fetchChangedEvents() {
+    awaitAnswer([this] { multigetResponse(); });
+    sendMultiget();
+}
+
+void CalDAVSyncTask::sendMultiget() {
     m_requestedChunk = int(std::min<qsizetype>(m_fetchChunkSize, m_eventsToFetch.size()));
     logInfo("CalDAVSyncTask (%@): multiget events", logIdentity());
     m_resultsInBackground = true;
-    awaitAnswer([this] { multigetResponse(); });
     caldav().calendarMultigetReport(
         serviceURLFromPath(m_fetching.href),
         {QStringLiteral("getetag"), CalDAVClient::caldavKey("calendar-data")},
@@ -270,6 +274,11 @@ void CalDAVSyncTask::multigetResponse() {
     if (m_downloadChunkSize == kDownloadChunkSize &&
         caldav().responseSeconds() < kQuickBatchSeconds)
         m_fetchChunkSize = std::min(m_fetchChunkSize * 2, kMaxDownloadChunkSize);
+    // The server prepares the next chunk while this one is merged.
+    if (!m_eventsToFetch.isEmpty()) {
+        m_multigetAhead = true;
+        sendMultiget();
+    }
     setNextStep([this] { processChangedEvents(); });
 }
 
@@ -281,8 +290,10 @@ void CalDAVSyncTask::processChangedEvents() {
     }
     if (m_eventsToFetch.isEmpty())
         setNextStep([this] { doneWithChangesFromCalendar(); });
+    else if (m_multigetAhead)
+        awaitAnswer([this] { multigetResponse(); });
     else
-        setNextStep([this] { fetchChangedEvents(); });
+        setNextStep([this] { multigetResponse(); });
 }
 
 void CalDAVSyncTask::processEventChange(const QVariantMap &response) {

@@ -5,9 +5,10 @@
 
 // A calendar of more resources than a first download batch holds, as a first
 // sync of a real account meets it: downloaded in batches that grow while the
-// server answers quickly, each resource merged once by UID (the calendar's
-// items are read once rather than looked up one by one), and later changes
-// of many resources merged into the items already there.
+// server answers quickly, each asked for while the one before is merged,
+// each resource merged once by UID (the calendar's items are read once
+// rather than looked up one by one), and later changes of many resources
+// merged into the items already there.
 namespace {
 
 constexpr int kResources = 130;
@@ -74,6 +75,16 @@ TYPED_TEST(CalDAVBatchSyncTest, ManyResourcesArePulledInGrowingBatchesAndMergedO
     const CalDAVAccountCheck::Outcome first = this->sync();
     EXPECT_EQ(first.counts.pulled, kResources);
     EXPECT_EQ(this->fixture.log.count("multiget events"), 2);
+    // The second batch was asked for before the first was merged, so the
+    // server prepared it meanwhile.
+    QStringList steps;
+    for (const LogMessage &message : this->fixture.log.messages())
+        if (message.text.contains("multiget events"))
+            steps.append(QStringLiteral("multiget"));
+        else if (message.text.contains("pull change event") &&
+                 (steps.isEmpty() || steps.last() != QLatin1String("pull")))
+            steps.append(QStringLiteral("pull"));
+    EXPECT_EQ(steps, QStringList({"multiget", "multiget", "pull"}));
     CommonDataMO *calendar = this->calendarTitled("Batch");
     ASSERT_NE(calendar, nullptr);
     this->expectItems(calendar, this->uids(0, kResources), 0, {}, "Item");
