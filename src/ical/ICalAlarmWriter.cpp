@@ -1,11 +1,13 @@
 #include "ical/ICalAlarmWriter.h"
 
+#include <libical/ical.h>
+
 #include <QList>
 #include <algorithm>
 #include <cmath>
 
-#include "ical/ICalDates.h"
 #include "ical/ICalProperties.h"
+#include "ical/ICalTextWriter.h"
 #include "ical/ICalWriteOptions.h"
 #include "model/CommonDataMO.h"
 #include "model/ExtraDataMO.h"
@@ -21,61 +23,76 @@ using namespace ICalWriteOptions;
 // Types from here on are written only when asked for.
 constexpr qint64 kFirstExtendedType = 5;
 
-icalproperty *absoluteTrigger(const icaltimetype &time) {
-    icaltriggertype trigger{};
-    trigger.time = time;
-    trigger.duration = icaldurationtype_null_duration();
-    icalproperty *property = icalproperty_new_trigger(trigger);
-    icalproperty_add_parameter(property, icalparameter_new_value(ICAL_VALUE_DATETIME));
-    return property;
+// The sentinel time read back as "no trigger time".
+void writeDistantPastTrigger(ICalTextWriter &writer) {
+    char *time = icaltime_as_ical_string_r(ICalTimeConversion::icaltimeDistantPast());
+    writer.property("TRIGGER").valueType("DATE-TIME").raw(QByteArrayView(time));
+    icalmemory_free_buffer(time);
 }
 
-icalproperty *newTrigger(const Reminder &reminder) {
-    if (reminder.absoluteTime)
-        return absoluteTrigger(ICalDates::utcIcaltime(*reminder.absoluteTime));
-    if (!std::isfinite(reminder.relativeSeconds))
-        return absoluteTrigger(ICalTimeConversion::icaltimeDistantPast());
-    icaltriggertype trigger{};
-    trigger.time = icaltime_null_time();
-    trigger.duration = icaldurationtype_from_int(int(std::lround(reminder.relativeSeconds)));
-    return icalproperty_new_trigger(trigger);
+void writeTrigger(ICalTextWriter &writer, const Reminder &reminder) {
+    if (reminder.absoluteTime) {
+        writer.property("TRIGGER").valueType("DATE-TIME").utcTime(*reminder.absoluteTime);
+        return;
+    }
+    if (!std::isfinite(reminder.relativeSeconds)) {
+        writeDistantPastTrigger(writer);
+        return;
+    }
+    char *duration = icaldurationtype_as_ical_string_r(
+        icaldurationtype_from_int(int(std::lround(reminder.relativeSeconds))));
+    writer.property("TRIGGER").raw(QByteArrayView(duration));
+    icalmemory_free_buffer(duration);
 }
 
-// The action and its companions; false for a reminder that is not written.
-bool addAction(icalcomponent *alarm, const Reminder &reminder, quint32 options) {
-    qint64 type = reminder.reminderType;
-    if (type == Reminder::Sound && (options & SoundAsDisplay))
-        type = Reminder::Display;
+// The type written for the reminder under the options; -1 for none.
+qint64 writtenType(const Reminder &reminder, quint32 options) {
+    const qint64 type = reminder.reminderType == Reminder::Sound && (options & SoundAsDisplay)
+                            ? qint64(Reminder::Display)
+                            : reminder.reminderType;
+    switch (type) {
+        case Reminder::Display:
+        case Reminder::Sound:
+        case Reminder::Email:
+        case Reminder::Procedure:
+        case Reminder::Location:
+            return type;
+        default:
+            return -1;
+    }
+}
+
+void writeURIAttach(ICalTextWriter &writer, const QString &url) {
+    if (!url.isEmpty())
+        writer.libraryProperty(ICalProperties::newURIAttach(url));
+}
+
+// The action and its companions.
+void writeAction(ICalTextWriter &writer, const Reminder &reminder, qint64 type) {
     const QString url = reminder.url.value_or(QString());
     switch (type) {
         case Reminder::Display:
-            icalcomponent_add_property(alarm, icalproperty_new_action(ICAL_ACTION_DISPLAY));
-            icalcomponent_add_property(alarm, icalproperty_new_description(""));
-            return true;
+            writer.property("ACTION").raw(QByteArrayView("DISPLAY"));
+            writer.property("DESCRIPTION").raw(QByteArrayView());
+            return;
         case Reminder::Sound:
-            icalcomponent_add_property(alarm, icalproperty_new_action(ICAL_ACTION_AUDIO));
-            if (!url.isEmpty())
-                icalcomponent_add_property(alarm, ICalProperties::newURIAttach(url));
-            return true;
+            writer.property("ACTION").raw(QByteArrayView("AUDIO"));
+            writeURIAttach(writer, url);
+            return;
         case Reminder::Email:
-            icalcomponent_add_property(alarm, icalproperty_new_action(ICAL_ACTION_EMAIL));
-            icalcomponent_add_property(alarm, icalproperty_new_summary(""));
-            icalcomponent_add_property(alarm, icalproperty_new_description(""));
+            writer.property("ACTION").raw(QByteArrayView("EMAIL"));
+            writer.property("SUMMARY").raw(QByteArrayView());
+            writer.property("DESCRIPTION").raw(QByteArrayView());
             for (const QString &recipient : reminder.recipients)
-                icalcomponent_add_property(
-                    alarm, icalproperty_new_attendee(
-                               (QStringLiteral("mailto:") + recipient).toUtf8().constData()));
-            return true;
+                writer.property("ATTENDEE").raw(QStringLiteral("mailto:") + recipient);
+            return;
         case Reminder::Procedure:
-            icalcomponent_add_property(alarm, icalproperty_new_action(ICAL_ACTION_PROCEDURE));
-            if (!url.isEmpty())
-                icalcomponent_add_property(alarm, ICalProperties::newURIAttach(url));
-            return true;
-        case Reminder::Location:
-            icalcomponent_add_property(alarm, icalproperty_new_action(ICAL_ACTION_DISPLAY));
-            return true;
-        default:
-            return false;
+            writer.property("ACTION").raw(QByteArrayView("PROCEDURE"));
+            writeURIAttach(writer, url);
+            return;
+        default:  // a location reminder
+            writer.property("ACTION").raw(QByteArrayView("DISPLAY"));
+            return;
     }
 }
 
@@ -108,7 +125,7 @@ std::optional<Date> firstAbsoluteTrigger(const CommonDataMO *event) {
     return reminders.first()->dateValueForKey(QStringLiteral("absoluteTime"));
 }
 
-void addAlarms(icalcomponent *component, const CommonDataMO *event, quint32 options) {
+void writeAlarms(ICalTextWriter &writer, const CommonDataMO *event, quint32 options) {
     bool wroteAny = false;
     for (const ExtraDataMO *record : remindersToWrite(event, options & LocalData)) {
         const Reminder reminder = ReminderRecord(*record).reminder();
@@ -117,34 +134,31 @@ void addAlarms(icalcomponent *component, const CommonDataMO *event, quint32 opti
             (reminder.reminderType == Reminder::Location && (options & ProximityAlarms));
         if (reminder.reminderType >= kFirstExtendedType && !extendedAllowed)
             continue;
-        icalcomponent *alarm = icalcomponent_new_valarm();
-        icalcomponent_add_property(alarm, icalproperty_new_uid(record->uid().toUtf8().constData()));
+        const qint64 type = writtenType(reminder, options);
+        if (type < 0)
+            continue;
+        writer.begin("VALARM");
+        writer.property("UID").text(record->uid());
         if (const std::optional<Date> acknowledged =
                 record->dateValueForKey(QStringLiteral("acknowledged")))
-            icalcomponent_add_property(
-                alarm, icalproperty_new_acknowledged(ICalDates::utcIcaltime(*acknowledged)));
+            writer.property("ACKNOWLEDGED").utcTime(*acknowledged);
         if (record->boolValueForKey(QStringLiteral("defaultAlarm")))
-            ICalProperties::addXProperty(alarm, "X-APPLE-DEFAULT-ALARM", QStringLiteral("TRUE"));
+            writer.property("X-APPLE-DEFAULT-ALARM").raw(QByteArrayView("TRUE"));
         if (record->isLocalOnly())
-            ICalProperties::addXProperty(alarm, "X-TOLVERN-REMINDER-TYPE", QStringLiteral("LOCAL"));
-        icalcomponent_add_property(alarm, newTrigger(reminder));
-        if (!addAction(alarm, reminder, options)) {
-            icalcomponent_free(alarm);
-            continue;
-        }
-        ICalProperties::addXProps(alarm, reminder.xProps);
-        icalcomponent_add_component(component, alarm);
+            writer.property("X-TOLVERN-REMINDER-TYPE").raw(QByteArrayView("LOCAL"));
+        writeTrigger(writer, reminder);
+        writeAction(writer, reminder, type);
+        ICalProperties::writeXProps(writer, reminder.xProps);
+        writer.end("VALARM");
         wroteAny = true;
     }
     if (wroteAny || !(options & PlaceholderAlarm))
         return;
-    icalcomponent *placeholder = icalcomponent_new_valarm();
-    icalcomponent_add_property(placeholder,
-                               icalproperty_new_uid(ModelObject::newUID().toUtf8().constData()));
-    icalcomponent_add_property(placeholder,
-                               absoluteTrigger(ICalTimeConversion::icaltimeDistantPast()));
-    icalcomponent_add_property(placeholder, icalproperty_new_from_string("ACTION:NONE"));
-    icalcomponent_add_component(component, placeholder);
+    writer.begin("VALARM");
+    writer.property("UID").text(ModelObject::newUID());
+    writeDistantPastTrigger(writer);
+    writer.property("ACTION").raw(QByteArrayView("NONE"));
+    writer.end("VALARM");
 }
 
 }  // namespace ICalAlarmWriter

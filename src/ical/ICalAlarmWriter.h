@@ -2,12 +2,12 @@
 
 // INTERNAL to src/ical: an item's reminders as VALARM components.
 
-#include <libical/ical.h>
 #include <optional>
 
 #include "model/foundation/Date.h"
 
 class CommonDataMO;
+class ICalTextWriter;
 
 namespace ICalAlarmWriter {
 
@@ -16,7 +16,7 @@ namespace ICalAlarmWriter {
 // in UTC, else relative to the start, else the sentinel time) and ACTION
 // with its companions; placeholder reminders and unknown types are left
 // out. Under PlaceholderAlarm an item without any gets an ACTION:NONE alarm.
-void addAlarms(icalcomponent *component, const CommonDataMO *event, quint32 options);
+void writeAlarms(ICalTextWriter &writer, const CommonDataMO *event, quint32 options);
 
 // The absolute trigger of the item's first synced reminder, if it has one.
 std::optional<Date> firstAbsoluteTrigger(const CommonDataMO *event);

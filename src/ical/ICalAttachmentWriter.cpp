@@ -1,5 +1,7 @@
 #include "ical/ICalAttachmentWriter.h"
 
+#include <libical/ical.h>
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -8,6 +10,7 @@
 #include <cstring>
 
 #include "ical/ICalProperties.h"
+#include "ical/ICalTextWriter.h"
 #include "ical/ICalWriteOptions.h"
 #include "model/AttachmentFiles.h"
 #include "model/CommonDataMO.h"
@@ -59,24 +62,23 @@ bool inAttachmentsFolder(const QString &path) {
     return QFileInfo(path).absolutePath() == QDir(Paths::attachmentsFolder()).absolutePath();
 }
 
-void addGraphicPlacement(icalcomponent *component, icalproperty *attach,
-                         const ExtraDataMO *record) {
+void addGraphicPlacement(ICalTextWriter &writer, icalproperty *attach, const ExtraDataMO *record) {
     const QString opacity =
         QString::asprintf("%.2f", record->opacityValueForKey(QStringLiteral("opacity")));
     const QString rect = ICalProperties::textField(record, "cellRelativeRect");
     ICalProperties::addParameter(attach, QStringLiteral("X-TOLVERN-OPACITY"), opacity);
     if (!rect.isEmpty())
         ICalProperties::addParameter(attach, QStringLiteral("X-TOLVERN-RECT"), rect);
-    ICalProperties::addXProperty(component, "X-TOLVERN-OPACITY", opacity, true);
-    ICalProperties::addXProperty(component, "X-TOLVERN-RECT",
-                                 QString(rect).replace(QLatin1Char(','), QLatin1Char('/')), true);
+    ICalProperties::writeXProperty(writer, "X-TOLVERN-OPACITY", opacity, true);
+    ICalProperties::writeXProperty(writer, "X-TOLVERN-RECT",
+                                   QString(rect).replace(QLatin1Char(','), QLatin1Char('/')), true);
 }
 
 }  // namespace
 
 namespace ICalAttachmentWriter {
 
-void addAttachments(icalcomponent *component, const CommonDataMO *event, quint32 options) {
+void writeAttachments(ICalTextWriter &writer, const CommonDataMO *event, quint32 options) {
     const bool graphic = event->integerValueForKey(QStringLiteral("eventType")) == kGraphicType;
     for (const ExtraDataMO *record : event->extrasForRelationship(QStringLiteral("attachments"))) {
         const QString fileURL = ICalProperties::textField(record, "fileURL");
@@ -98,8 +100,9 @@ void addAttachments(icalcomponent *component, const CommonDataMO *event, quint32
         if (!attach)
             continue;
         if (graphic && record == event->graphicAttachment())
-            addGraphicPlacement(component, attach, record);
-        icalcomponent_add_property(component, attach);
+            addGraphicPlacement(writer, attach, record);
+        // Attachments are few and of many forms: the library writes them.
+        writer.libraryProperty(attach);
     }
 }
 

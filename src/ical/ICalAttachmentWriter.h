@@ -2,9 +2,8 @@
 
 // INTERNAL to src/ical: an item's attachments as ATTACH properties.
 
-#include <libical/ical.h>
-
 class CommonDataMO;
+class ICalTextWriter;
 
 namespace ICalAttachmentWriter {
 
@@ -15,6 +14,6 @@ namespace ICalAttachmentWriter {
 // X-APPLE-FILENAME), but not the downloaded copy of a web file; any other by
 // its address. A graphic's attachment also carries its opacity and
 // placement, repeated as X-TOLVERN-OPACITY and X-TOLVERN-RECT properties.
-void addAttachments(icalcomponent *component, const CommonDataMO *event, quint32 options);
+void writeAttachments(ICalTextWriter &writer, const CommonDataMO *event, quint32 options);
 
 }  // namespace ICalAttachmentWriter

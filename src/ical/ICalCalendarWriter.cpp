@@ -19,6 +19,7 @@
 namespace {
 
 const char *const kDateKeys[] = {"startTimeAndZone", "endTimeAndZone", "dueTimeAndZone"};
+constexpr char kCalendarEnd[] = "END:VCALENDAR\r\n";
 
 bool isDetached(const CommonDataMO *event) {
     return event->entityName() == QLatin1String("DetachedEvent");
@@ -41,13 +42,6 @@ bool beforeFirstTransitionOfYear(const QTimeZone &zone, const QDateTime &when) {
     const QTimeZone::OffsetData next = zone.nextTransition(yearStart);
     return next.atUtc.isValid() && next.atUtc.date().year() == when.date().year() &&
            when < next.atUtc;
-}
-
-void setSequence(icalcomponent *component, const QHash<QString, qint64> &sequences) {
-    const char *uid = icalcomponent_get_uid(component);
-    const auto found = uid ? sequences.constFind(QString::fromUtf8(uid)) : sequences.constEnd();
-    if (found != sequences.constEnd())
-        icalcomponent_set_sequence(component, int(*found));
 }
 
 }  // namespace
@@ -129,8 +123,7 @@ void addTimeZones(icalcomponent *calendar, const QList<CommonDataMO *> &events,
                                                   zone, firstYear, lastYear, historicallyAccurate));
 }
 
-icalcomponent *wholeObject(const ICalEventRequest &request,
-                           const QHash<QString, qint64> &sequences) {
+QByteArray wholeObject(const ICalEventRequest &request, const QHash<QString, qint64> &sequences) {
     icalcomponent *calendar = calendarHeader(nullptr, request.method);
     const QList<CommonDataMO *> detached = detachedEventsOf(request.event);
     if (!(request.options & ICalWriteOptions::NoTimeZones))
@@ -144,16 +137,16 @@ icalcomponent *wholeObject(const ICalEventRequest &request,
     const bool placeholder = !detached.isEmpty() &&
                              request.event->entityName() == QLatin1String("Event") &&
                              request.event->boolValueForKey(QStringLiteral("localOrphaned"));
+    QByteArray text = takeOpenText(calendar);
     ICalEventRequest each = request;
+    each.sequences = &sequences;
     for (CommonDataMO *event :
          placeholder ? detached : QList<CommonDataMO *>{request.event} + detached) {
         each.event = event;
-        icalcomponent *component = ICalEventWriter::eventComponent(each);
-        setSequence(component, sequences);
-        icalcomponent_add_component(calendar, component);
+        ICalEventWriter::writeEvent(each, text);
         each.occurrence.reset();  // only the item itself is one occurrence
     }
-    return calendar;
+    return text + kCalendarEnd;
 }
 
 QByteArray takeText(icalcomponent *component) {
@@ -164,6 +157,12 @@ QByteArray takeText(icalcomponent *component) {
     return bytes;
 }
 
+QByteArray takeOpenText(icalcomponent *calendar) {
+    QByteArray text = takeText(calendar);
+    text.chop(qsizetype(sizeof kCalendarEnd) - 1);
+    return text;
+}
+
 QByteArray calendarExport(CommonDataMO *calendar) {
     icalcomponent *vcalendar = calendarHeader(calendar, ICalMethod::None);
     QList<CommonDataMO *> events;
@@ -172,12 +171,8 @@ QByteArray calendarExport(CommonDataMO *calendar) {
             events << event;
     }
     addTimeZones(vcalendar, events, true);
-    // The items follow the header and the zones, each written out and freed
-    // as soon as it is built rather than all held until the end: the text
-    // is the same, and a large calendar never stands whole in memory twice.
-    const QByteArray end = QByteArrayLiteral("END:VCALENDAR\r\n");
-    QByteArray text = takeText(vcalendar);
-    text.chop(end.size());
+    // The items follow the header and the zones, written as text.
+    QByteArray text = takeOpenText(vcalendar);
     // Detached instances follow their original; an orphan stands alone. They
     // are all among the calendar's items: grouped here rather than asked of
     // each item, which would read the store once per item.
@@ -194,10 +189,10 @@ QByteArray calendarExport(CommonDataMO *calendar) {
             continue;
         for (CommonDataMO *each : QList<CommonDataMO *>{event} + detachedOf.value(event)) {
             request.event = each;
-            text += takeText(ICalEventWriter::eventComponent(request));
+            ICalEventWriter::writeEvent(request, text);
         }
     }
-    return text + end;
+    return text + kCalendarEnd;
 }
 
 }  // namespace ICalCalendarWriter

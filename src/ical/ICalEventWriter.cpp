@@ -5,9 +5,9 @@
 #include "ical/ICalAlarmWriter.h"
 #include "ical/ICalAttachmentWriter.h"
 #include "ical/ICalCodes.h"
-#include "ical/ICalDates.h"
 #include "ical/ICalPeopleWriter.h"
 #include "ical/ICalProperties.h"
+#include "ical/ICalTextWriter.h"
 #include "ical/ICalWriteOptions.h"
 #include "model/CommonDataMO.h"
 #include "model/ExtraDataMO.h"
@@ -28,19 +28,16 @@ using ICalCodes::ToDo;
 // A to-do's alarm this close to its due time gives the to-do its start.
 constexpr double kAlarmStartWindow = 43200;
 
-QByteArray utf8(const QString &text) {
-    return text.toUtf8();
-}
-
 class EventBuilder {
 public:
-    explicit EventBuilder(const ICalEventRequest &request)
+    EventBuilder(const ICalEventRequest &request, QByteArray &text)
         : m_request(request),
           m_event(request.event),
           m_options(request.options),
-          m_wholeItem(ICalMethods::carriesWholeItem(request.method)) {}
+          m_wholeItem(ICalMethods::carriesWholeItem(request.method)),
+          m_out(text) {}
 
-    icalcomponent *build();
+    void build();
 
 private:
     bool has(quint32 option) const { return m_options & option; }
@@ -50,15 +47,12 @@ private:
     QString richText(const char *key) const {
         return m_event->stringValueForKey(QLatin1String(key)).value_or(QString());
     }
-    void addText(icalproperty *property, const QString &value) {
-        if (value.isEmpty()) {
-            icalproperty_free(property);
-            return;
-        }
-        icalcomponent_add_property(m_component, property);
+    void addText(const char *name, const QString &value) {
+        if (!value.isEmpty())
+            m_out.property(name).text(value);
     }
 
-    icalcomponent_kind componentKind();
+    const char *componentName() const;
     void addDates();
     void addRecurrence();
     void addTexts();
@@ -74,7 +68,10 @@ private:
     CommonDataMO *m_event;
     const quint32 m_options;
     const bool m_wholeItem;
-    icalcomponent *m_component = nullptr;
+    ICalTextWriter m_out;
+    // The caller's SEQUENCE for the UID written, and whether it went out.
+    std::optional<qint64> m_sequence;
+    bool m_wroteSequence = false;
     SyncableObjectMO *m_info = nullptr;
     ExtraDataMO *m_organizer = nullptr;
     CommonDataMO *m_original = nullptr;  // of a detached instance written as one
@@ -84,22 +81,20 @@ private:
     std::optional<CalendarDate> m_start;
 };
 
-icalcomponent_kind EventBuilder::componentKind() {
+const char *EventBuilder::componentName() const {
     if (!m_wholeItem)
-        return m_type == Event  ? ICAL_VEVENT_COMPONENT
-               : m_type == ToDo ? ICAL_VTODO_COMPONENT
-                                : ICAL_VJOURNAL_COMPONENT;
+        return m_type == Event ? "VEVENT" : m_type == ToDo ? "VTODO" : "VJOURNAL";
     switch (m_type) {
         case ToDo:
-            return ICAL_VTODO_COMPONENT;
+            return "VTODO";
         case Journal:
-            return has(JournalAsEvent) ? ICAL_VEVENT_COMPONENT : ICAL_VJOURNAL_COMPONENT;
+            return has(JournalAsEvent) ? "VEVENT" : "VJOURNAL";
         default:
-            return ICAL_VEVENT_COMPONENT;
+            return "VEVENT";
     }
 }
 
-icalcomponent *EventBuilder::build() {
+void EventBuilder::build() {
     m_info = m_event->objectInfo();
     m_organizer = MeetingRoles(m_event).anyOrganizer();
     m_type = m_event->integerValueForKey(QStringLiteral("eventType"));
@@ -115,13 +110,14 @@ icalcomponent *EventBuilder::build() {
             m_original = nullptr;
     }
 
-    m_component = icalcomponent_new(componentKind());
+    const char *component = componentName();
+    m_out.begin(component);
     if (m_wholeItem) {
         const char *typeName =
             m_type == Journal && !has(JournalAsEvent) ? nullptr : ICalCodes::eventTypeName(m_type);
         if (typeName)
-            ICalProperties::addXProperty(m_component, "X-TOLVERN-EVENT-TYPE",
-                                         QLatin1String(typeName), has(GlobalScope));
+            ICalProperties::writeXProperty(m_out, "X-TOLVERN-EVENT-TYPE", QLatin1String(typeName),
+                                           has(GlobalScope));
     }
     addDates();
     addRecurrence();
@@ -131,20 +127,22 @@ icalcomponent *EventBuilder::build() {
     addRecurrenceID();
     addStatus();
     if (!m_request.comment.isEmpty())
-        icalcomponent_add_property(m_component,
-                                   icalproperty_new_comment(utf8(m_request.comment).constData()));
+        m_out.property("COMMENT").text(m_request.comment);
     addLinksAndTags();
     addStampsAndProgress();
     addOwnProperties();
-    ICalPeopleWriter::addContacts(m_component, m_event, has(LocalData));
-    ICalProperties::addXProps(m_component,
-                              m_event->unarchivedValueForKey(QStringLiteral("xProps")).toMap());
-    ICalPeopleWriter::addPeople(m_component, m_request, m_organizer);
-    if (m_wholeItem) {
-        ICalAttachmentWriter::addAttachments(m_component, m_event, m_options);
-        ICalAlarmWriter::addAlarms(m_component, m_event, m_options);
-    }
-    return m_component;
+    ICalPeopleWriter::writeContacts(m_out, m_event, has(LocalData));
+    ICalProperties::writeXProps(m_out,
+                                m_event->unarchivedValueForKey(QStringLiteral("xProps")).toMap());
+    ICalPeopleWriter::writePeople(m_out, m_request, m_organizer);
+    if (m_wholeItem)
+        ICalAttachmentWriter::writeAttachments(m_out, m_event, m_options);
+    // The caller's sequence for an item that writes none comes last.
+    if (m_sequence && !m_wroteSequence)
+        m_out.property("SEQUENCE").number(int(*m_sequence));
+    if (m_wholeItem)
+        ICalAlarmWriter::writeAlarms(m_out, m_event, m_options);
+    m_out.end(component);
 }
 
 void EventBuilder::addDates() {
@@ -167,14 +165,9 @@ void EventBuilder::addDates() {
         if (end && alarm) {
             const double before = end->date().secondsSince(*alarm);
             if (before > -kAlarmStartWindow && before <= kAlarmStartWindow) {
-                icalcomponent_add_property(
-                    m_component, ICalDates::newDateProperty(ICAL_DTSTART_PROPERTY,
-                                                            CalendarDate(*alarm, QTimeZone::utc()),
-                                                            false, false));
+                m_out.date("DTSTART", CalendarDate(*alarm, QTimeZone::utc()), false, false);
                 m_start.reset();
-                icalcomponent_add_property(
-                    m_component,
-                    ICalDates::newDateProperty(ICAL_DUE_PROPERTY, *end, m_allDay, floating));
+                m_out.date("DUE", *end, m_allDay, floating);
                 return;
             }
         }
@@ -182,13 +175,9 @@ void EventBuilder::addDates() {
             m_start = end;
     }
     if (m_start)
-        icalcomponent_add_property(
-            m_component,
-            ICalDates::newDateProperty(ICAL_DTSTART_PROPERTY, *m_start, m_allDay, floating));
+        m_out.date("DTSTART", *m_start, m_allDay, floating);
     if (end)
-        icalcomponent_add_property(
-            m_component, ICalDates::newDateProperty(toDo ? ICAL_DUE_PROPERTY : ICAL_DTEND_PROPERTY,
-                                                    *end, m_allDay, floating));
+        m_out.date(toDo ? "DUE" : "DTEND", *end, m_allDay, floating);
 }
 
 void EventBuilder::addRecurrence() {
@@ -199,37 +188,32 @@ void EventBuilder::addRecurrence() {
     for (ExtraDataMO *record : m_event->extrasForRelationship(QStringLiteral("recurrences"))) {
         const RecurrenceRecord rules(record);
         const RecurrenceRule rule = rules.recurrenceRule();
-        icalproperty *rrule =
-            icalproperty_new_rrule(ICalRecurrence::icalRecurrence(rule, m_allDay));
+        m_out.property("RRULE");
         if (rule.regenerate)
-            ICalProperties::addParameter(rrule, QStringLiteral("X-TOLVERN-REGENERATE"),
-                                         QStringLiteral("OIL"));
-        icalcomponent_add_property(m_component, rrule);
+            m_out.parameter("X-TOLVERN-REGENERATE", QLatin1String("OIL"));
+        icalrecurrencetype recurrenceType = ICalRecurrence::icalRecurrence(rule, m_allDay);
+        char *recurrence = icalrecurrencetype_as_string_r(&recurrenceType);
+        m_out.raw(QByteArrayView(recurrence));
+        icalmemory_free_buffer(recurrence);
         for (const CalendarDate &date : rules.customDates())
-            icalcomponent_add_property(
-                m_component, ICalDates::newDateProperty(ICAL_RDATE_PROPERTY, inStartZone(date),
-                                                        m_allDay, m_floating));
+            m_out.date("RDATE", inStartZone(date), m_allDay, m_floating);
         for (const CalendarDate &date : rules.exceptionDates())
-            icalcomponent_add_property(
-                m_component, ICalDates::newDateProperty(ICAL_EXDATE_PROPERTY, inStartZone(date),
-                                                        m_allDay, m_floating));
+            m_out.date("EXDATE", inStartZone(date), m_allDay, m_floating);
     }
 }
 
 void EventBuilder::addTexts() {
-    const QString title = richText("title");
-    addText(icalproperty_new_summary(utf8(title).constData()), title);
-    const QString content = richText("content");
-    addText(icalproperty_new_description(utf8(content).constData()), content);
+    addText("SUMMARY", richText("title"));
+    addText("DESCRIPTION", richText("content"));
     if (has(NoRichText) || !m_wholeItem)
         return;
-    ICalProperties::addRichText(m_component, "X-TOLVERN-SUMMARY",
-                                m_event->attributedStringValueForKey(QStringLiteral("title")));
-    ICalProperties::addRichText(m_component, "X-TOLVERN-DESCRIPTION",
-                                m_event->attributedStringValueForKey(QStringLiteral("content")));
+    ICalProperties::writeRichText(m_out, "X-TOLVERN-SUMMARY",
+                                  m_event->attributedStringValueForKey(QStringLiteral("title")));
+    ICalProperties::writeRichText(m_out, "X-TOLVERN-DESCRIPTION",
+                                  m_event->attributedStringValueForKey(QStringLiteral("content")));
     if (has(LocalData))
-        ICalProperties::addRichText(
-            m_component, "X-TOLVERN-LOCAL-DESCRIPTION",
+        ICalProperties::writeRichText(
+            m_out, "X-TOLVERN-LOCAL-DESCRIPTION",
             m_event->attributedStringValueForKey(QStringLiteral("localContent")));
 }
 
@@ -238,7 +222,7 @@ void EventBuilder::addPlace() {
     QString location = text("location");
     if (location.isEmpty())
         location = locationURL;
-    addText(icalproperty_new_location(utf8(location).constData()), location);
+    addText("LOCATION", location);
     for (const auto &[key, name] :
          {std::pair{"travelTimeBefore", "X-APPLE-TRAVEL-DURATION"},
           std::pair{"travelTimeAfter", "X-APPLE-TRAVEL-RETURN-DURATION"}}) {
@@ -246,14 +230,12 @@ void EventBuilder::addPlace() {
         if (seconds == 0)
             continue;
         char *duration = icaldurationtype_as_ical_string_r(icaldurationtype_from_int(int(seconds)));
-        icalproperty *property =
-            ICalProperties::addXProperty(m_component, name, QString::fromLatin1(duration));
+        m_out.property(name).valueType("DURATION").plainText(QLatin1String(duration));
         icalmemory_free_buffer(duration);
-        ICalProperties::addParameter(property, QStringLiteral("VALUE"), QStringLiteral("DURATION"));
     }
     if (m_wholeItem && locationURL != location)
-        ICalProperties::addXProperty(m_component, "X-TOLVERN-LOCATION-URL", locationURL,
-                                     has(GlobalScope));
+        ICalProperties::writeXProperty(m_out, "X-TOLVERN-LOCATION-URL", locationURL,
+                                       has(GlobalScope));
 }
 
 void EventBuilder::addIdentity() {
@@ -264,14 +246,19 @@ void EventBuilder::addIdentity() {
             !meetingUID.isEmpty())
             uid = meetingUID;
     }
-    icalcomponent_add_property(m_component, icalproperty_new_uid(utf8(uid).constData()));
+    m_out.property("UID").text(uid);
+    if (m_request.sequences) {
+        const auto found = m_request.sequences->constFind(uid);
+        if (found != m_request.sequences->constEnd())
+            m_sequence = *found;
+    }
     if (m_organizer || !has(LocalData)) {
         const qint64 sequence =
             m_organizer ? m_organizer->integerValueForKey(QStringLiteral("localSequence")) : 0;
-        icalcomponent_add_property(m_component, icalproperty_new_sequence(int(sequence)));
+        m_out.property("SEQUENCE").number(int(m_sequence.value_or(sequence)));
+        m_wroteSequence = true;
     }
-    icalcomponent_add_property(
-        m_component, icalproperty_new_dtstamp(ICalDates::utcIcaltime(Clock::shared().now())));
+    m_out.property("DTSTAMP").utcTime(Clock::shared().now());
 }
 
 void EventBuilder::addRecurrenceID() {
@@ -290,12 +277,8 @@ void EventBuilder::addRecurrenceID() {
         reference->calendarDateValueForKey(QStringLiteral("startTimeAndZone"));
     const CalendarDate date(recurrence->date(),
                             referenceStart ? referenceStart->timeZone() : recurrence->timeZone());
-    icalproperty *property = ICalDates::newDateProperty(
-        ICAL_RECURRENCEID_PROPERTY, date, reference->boolValueForKey(QStringLiteral("allDay")),
-        reference->boolValueForKey(QStringLiteral("floatingEvent")));
-    if (has(ThisAndFuture))
-        icalproperty_add_parameter(property, icalparameter_new_range(ICAL_RANGE_THISANDFUTURE));
-    icalcomponent_add_property(m_component, property);
+    m_out.date("RECURRENCE-ID", date, reference->boolValueForKey(QStringLiteral("allDay")),
+               reference->boolValueForKey(QStringLiteral("floatingEvent")), has(ThisAndFuture));
 }
 
 void EventBuilder::addStatus() {
@@ -304,75 +287,72 @@ void EventBuilder::addStatus() {
     if (has(Cancelling) && !m_wholeItem)
         status = "CANCELLED";
     if (status)
-        icalcomponent_add_property(m_component,
-                                   icalproperty_new_status(icalproperty_string_to_status(status)));
+        m_out.property("STATUS").raw(QByteArrayView(status));
 }
 
 void EventBuilder::addLinksAndTags() {
     if (!m_wholeItem)
         return;
     const QString url = text("url");
-    addText(icalproperty_new_url(utf8(url).constData()), url);
+    if (!url.isEmpty())
+        m_out.property("URL").raw(url);
     if (has(LocalData))
-        ICalProperties::addXProperty(m_component, "X-TOLVERN-LOCAL-URL", text("localURL"));
+        ICalProperties::writeXProperty(m_out, "X-TOLVERN-LOCAL-URL", text("localURL"));
     const QString tags = m_event->tagListValueForKey(QStringLiteral("tags")).join(QLatin1Char(','));
-    addText(icalproperty_new_categories(utf8(tags).constData()), tags);
+    if (!tags.isEmpty())
+        m_out.property("CATEGORIES").plainText(tags);
     if (has(LocalData))
-        ICalProperties::addXProperty(
-            m_component, "X-TOLVERN-LOCAL-CATEGORIES",
+        ICalProperties::writeXProperty(
+            m_out, "X-TOLVERN-LOCAL-CATEGORIES",
             m_event->tagListValueForKey(QStringLiteral("localTags")).join(QLatin1Char(',')));
 }
 
 void EventBuilder::addStampsAndProgress() {
     if (const std::optional<Date> created = m_event->dateValueForKey(QStringLiteral("createTime")))
-        icalcomponent_add_property(m_component,
-                                   icalproperty_new_created(ICalDates::utcIcaltime(*created)));
+        m_out.property("CREATED").utcTime(*created);
     const bool blocks = ItemDates(m_event).canBlockTime() &&
                         m_event->integerValueForKey(QStringLiteral("blocksTime")) != 0;
     if (!blocks && (m_wholeItem || has(Cancelling)))
-        icalcomponent_add_property(m_component, icalproperty_new_transp(ICAL_TRANSP_TRANSPARENT));
+        m_out.property("TRANSP").raw(QByteArrayView("TRANSPARENT"));
     if (const std::optional<Date> modified =
             m_info ? m_info->dateValueForKey(QStringLiteral("lastModTime")) : std::nullopt)
-        icalcomponent_add_property(
-            m_component, icalproperty_new_lastmodified(ICalDates::utcIcaltime(*modified)));
+        m_out.property("LAST-MODIFIED").utcTime(*modified);
     if (const qint64 priority = m_event->integerValueForKey(QStringLiteral("priority")))
-        icalcomponent_add_property(m_component, icalproperty_new_priority(int(priority)));
+        m_out.property("PRIORITY").number(int(priority));
     if (const std::optional<Date> completed =
             m_event->dateValueForKey(QStringLiteral("completionTime")))
-        icalcomponent_add_property(m_component,
-                                   icalproperty_new_completed(ICalDates::utcIcaltime(*completed)));
+        m_out.property("COMPLETED").utcTime(*completed);
     if (const qint64 percent = m_event->integerValueForKey(QStringLiteral("percentComplete")))
-        icalcomponent_add_property(m_component, icalproperty_new_percentcomplete(int(percent)));
+        m_out.property("PERCENT-COMPLETE").number(int(percent));
     if (m_event->integerValueForKey(QStringLiteral("classification")) != 0)
-        icalcomponent_add_property(m_component, icalproperty_new_class(ICAL_CLASS_PRIVATE));
+        m_out.property("CLASS").raw(QByteArrayView("PRIVATE"));
 }
 
 void EventBuilder::addOwnProperties() {
     const CommonDataMO *calendar = m_event->parentContainer();
     if (calendar && calendar->boolValueForKey(QStringLiteral("holidayCalendar")) &&
         m_event->boolValueForKey(QStringLiteral("observedHoliday")))
-        ICalProperties::addXProperty(m_component, "X-TOLVERN-HOLIDAY-TYPE",
-                                     QStringLiteral("OBSERVED"), true);
+        ICalProperties::writeXProperty(m_out, "X-TOLVERN-HOLIDAY-TYPE", QStringLiteral("OBSERVED"),
+                                       true);
     if (m_info && !has(GlobalScope))
-        ICalProperties::addXProperty(m_component, "X-TOLVERN-LASTMODBY",
-                                     m_info->valueForKey(QStringLiteral("lastModBy")).toString());
+        ICalProperties::writeXProperty(m_out, "X-TOLVERN-LASTMODBY",
+                                       m_info->valueForKey(QStringLiteral("lastModBy")).toString());
     if (!has(LocalData))
         return;
     if (const qint64 order = m_event->integerValueForKey(QStringLiteral("localSortOrder")))
-        ICalProperties::addXProperty(m_component, "X-TOLVERN-SORT-ORDER", QString::number(order));
+        ICalProperties::writeXProperty(m_out, "X-TOLVERN-SORT-ORDER", QString::number(order));
     if (m_event->boolValueForKey(QStringLiteral("localMinimized")))
-        ICalProperties::addXProperty(m_component, "X-TOLVERN-MINIMIZED",
-                                     QStringLiteral("MINIMIZED"));
+        ICalProperties::writeXProperty(m_out, "X-TOLVERN-MINIMIZED", QStringLiteral("MINIMIZED"));
     if (m_event->boolValueForKey(QStringLiteral("localHidden")))
-        ICalProperties::addXProperty(m_component, "X-TOLVERN-HIDDEN", QStringLiteral("HIDDEN"));
+        ICalProperties::writeXProperty(m_out, "X-TOLVERN-HIDDEN", QStringLiteral("HIDDEN"));
 }
 
 }  // namespace
 
 namespace ICalEventWriter {
 
-icalcomponent *eventComponent(const ICalEventRequest &request) {
-    return EventBuilder(request).build();
+void writeEvent(const ICalEventRequest &request, QByteArray &text) {
+    EventBuilder(request, text).build();
 }
 
 }  // namespace ICalEventWriter

@@ -1,9 +1,10 @@
 #pragma once
 
-// INTERNAL to src/ical: the component writer behind ICalWriter, for the
-// writers of later layers (uploads, mail) that add to the component. The
-// .cpp files that use it include <libical/ical.h>.
+// INTERNAL to src/ical: the item writer behind ICalWriter, for the writers
+// of later layers (uploads, mail).
 
+#include <QByteArray>
+#include <QHash>
 #include <QString>
 #include <optional>
 
@@ -11,7 +12,6 @@
 #include "model/foundation/CalendarDate.h"
 
 class CommonDataMO;
-typedef struct icalcomponent_impl icalcomponent;
 
 // What to write of one item.
 struct ICalEventRequest {
@@ -24,16 +24,19 @@ struct ICalEventRequest {
     std::optional<CalendarDate> occurrence;
     // COMMENT of a reply.
     QString comment;
+    // SEQUENCE by the UID written (uid → sequence), overriding the stored
+    // one; where the item writes none, it follows the last property.
+    const QHash<QString, qint64> *sequences = nullptr;
 };
 
 namespace ICalEventWriter {
 
-// A new VEVENT, VTODO or VJOURNAL (owned by the caller) for the item, its
+// Appends the VEVENT, VTODO or VJOURNAL of the item to `text`, its
 // properties in a fixed order: dates and recurrence, texts, place, UID,
 // SEQUENCE, DTSTAMP, RECURRENCE-ID, status, links and tags, stamps,
 // priority and completion, class, the program's own X- properties, contact
 // links, kept unknown properties, organizer and attendees, attachments and
 // alarms. Empty values are left out; the writer never fails on missing data.
-icalcomponent *eventComponent(const ICalEventRequest &request);
+void writeEvent(const ICalEventRequest &request, QByteArray &text);
 
 }  // namespace ICalEventWriter

@@ -5,6 +5,7 @@
 #include "ical/ICalCodes.h"
 #include "ical/ICalEventWriter.h"
 #include "ical/ICalProperties.h"
+#include "ical/ICalTextWriter.h"
 #include "ical/ICalWriteOptions.h"
 #include "model/CommonDataMO.h"
 #include "model/CurrentUser.h"
@@ -14,137 +15,116 @@
 
 namespace {
 
-void addParameterIfAny(icalproperty *property, const char *name, const QString &value) {
+void writeParameterIfAny(ICalTextWriter &writer, const char *name, const QString &value) {
     if (!value.isEmpty())
-        ICalProperties::addParameter(property, QLatin1String(name), value);
+        writer.parameter(name, value);
 }
 
-// A parameter the library knows, by its kind: what addParameter() writes,
-// without looking the name up (every attendee has a few).
-void addKnownParameter(icalproperty *property, icalparameter_kind kind, const char *value) {
-    if (!value || !*value)
-        return;
-    if (icalparameter *parameter = icalparameter_new_from_value_string(kind, value))
-        icalproperty_add_parameter(property, parameter);
-    else
-        ICalProperties::addParameter(property, QLatin1String(icalparameter_kind_to_string(kind)),
-                                     QString::fromUtf8(value));
+void writeParameterIfAny(ICalTextWriter &writer, const char *name, const char *value) {
+    if (value && *value)
+        writer.parameter(name, QLatin1String(value));
 }
 
 // CN and the directory address (carried in EMAIL) of a person.
-void addNameAndDirectory(icalproperty *property, const ExtraDataMO *person) {
-    addKnownParameter(property, ICAL_CN_PARAMETER,
-                      ICalProperties::textField(person, "name").toUtf8().constData());
-    addKnownParameter(property, ICAL_EMAIL_PARAMETER,
-                      ICalProperties::textField(person, "directoryURL").toUtf8().constData());
+void writeNameAndDirectory(ICalTextWriter &writer, const ExtraDataMO *person) {
+    writeParameterIfAny(writer, "CN", ICalProperties::textField(person, "name"));
+    writeParameterIfAny(writer, "EMAIL", ICalProperties::textField(person, "directoryURL"));
 }
 
-void addParticipation(icalproperty *property, qint64 status) {
-    addKnownParameter(property, ICAL_PARTSTAT_PARAMETER,
-                      ICalCodes::participationStatusName(status));
+void writeParticipation(ICalTextWriter &writer, qint64 status) {
+    writeParameterIfAny(writer, "PARTSTAT", ICalCodes::participationStatusName(status));
 }
 
-void addAttendee(icalcomponent *component, const ExtraDataMO *attendee, bool forceRSVP,
-                 const QString &organizerEmail, const QString &callerAddress) {
+void writeAttendee(ICalTextWriter &writer, const ExtraDataMO *attendee, bool forceRSVP,
+                   const QString &organizerEmail, const QString &callerAddress) {
     const QString email = ICalProperties::textField(attendee, "email");
+    writer.property("ATTENDEE");
     if (!callerAddress.isEmpty() && email.compare(organizerEmail, Qt::CaseInsensitive) == 0) {
-        icalproperty *property = icalproperty_new_attendee(
-            ICalProperties::calendarAddress(callerAddress).toUtf8().constData());
-        addParticipation(property, attendee->integerValueForKey(QStringLiteral("status")));
-        icalcomponent_add_property(component, property);
+        writeParticipation(writer, attendee->integerValueForKey(QStringLiteral("status")));
+        writer.raw(ICalProperties::calendarAddress(callerAddress));
         return;
     }
-    icalproperty *property =
-        icalproperty_new_attendee(ICalProperties::calendarAddress(email).toUtf8().constData());
-    addNameAndDirectory(property, attendee);
-    addParticipation(property, attendee->integerValueForKey(QStringLiteral("status")));
-    addKnownParameter(
-        property, ICAL_CUTYPE_PARAMETER,
+    writeNameAndDirectory(writer, attendee);
+    writeParticipation(writer, attendee->integerValueForKey(QStringLiteral("status")));
+    writeParameterIfAny(
+        writer, "CUTYPE",
         ICalCodes::attendeeTypeName(attendee->integerValueForKey(QStringLiteral("attendeeType"))));
-    addKnownParameter(property, ICAL_ROLE_PARAMETER,
-                      ICalCodes::roleName(attendee->integerValueForKey(QStringLiteral("role"))));
+    writeParameterIfAny(writer, "ROLE",
+                        ICalCodes::roleName(attendee->integerValueForKey(QStringLiteral("role"))));
     if (forceRSVP || attendee->boolValueForKey(QStringLiteral("rsvp")))
-        icalproperty_add_parameter(property, icalparameter_new_rsvp(ICAL_RSVP_TRUE));
-    icalcomponent_add_property(component, property);
+        writer.parameter("RSVP", QLatin1String("TRUE"));
+    writer.raw(ICalProperties::calendarAddress(email));
 }
 
 }  // namespace
 
 namespace ICalPeopleWriter {
 
-void addContacts(icalcomponent *component, const CommonDataMO *event, bool local) {
+void writeContacts(ICalTextWriter &writer, const CommonDataMO *event, bool local) {
     for (const ExtraDataMO *link : event->extrasForRelationship(QStringLiteral("contacts"))) {
         const bool isLocal = link->isLocalOnly();
         if (isLocal && !local)
             continue;
-        icalproperty *property = ICalProperties::addXProperty(
-            component, "X-TOLVERN-CONTACT", ICalProperties::textField(link, "contactID"));
-        if (!property)
+        const QString contactID = ICalProperties::textField(link, "contactID");
+        if (contactID.isEmpty())
             continue;
+        writer.property("X-TOLVERN-CONTACT");
         if (isLocal)
-            ICalProperties::addParameter(property, QStringLiteral("X-SCOPE"),
-                                         QStringLiteral("LOCAL"));
-        if (const char *type =
-                ICalCodes::contactTypeName(link->integerValueForKey(QStringLiteral("contactType"))))
-            ICalProperties::addParameter(property, QStringLiteral("X-CONTACT-TYPE"),
-                                         QLatin1String(type));
-        if (const char *order =
-                ICalCodes::nameOrderName(link->integerValueForKey(QStringLiteral("nameOrder"))))
-            ICalProperties::addParameter(property, QStringLiteral("X-NAME-ORDER"),
-                                         QLatin1String(order));
-        addParameterIfAny(property, "X-FIRST", ICalProperties::textField(link, "firstName"));
-        addParameterIfAny(property, "X-LAST", ICalProperties::textField(link, "lastName"));
-        addParameterIfAny(property, "X-EMAIL", ICalProperties::textField(link, "primaryEmail"));
-        addParameterIfAny(property, "X-PHONE", ICalProperties::textField(link, "primaryPhone"));
-        addParameterIfAny(property, "X-COMPANY", ICalProperties::textField(link, "company"));
+            writer.parameter("X-SCOPE", QLatin1String("LOCAL"));
+        writeParameterIfAny(
+            writer, "X-CONTACT-TYPE",
+            ICalCodes::contactTypeName(link->integerValueForKey(QStringLiteral("contactType"))));
+        writeParameterIfAny(
+            writer, "X-NAME-ORDER",
+            ICalCodes::nameOrderName(link->integerValueForKey(QStringLiteral("nameOrder"))));
+        writeParameterIfAny(writer, "X-FIRST", ICalProperties::textField(link, "firstName"));
+        writeParameterIfAny(writer, "X-LAST", ICalProperties::textField(link, "lastName"));
+        writeParameterIfAny(writer, "X-EMAIL", ICalProperties::textField(link, "primaryEmail"));
+        writeParameterIfAny(writer, "X-PHONE", ICalProperties::textField(link, "primaryPhone"));
+        writeParameterIfAny(writer, "X-COMPANY", ICalProperties::textField(link, "company"));
+        writer.plainText(contactID);
     }
 }
 
-void addPeople(icalcomponent *component, const ICalEventRequest &request,
-               const ExtraDataMO *organizer) {
+void writePeople(ICalTextWriter &writer, const ICalEventRequest &request,
+                 const ExtraDataMO *organizer) {
     CommonDataMO *event = request.event;
     const bool callerIsOrganizer = request.options & ICalWriteOptions::CallerIsOrganizer;
     const QString callerAddress = callerIsOrganizer ? request.callerAddress : QString();
     if (organizer) {
         const QString email =
             callerIsOrganizer ? callerAddress : ICalProperties::textField(organizer, "email");
-        icalproperty *property =
-            icalproperty_new_organizer(ICalProperties::calendarAddress(email).toUtf8().constData());
-        addNameAndDirectory(property, organizer);
+        writer.property("ORGANIZER");
+        writeNameAndDirectory(writer, organizer);
         if ((request.options & ICalWriteOptions::ClientScheduling) &&
             organizer->boolValueForKey(QStringLiteral("localFromITIP")))
-            icalproperty_add_parameter(property,
-                                       icalparameter_new_scheduleagent(ICAL_SCHEDULEAGENT_CLIENT));
-        icalcomponent_add_property(component, property);
+            writer.parameter("SCHEDULE-AGENT", QLatin1String("CLIENT"));
+        writer.raw(ICalProperties::calendarAddress(email));
     } else if (request.method == ICalMethod::Publish) {
         const QStringList addresses = OwnAddresses::addresses();
         if (!addresses.isEmpty()) {
-            icalproperty *property = icalproperty_new_organizer(
-                (QStringLiteral("mailto:") + addresses.first()).toUtf8().constData());
-            addParameterIfAny(property, "CN", CurrentUser::name());
-            icalcomponent_add_property(component, property);
+            writer.property("ORGANIZER");
+            writeParameterIfAny(writer, "CN", CurrentUser::name());
+            writer.raw(QStringLiteral("mailto:") + addresses.first());
         }
     }
     if (request.method == ICalMethod::Reply) {
         const ExtraDataMO *ours = MeetingRoles(event).ourAttendeeExtra();
         if (!ours)
             return;
-        icalproperty *property = icalproperty_new_attendee(
-            ICalProperties::calendarAddress(ICalProperties::textField(ours, "email"))
-                .toUtf8()
-                .constData());
-        addNameAndDirectory(property, ours);
+        writer.property("ATTENDEE");
+        writeNameAndDirectory(writer, ours);
         const bool declines = request.options & ICalWriteOptions::kDeclineMask;
-        addParticipation(property,
-                         declines ? 9 : ours->integerValueForKey(QStringLiteral("status")));
-        icalcomponent_add_property(component, property);
+        writeParticipation(writer,
+                           declines ? 9 : ours->integerValueForKey(QStringLiteral("status")));
+        writer.raw(ICalProperties::calendarAddress(ICalProperties::textField(ours, "email")));
         return;
     }
     const QString organizerEmail =
         organizer ? ICalProperties::textField(organizer, "email") : QString();
     for (const ExtraDataMO *attendee : event->extrasForRelationship(QStringLiteral("attendees")))
-        addAttendee(component, attendee, request.method == ICalMethod::Request, organizerEmail,
-                    callerAddress);
+        writeAttendee(writer, attendee, request.method == ICalMethod::Request, organizerEmail,
+                      callerAddress);
 }
 
 }  // namespace ICalPeopleWriter

@@ -2,13 +2,13 @@
 
 #include <libical/ical.h>
 
+#include "ical/ICalTextWriter.h"
 #include "model/ModelObject.h"
 #include "model/foundation/PropertyList.h"
 
 namespace {
 
 const QString kPropValue = QStringLiteral("prop-value");
-const QString kValue = QStringLiteral("VALUE");
 
 // Attribute keys that say where a run is, not how it looks.
 bool isRangeKey(const QString &key) {
@@ -49,16 +49,12 @@ void addParameter(icalproperty *property, const QString &name, const QString &va
     icalproperty_add_parameter(property, parameter);
 }
 
-icalproperty *addXProperty(icalcomponent *component, const char *name, const QString &value,
-                           bool globalScope) {
+void addXProperty(icalcomponent *component, const char *name, const QString &value) {
     if (value.isEmpty())
-        return nullptr;
+        return;
     icalproperty *property = icalproperty_new_x(value.toUtf8().constData());
     icalproperty_set_x_name(property, name);
-    if (globalScope)
-        addParameter(property, QStringLiteral("SHARE-SCOPE"), QStringLiteral("GLOBAL"));
     icalcomponent_add_property(component, property);
-    return property;
 }
 
 bool hasFormatting(const RichText &text) {
@@ -72,7 +68,18 @@ bool hasFormatting(const RichText &text) {
     return false;
 }
 
-void addRichText(icalcomponent *component, const char *name, const std::optional<RichText> &text) {
+bool writeXProperty(ICalTextWriter &writer, const char *name, const QString &value,
+                    bool globalScope) {
+    if (value.isEmpty())
+        return false;
+    writer.property(name);
+    if (globalScope)
+        writer.parameter("SHARE-SCOPE", QLatin1String("GLOBAL"));
+    writer.plainText(value);
+    return true;
+}
+
+void writeRichText(ICalTextWriter &writer, const char *name, const std::optional<RichText> &text) {
     if (!text || text->isEmpty() || !hasFormatting(*text))
         return;
     QByteArray archive;
@@ -81,10 +88,13 @@ void addRichText(icalcomponent *component, const char *name, const std::optional
     } catch (const PropertyList::Error &) {
         return;  // formatting a list cannot hold: the plain text still goes
     }
-    icalproperty *property = addXProperty(component, name, QString::fromLatin1(archive));
-    addParameter(property, QStringLiteral("ENCODING"), QStringLiteral("BASE64"));
-    addParameter(property, QStringLiteral("FMTTYPE"), QStringLiteral("application/x-nsarchive"));
-    addParameter(property, kValue, QStringLiteral("BINARY"));
+    if (archive.isEmpty())
+        return;
+    writer.property(name)
+        .valueType("BINARY")
+        .parameter("ENCODING", QLatin1String("BASE64"))
+        .parameter("FMTTYPE", QLatin1String("application/x-nsarchive"))
+        .raw(archive);
 }
 
 icalproperty *newURIAttach(const QString &url) {
@@ -94,7 +104,9 @@ icalproperty *newURIAttach(const QString &url) {
     return property;
 }
 
-void addXProps(icalcomponent *component, const QVariantMap &xProps) {
+void writeXProps(ICalTextWriter &writer, const QVariantMap &xProps) {
+    // Kept as they came, with any parameter and value type: the library
+    // writes them, these being few.
     for (auto it = xProps.begin(); it != xProps.end(); ++it) {
         const QVariantMap parameters = it.value().toMap();
         const QString value = parameters.value(kPropValue).toString();
@@ -104,7 +116,7 @@ void addXProps(icalcomponent *component, const QVariantMap &xProps) {
             if (parameter.key() != kPropValue)
                 addParameter(property, parameter.key(), parameter.value().toString());
         }
-        icalcomponent_add_property(component, property);
+        writer.libraryProperty(property);
     }
 }
 

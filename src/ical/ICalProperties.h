@@ -11,6 +11,7 @@
 
 typedef struct icalcomponent_impl icalcomponent;
 typedef struct icalproperty_impl icalproperty;
+class ICalTextWriter;
 class ModelObject;
 
 namespace ICalProperties {
@@ -27,16 +28,19 @@ QString textField(const ModelObject *record, const char *key);
 void addParameter(icalproperty *property, const QString &name, const QString &value);
 
 // An X- property with a text value, taken as it stands; nothing for an
-// empty value. `globalScope` adds SHARE-SCOPE=GLOBAL. Returns the property
-// (nullptr when nothing was added).
-icalproperty *addXProperty(icalcomponent *component, const char *name, const QString &value,
-                           bool globalScope = false);
+// empty value.
+void addXProperty(icalcomponent *component, const char *name, const QString &value);
+
+// The same, written as text (backslash and line ends escaped);
+// `globalScope` adds SHARE-SCOPE=GLOBAL. False when nothing was written.
+bool writeXProperty(ICalTextWriter &writer, const char *name, const QString &value,
+                    bool globalScope = false);
 
 // The rich-text copy of a text under `name`: only when the first run carries
 // formatting beyond a plain number or colour, as the property list of the
-// whole text in binary form, base64 (ENCODING=BASE64, VALUE=BINARY,
+// whole text in binary form, base64 (VALUE=BINARY, ENCODING=BASE64,
 // FMTTYPE=application/x-nsarchive).
-void addRichText(icalcomponent *component, const char *name, const std::optional<RichText> &text);
+void writeRichText(ICalTextWriter &writer, const char *name, const std::optional<RichText> &text);
 // Whether a rich text carries such formatting.
 bool hasFormatting(const RichText &text);
 
@@ -45,6 +49,6 @@ icalproperty *newURIAttach(const QString &url);
 
 // The kept unknown properties: name → parameters, the value under
 // "prop-value"; "VALUE" becomes the typed VALUE parameter.
-void addXProps(icalcomponent *component, const QVariantMap &xProps);
+void writeXProps(ICalTextWriter &writer, const QVariantMap &xProps);
 
 }  // namespace ICalProperties

@@ -17,8 +17,7 @@ QByteArray ICalWriter::wholeObject(CommonDataMO *event, const Request &request) 
     eventRequest.callerAddress = request.callerAddress;
     eventRequest.occurrence = request.occurrence;
     eventRequest.comment = request.comment;
-    return ICalCalendarWriter::takeText(
-        ICalCalendarWriter::wholeObject(eventRequest, request.sequences));
+    return ICalCalendarWriter::wholeObject(eventRequest, request.sequences);
 }
 
 QByteArray ICalWriter::calendarExport(CommonDataMO *calendar) {

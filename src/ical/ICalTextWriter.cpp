@@ -1,0 +1,334 @@
+#include "ical/ICalTextWriter.h"
+
+#include <libical/ical.h>
+
+#include <QTimeZone>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+
+#include "model/foundation/WallClock.h"
+
+namespace {
+
+// The library folds a line (CRLF included) of 75 octets or more.
+constexpr qsizetype kTextWriterLineLimit = 75;
+
+// Where the next folded line starts, as the library chooses it.
+qsizetype textWriterNextLineStart(const char *start, qsizetype left) {
+    if (left < kTextWriterLineLimit)
+        return left;
+    for (qsizetype at = kTextWriterLineLimit - 2; at > 0; --at) {
+        if (start[at] == ';' || start[at] == ':' || start[at] == ' ')
+            return at + 1;
+    }
+    for (qsizetype at = kTextWriterLineLimit - 1; at > 0; --at) {
+        const auto byte = static_cast<unsigned char>(start[at]);
+        if ((byte & 0x80) == 0 || (byte & 0xC0) == 0xC0)
+            return at;
+    }
+    return kTextWriterLineLimit - 1;
+}
+
+enum class TextWriterEscape { Text, Plain, Raw, Parameter };
+
+// Room for `units` UTF-16 units of `text` at the end of `out`, growing
+// geometrically: three octets a unit is the most either UTF-8 or an escape
+// needs.
+char *textWriterRoom(QByteArray &out, qsizetype units) {
+    const qsizetype needed = out.size() + 3 * units;
+    if (out.capacity() < needed)
+        out.reserve(std::max(needed, 2 * out.capacity()));
+    const qsizetype at = out.size();
+    out.resize(needed);
+    return out.data() + at;
+}
+
+// One ASCII character as the value (or parameter) is written.
+inline char *textWriterAscii(char *to, char16_t c, TextWriterEscape escape) {
+    switch (escape) {
+        case TextWriterEscape::Raw:
+            *to++ = char(c);
+            return to;
+        case TextWriterEscape::Parameter:
+            if (c == '\n') {
+                *to++ = '^';
+                *to++ = 'n';
+            } else if (c == '"') {
+                *to++ = '^';
+                *to++ = '\'';
+            } else {
+                const bool safe = c == ' ' || c == '\t' || c == '!' || (c >= 0x23 && c <= 0x7e);
+                *to++ = safe ? char(c) : ' ';
+            }
+            return to;
+        case TextWriterEscape::Text:
+            if (c == ';' || c == ',') {
+                *to++ = '\\';
+                *to++ = char(c);
+                return to;
+            }
+            [[fallthrough]];
+        case TextWriterEscape::Plain:
+            if (c == '\\') {
+                *to++ = '\\';
+                *to++ = '\\';
+            } else if (c == '\n') {
+                *to++ = '\\';
+                *to++ = 'n';
+            } else if (c != '\r' && c != '\b' && c != '\f') {
+                *to++ = char(c);
+            }
+            return to;
+    }
+    return to;
+}
+
+// The text up to its first NUL, which ends a C string.
+template <typename Text>
+Text textWriterUntilNul(Text text) {
+    const qsizetype nul = text.indexOf(QChar(u'\0'));
+    return nul < 0 ? text : text.first(nul);
+}
+
+void textWriterAppend(QByteArray &out, QStringView text, TextWriterEscape escape) {
+    char *to = textWriterRoom(out, text.size());
+    const char16_t *from = text.utf16();
+    const char16_t *const end = from + text.size();
+    while (from < end) {
+        const char16_t c = *from++;
+        if (c < 0x80) {
+            if (c == 0)
+                break;
+            to = textWriterAscii(to, c, escape);
+        } else if (c < 0x800) {
+            *to++ = char(0xC0 | (c >> 6));
+            *to++ = char(0x80 | (c & 0x3F));
+        } else if (QChar::isHighSurrogate(c) && from < end && QChar::isLowSurrogate(*from)) {
+            const char32_t u = QChar::surrogateToUcs4(c, *from++);
+            *to++ = char(0xF0 | (u >> 18));
+            *to++ = char(0x80 | ((u >> 12) & 0x3F));
+            *to++ = char(0x80 | ((u >> 6) & 0x3F));
+            *to++ = char(0x80 | (u & 0x3F));
+        } else if (QChar::isSurrogate(c)) {
+            *to++ = '?';  // a lone surrogate, as toUtf8() writes it
+        } else {
+            *to++ = char(0xE0 | (c >> 12));
+            *to++ = char(0x80 | ((c >> 6) & 0x3F));
+            *to++ = char(0x80 | (c & 0x3F));
+        }
+    }
+    out.resize(to - out.constData());
+}
+
+void textWriterAppend(QByteArray &out, QLatin1String text, TextWriterEscape escape) {
+    char *to = textWriterRoom(out, text.size());
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte == 0)
+            break;
+        if (byte < 0x80) {
+            to = textWriterAscii(to, byte, escape);
+        } else {
+            *to++ = char(0xC0 | (byte >> 6));
+            *to++ = char(0x80 | (byte & 0x3F));
+        }
+    }
+    out.resize(to - out.constData());
+}
+
+template <typename Text>
+bool textWriterNeedsQuotes(Text value) {
+    return value.isEmpty() || value.contains(QLatin1Char(';')) ||
+           value.contains(QLatin1Char(':')) || value.contains(QLatin1Char(','));
+}
+
+template <typename Text>
+void textWriterParameter(QByteArray &out, QByteArrayView name, Text value) {
+    value = textWriterUntilNul(value);
+    const bool quoted = textWriterNeedsQuotes(value);
+    out.append(';').append(name).append('=');
+    if (quoted)
+        out.append('"');
+    textWriterAppend(out, value, TextWriterEscape::Parameter);
+    if (quoted)
+        out.append('"');
+}
+
+char *textWriterDigits(char *to, int value, int width) {
+    for (int at = width - 1; at >= 0; --at, value /= 10)
+        to[at] = char('0' + value % 10);
+    return to + width;
+}
+
+}  // namespace
+
+void ICalTextWriter::begin(QByteArrayView component) {
+    m_out.append("BEGIN:").append(component).append("\r\n");
+}
+
+void ICalTextWriter::end(QByteArrayView component) {
+    m_out.append("END:").append(component).append("\r\n");
+}
+
+ICalTextWriter &ICalTextWriter::property(QByteArrayView name) {
+    m_lineStart = m_out.size();
+    m_out.append(name);
+    return *this;
+}
+
+ICalTextWriter &ICalTextWriter::valueType(QByteArrayView type) {
+    m_out.append(";VALUE=").append(type);
+    return *this;
+}
+
+ICalTextWriter &ICalTextWriter::parameter(QByteArrayView name, QStringView value) {
+    textWriterParameter(m_out, name, value);
+    return *this;
+}
+
+ICalTextWriter &ICalTextWriter::parameter(QByteArrayView name, QLatin1String value) {
+    textWriterParameter(m_out, name, value);
+    return *this;
+}
+
+void ICalTextWriter::text(QStringView value) {
+    textWriterAppend(m_out.append(':'), value, TextWriterEscape::Text);
+    finish();
+}
+
+void ICalTextWriter::plainText(QStringView value) {
+    textWriterAppend(m_out.append(':'), value, TextWriterEscape::Plain);
+    finish();
+}
+
+void ICalTextWriter::plainText(QLatin1String value) {
+    textWriterAppend(m_out.append(':'), value, TextWriterEscape::Plain);
+    finish();
+}
+
+void ICalTextWriter::raw(QStringView value) {
+    textWriterAppend(m_out.append(':'), value, TextWriterEscape::Raw);
+    finish();
+}
+
+void ICalTextWriter::raw(QByteArrayView value) {
+    const qsizetype nul = value.indexOf('\0');
+    m_out.append(':').append(nul < 0 ? value : value.first(nul));
+    finish();
+}
+
+void ICalTextWriter::number(int value) {
+    m_out.append(':').append(QByteArray::number(value));
+    finish();
+}
+
+void ICalTextWriter::appendTime(int year, int month, int day, int hour, int minute, int second,
+                                bool utc) {
+    m_out.append(':');
+    if (year < 0 || year > 9999 || month < 0 || month > 99 || day < 0 || day > 99 || hour < 0 ||
+        hour > 99 || minute < 0 || minute > 99 || second < 0 || second > 99) {
+        char text[80];
+        const int length = std::snprintf(text, sizeof text, "%04d%02d%02dT%02d%02d%02d", year,
+                                         month, day, hour, minute, second);
+        m_out.append(text, length);
+    } else {
+        char digits[15];
+        char *to = textWriterDigits(digits, year, 4);
+        to = textWriterDigits(to, month, 2);
+        to = textWriterDigits(to, day, 2);
+        *to++ = 'T';
+        to = textWriterDigits(to, hour, 2);
+        to = textWriterDigits(to, minute, 2);
+        textWriterDigits(to, second, 2);
+        m_out.append(digits, sizeof digits);
+    }
+    if (utc)
+        m_out.append('Z');
+    finish();
+}
+
+void ICalTextWriter::utcTime(Date date) {
+    const WallClock clock =
+        WallClock::fromLocalSeconds(double(std::time_t(date.secondsSince1970())));
+    appendTime(clock.year, clock.month, clock.day, clock.hour, clock.minute, clock.second, true);
+}
+
+void ICalTextWriter::date(QByteArrayView name, const CalendarDate &date, bool allDay, bool floating,
+                          bool thisAndFuture) {
+    property(name);
+    if (allDay) {
+        valueType("DATE");
+        if (thisAndFuture)
+            parameter("RANGE", QLatin1String("THISANDFUTURE"));
+        if (floating) {
+            // An all-day floating date is no date the library takes: it has
+            // always written zeros, but an RDATE's time.
+            if (name != "RDATE") {
+                m_out.append(":00000000");
+                finish();
+                return;
+            }
+            const WallClock clock = date.wallClock();
+            appendTime(clock.year, clock.month, clock.day, clock.hour, clock.minute, clock.second,
+                       false);
+            return;
+        }
+        const WallClock day = WallClock::fromLocalSeconds(date.date().secondsSince1970());
+        if (day.year < 0 || day.year > 9999) {
+            char text[40];
+            const int length =
+                std::snprintf(text, sizeof text, "%04d%02d%02d", day.year, day.month, day.day);
+            m_out.append(':').append(text, length);
+        } else {
+            char digits[8];
+            textWriterDigits(textWriterDigits(textWriterDigits(digits, day.year, 4), day.month, 2),
+                             day.day, 2);
+            m_out.append(':').append(digits, sizeof digits);
+        }
+        finish();
+        return;
+    }
+    bool utc = false;
+    if (!floating) {
+        if (date.isUniversal()) {
+            utc = true;
+        } else {
+            parameter("TZID", QLatin1String(date.timeZone().id()));
+            // A zone the library takes for UTC writes its times with "Z".
+            const QByteArray id = date.effectiveZone().id();
+            utc = id.isEmpty() || id == "UTC" || id == "GMT";
+        }
+    }
+    if (thisAndFuture)
+        parameter("RANGE", QLatin1String("THISANDFUTURE"));
+    const WallClock clock = date.wallClock();
+    appendTime(clock.year, clock.month, clock.day, clock.hour, clock.minute, clock.second, utc);
+}
+
+void ICalTextWriter::libraryProperty(icalproperty *property) {
+    char *text = icalproperty_as_ical_string_r(property);
+    m_out.append(text);
+    icalmemory_free_buffer(text);
+    icalproperty_free(property);
+}
+
+void ICalTextWriter::finish() {
+    m_out.append("\r\n");
+    const qsizetype length = m_out.size() - m_lineStart;
+    if (length < kTextWriterLineLimit)
+        return;
+    m_fold.resize(length);
+    std::memcpy(m_fold.data(), m_out.constData() + m_lineStart, std::size_t(length));
+    m_out.truncate(m_lineStart);
+    const char *line = m_fold.constData();
+    qsizetype left = m_fold.size();
+    for (bool first = true; left > 0; first = false) {
+        const qsizetype next = textWriterNextLineStart(line, left);
+        if (!first)
+            m_out.append("\r\n ");
+        m_out.append(line, next);
+        line += next;
+        left -= next;
+    }
+}
