@@ -44,42 +44,46 @@ char *textWriterRoom(QByteArray &out, qsizetype units) {
     return out.data() + at;
 }
 
+// `bytes` at the end of `out`, without the general insertion of append().
+inline void textWriterPut(QByteArray &out, QByteArrayView bytes) {
+    if (bytes.isEmpty())
+        return;
+    const qsizetype at = out.size();
+    if (out.capacity() < at + bytes.size())
+        out.reserve(std::max(at + bytes.size(), 2 * out.capacity()));
+    out.resize(at + bytes.size());
+    std::memcpy(out.data() + at, bytes.data(), std::size_t(bytes.size()));
+}
+
 // One ASCII character as the value (or parameter) is written.
-inline char *textWriterAscii(char *to, char16_t c, TextWriterEscape escape) {
-    switch (escape) {
-        case TextWriterEscape::Raw:
+template <TextWriterEscape escape>
+inline char *textWriterAscii(char *to, char16_t c) {
+    if constexpr (escape == TextWriterEscape::Raw) {
+        *to++ = char(c);
+    } else if constexpr (escape == TextWriterEscape::Parameter) {
+        if (c == '\n') {
+            *to++ = '^';
+            *to++ = 'n';
+        } else if (c == '"') {
+            *to++ = '^';
+            *to++ = '\'';
+        } else {
+            const bool safe = c == ' ' || c == '\t' || c == '!' || (c >= 0x23 && c <= 0x7e);
+            *to++ = safe ? char(c) : ' ';
+        }
+    } else {
+        if (escape == TextWriterEscape::Text && (c == ';' || c == ',')) {
+            *to++ = '\\';
             *to++ = char(c);
-            return to;
-        case TextWriterEscape::Parameter:
-            if (c == '\n') {
-                *to++ = '^';
-                *to++ = 'n';
-            } else if (c == '"') {
-                *to++ = '^';
-                *to++ = '\'';
-            } else {
-                const bool safe = c == ' ' || c == '\t' || c == '!' || (c >= 0x23 && c <= 0x7e);
-                *to++ = safe ? char(c) : ' ';
-            }
-            return to;
-        case TextWriterEscape::Text:
-            if (c == ';' || c == ',') {
-                *to++ = '\\';
-                *to++ = char(c);
-                return to;
-            }
-            [[fallthrough]];
-        case TextWriterEscape::Plain:
-            if (c == '\\') {
-                *to++ = '\\';
-                *to++ = '\\';
-            } else if (c == '\n') {
-                *to++ = '\\';
-                *to++ = 'n';
-            } else if (c != '\r' && c != '\b' && c != '\f') {
-                *to++ = char(c);
-            }
-            return to;
+        } else if (c == '\\') {
+            *to++ = '\\';
+            *to++ = '\\';
+        } else if (c == '\n') {
+            *to++ = '\\';
+            *to++ = 'n';
+        } else if (c != '\r' && c != '\b' && c != '\f') {
+            *to++ = char(c);
+        }
     }
     return to;
 }
@@ -87,11 +91,15 @@ inline char *textWriterAscii(char *to, char16_t c, TextWriterEscape escape) {
 // The text up to its first NUL, which ends a C string.
 template <typename Text>
 Text textWriterUntilNul(Text text) {
-    const qsizetype nul = text.indexOf(QChar(u'\0'));
-    return nul < 0 ? text : text.first(nul);
+    for (qsizetype at = 0; at < text.size(); ++at) {
+        if (text[at].unicode() == 0)
+            return text.first(at);
+    }
+    return text;
 }
 
-void textWriterAppend(QByteArray &out, QStringView text, TextWriterEscape escape) {
+template <TextWriterEscape escape>
+void textWriterAppend(QByteArray &out, QStringView text) {
     char *to = textWriterRoom(out, text.size());
     const char16_t *from = text.utf16();
     const char16_t *const end = from + text.size();
@@ -100,7 +108,7 @@ void textWriterAppend(QByteArray &out, QStringView text, TextWriterEscape escape
         if (c < 0x80) {
             if (c == 0)
                 break;
-            to = textWriterAscii(to, c, escape);
+            to = textWriterAscii<escape>(to, c);
         } else if (c < 0x800) {
             *to++ = char(0xC0 | (c >> 6));
             *to++ = char(0x80 | (c & 0x3F));
@@ -121,14 +129,15 @@ void textWriterAppend(QByteArray &out, QStringView text, TextWriterEscape escape
     out.resize(to - out.constData());
 }
 
-void textWriterAppend(QByteArray &out, QLatin1String text, TextWriterEscape escape) {
+template <TextWriterEscape escape>
+void textWriterAppend(QByteArray &out, QLatin1String text) {
     char *to = textWriterRoom(out, text.size());
     for (const char c : text) {
         const auto byte = static_cast<unsigned char>(c);
         if (byte == 0)
             break;
         if (byte < 0x80) {
-            to = textWriterAscii(to, byte, escape);
+            to = textWriterAscii<escape>(to, byte);
         } else {
             *to++ = char(0xC0 | (byte >> 6));
             *to++ = char(0x80 | (byte & 0x3F));
@@ -139,20 +148,26 @@ void textWriterAppend(QByteArray &out, QLatin1String text, TextWriterEscape esca
 
 template <typename Text>
 bool textWriterNeedsQuotes(Text value) {
-    return value.isEmpty() || value.contains(QLatin1Char(';')) ||
-           value.contains(QLatin1Char(':')) || value.contains(QLatin1Char(','));
+    if (value.isEmpty())
+        return true;
+    for (qsizetype at = 0; at < value.size(); ++at) {
+        const auto c = value[at].unicode();
+        if (c == ';' || c == ':' || c == ',')
+            return true;
+    }
+    return false;
 }
 
 template <typename Text>
 void textWriterParameter(QByteArray &out, QByteArrayView name, Text value) {
     value = textWriterUntilNul(value);
     const bool quoted = textWriterNeedsQuotes(value);
-    out.append(';').append(name).append('=');
+    textWriterPut(out, ";");
+    textWriterPut(out, name);
+    textWriterPut(out, quoted ? "=\"" : "=");
+    textWriterAppend<TextWriterEscape::Parameter>(out, value);
     if (quoted)
-        out.append('"');
-    textWriterAppend(out, value, TextWriterEscape::Parameter);
-    if (quoted)
-        out.append('"');
+        textWriterPut(out, "\"");
 }
 
 char *textWriterDigits(char *to, int value, int width) {
@@ -164,21 +179,26 @@ char *textWriterDigits(char *to, int value, int width) {
 }  // namespace
 
 void ICalTextWriter::begin(QByteArrayView component) {
-    m_out.append("BEGIN:").append(component).append("\r\n");
+    textWriterPut(m_out, "BEGIN:");
+    textWriterPut(m_out, component);
+    textWriterPut(m_out, "\r\n");
 }
 
 void ICalTextWriter::end(QByteArrayView component) {
-    m_out.append("END:").append(component).append("\r\n");
+    textWriterPut(m_out, "END:");
+    textWriterPut(m_out, component);
+    textWriterPut(m_out, "\r\n");
 }
 
 ICalTextWriter &ICalTextWriter::property(QByteArrayView name) {
     m_lineStart = m_out.size();
-    m_out.append(name);
+    textWriterPut(m_out, name);
     return *this;
 }
 
 ICalTextWriter &ICalTextWriter::valueType(QByteArrayView type) {
-    m_out.append(";VALUE=").append(type);
+    textWriterPut(m_out, ";VALUE=");
+    textWriterPut(m_out, type);
     return *this;
 }
 
@@ -193,28 +213,33 @@ ICalTextWriter &ICalTextWriter::parameter(QByteArrayView name, QLatin1String val
 }
 
 void ICalTextWriter::text(QStringView value) {
-    textWriterAppend(m_out.append(':'), value, TextWriterEscape::Text);
+    textWriterPut(m_out, ":");
+    textWriterAppend<TextWriterEscape::Text>(m_out, value);
     finish();
 }
 
 void ICalTextWriter::plainText(QStringView value) {
-    textWriterAppend(m_out.append(':'), value, TextWriterEscape::Plain);
+    textWriterPut(m_out, ":");
+    textWriterAppend<TextWriterEscape::Plain>(m_out, value);
     finish();
 }
 
 void ICalTextWriter::plainText(QLatin1String value) {
-    textWriterAppend(m_out.append(':'), value, TextWriterEscape::Plain);
+    textWriterPut(m_out, ":");
+    textWriterAppend<TextWriterEscape::Plain>(m_out, value);
     finish();
 }
 
 void ICalTextWriter::raw(QStringView value) {
-    textWriterAppend(m_out.append(':'), value, TextWriterEscape::Raw);
+    textWriterPut(m_out, ":");
+    textWriterAppend<TextWriterEscape::Raw>(m_out, value);
     finish();
 }
 
 void ICalTextWriter::raw(QByteArrayView value) {
     const qsizetype nul = value.indexOf('\0');
-    m_out.append(':').append(nul < 0 ? value : value.first(nul));
+    textWriterPut(m_out, ":");
+    textWriterPut(m_out, nul < 0 ? value : value.first(nul));
     finish();
 }
 
@@ -225,26 +250,25 @@ void ICalTextWriter::number(int value) {
 
 void ICalTextWriter::appendTime(int year, int month, int day, int hour, int minute, int second,
                                 bool utc) {
-    m_out.append(':');
     if (year < 0 || year > 9999 || month < 0 || month > 99 || day < 0 || day > 99 || hour < 0 ||
         hour > 99 || minute < 0 || minute > 99 || second < 0 || second > 99) {
         char text[80];
-        const int length = std::snprintf(text, sizeof text, "%04d%02d%02dT%02d%02d%02d", year,
-                                         month, day, hour, minute, second);
-        m_out.append(text, length);
+        const int length = std::snprintf(text, sizeof text, ":%04d%02d%02dT%02d%02d%02d%s", year,
+                                         month, day, hour, minute, second, utc ? "Z" : "");
+        textWriterPut(m_out, QByteArrayView(text, length));
     } else {
-        char digits[15];
-        char *to = textWriterDigits(digits, year, 4);
+        char text[17] = {':'};
+        char *to = textWriterDigits(text + 1, year, 4);
         to = textWriterDigits(to, month, 2);
         to = textWriterDigits(to, day, 2);
         *to++ = 'T';
         to = textWriterDigits(to, hour, 2);
         to = textWriterDigits(to, minute, 2);
-        textWriterDigits(to, second, 2);
-        m_out.append(digits, sizeof digits);
+        to = textWriterDigits(to, second, 2);
+        if (utc)
+            *to++ = 'Z';
+        textWriterPut(m_out, QByteArrayView(text, to - text));
     }
-    if (utc)
-        m_out.append('Z');
     finish();
 }
 
@@ -294,10 +318,11 @@ void ICalTextWriter::date(QByteArrayView name, const CalendarDate &date, bool al
         if (date.isUniversal()) {
             utc = true;
         } else {
-            parameter("TZID", QLatin1String(date.timeZone().id()));
+            const QByteArray id = date.timeZone().id();
+            parameter("TZID", QLatin1String(id));
             // A zone the library takes for UTC writes its times with "Z".
-            const QByteArray id = date.effectiveZone().id();
-            utc = id.isEmpty() || id == "UTC" || id == "GMT";
+            const QByteArray effective = date.timeZone().isValid() ? id : date.effectiveZone().id();
+            utc = effective.isEmpty() || effective == "UTC" || effective == "GMT";
         }
     }
     if (thisAndFuture)
@@ -314,7 +339,7 @@ void ICalTextWriter::libraryProperty(icalproperty *property) {
 }
 
 void ICalTextWriter::finish() {
-    m_out.append("\r\n");
+    textWriterPut(m_out, "\r\n");
     const qsizetype length = m_out.size() - m_lineStart;
     if (length < kTextWriterLineLimit)
         return;
