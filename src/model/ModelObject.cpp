@@ -266,8 +266,7 @@ std::optional<RichText> ModelObject::attributedStringValueForKey(const QString &
 
 void ModelObject::setAttributedStringValue(const std::optional<RichText> &value,
                                            const QString &key) {
-    setArchivedValue(value && !value->isEmpty() ? QVariant(value->toPropertyList()) : QVariant(),
-                     key);
+    setStoredValue(key, value && !value->isEmpty() ? QVariant(value->archive()) : QVariant());
 }
 
 std::optional<QString> ModelObject::stringValueForKey(const QString &key) const {

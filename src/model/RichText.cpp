@@ -1,5 +1,7 @@
 #include "model/RichText.h"
 
+#include "model/foundation/PropertyList.h"
+
 namespace {
 const QString kString = QStringLiteral("string");
 const QString kRuns = QStringLiteral("runs");
@@ -10,6 +12,13 @@ QVariantMap RichText::toPropertyList() const {
     if (!runs.isEmpty())
         map.insert(kRuns, runs);
     return map;
+}
+
+QByteArray RichText::archive() const {
+    // Most text has no formatting: its dictionary is written straight.
+    if (runs.isEmpty())
+        return PropertyList::binaryDataOfStringEntry(kString, text);
+    return PropertyList::toData(toPropertyList());
 }
 
 std::optional<RichText> RichText::fromPropertyList(const QVariant &list) {

@@ -22,6 +22,9 @@ struct RichText {
 
     // {"string": text, "runs": [...]} (no "runs" when there are none).
     QVariantMap toPropertyList() const;
+    // That dictionary as a binary property list, the archive the store
+    // keeps. Throws PropertyList::Error for text a list cannot hold.
+    QByteArray archive() const;
     // Reads that dictionary, or a plain string as text without runs; none for
     // anything else.
     static std::optional<RichText> fromPropertyList(const QVariant &list);

@@ -291,16 +291,28 @@ public:
             for (quint64 ref : object.refs)
                 appendBigEndian(out, ref, refSize);
         }
-        const quint64 tableOffset = quint64(out.size());
-        const int offsetSize = bytesForNumber(tableOffset);
-        for (quint64 offset : offsets)
-            appendBigEndian(out, offset, offsetSize);
-        out.append(6, '\0');
-        out += char(offsetSize);
-        out += char(refSize);
-        appendBigEndian(out, count, 8);
-        appendBigEndian(out, 0, 8);  // the top object
-        appendBigEndian(out, tableOffset, 8);
+        appendTrailer(out, offsets.data(), count, refSize);
+        return out;
+    }
+
+    // {key: value} written straight, as write() would: the dictionary, the
+    // key, then the value unless it equals the key (then written once).
+    static QByteArray writeStringEntry(const QString &key, const QString &value) {
+        const bool once = key == value;
+        QByteArray out;
+        out.reserve(2 * (key.size() + value.size()) + 80);
+        out += kBinaryMagic;
+        const quint64 dictionaryOffset = quint64(out.size());
+        out += char(0xd1);
+        out += char(1);
+        out += char(once ? 1 : 2);
+        const quint64 keyOffset = quint64(out.size());
+        appendString(out, key);
+        const quint64 valueOffset = quint64(out.size());
+        if (!once)
+            appendString(out, value);
+        const quint64 offsets[] = {dictionaryOffset, keyOffset, valueOffset};
+        appendTrailer(out, offsets, once ? 2 : 3, 1);
         return out;
     }
 
@@ -355,13 +367,12 @@ private:
         appendBigEndian(out, bits, 8);
         return out;
     }
-    static QByteArray stringBytes(const QString &text) {
+    static void appendString(QByteArray &out, const QString &text) {
         checkText(text, Format::Binary);
         const bool ascii =
             std::all_of(text.cbegin(), text.cend(), [](QChar c) { return c.unicode() < 0x80; });
         const qsizetype width = ascii ? 1 : 2;
-        QByteArray out;
-        out.reserve(text.size() * width + 10);
+        out.reserve(out.size() + text.size() * width + 10);
         appendCounted(out, ascii ? 0x50 : 0x60, quint64(text.size()));
         // The characters are written in place: appending them one by one
         // cost more than everything else of a short text's list.
@@ -374,7 +385,24 @@ private:
                 *bytes++ = char(code >> 8);
             *bytes++ = char(code & 0xff);
         }
+    }
+    static QByteArray stringBytes(const QString &text) {
+        QByteArray out;
+        appendString(out, text);
         return out;
+    }
+    // The offset table of the objects and the trailer (the top object is the first).
+    static void appendTrailer(QByteArray &out, const quint64 *offsets, quint64 count, int refSize) {
+        const quint64 tableOffset = quint64(out.size());
+        const int offsetSize = bytesForNumber(tableOffset);
+        for (quint64 index = 0; index < count; ++index)
+            appendBigEndian(out, offsets[index], offsetSize);
+        out.append(6, '\0');
+        out += char(offsetSize);
+        out += char(refSize);
+        appendBigEndian(out, count, 8);
+        appendBigEndian(out, 0, 8);  // the top object
+        appendBigEndian(out, tableOffset, 8);
     }
     static QByteArray scalarBytes(const QVariant &value, Kind kind) {
         switch (kind) {
@@ -514,6 +542,10 @@ QVariant fromData(const QByteArray &data, QString *error) {
             *error = QString::fromUtf8(e.what());
         return QVariant();
     }
+}
+
+QByteArray binaryDataOfStringEntry(const QString &key, const QString &value) {
+    return BinaryListWriter::writeStringEntry(key, value);
 }
 
 QByteArray toData(const QVariant &value, Format format) {

@@ -60,6 +60,10 @@ QVariant fromData(const QByteArray &data, QString *error);
 // outside the table above, a date outside the range, a string the format
 // cannot carry, too deep a nesting).
 QByteArray toData(const QVariant &value, Format format = Format::Binary);
+// The bytes toData() writes for the binary list of a dictionary that holds
+// the one string `value` under `key`, made without building the dictionary
+// (plain text is archived so). Throws Error for a string a list cannot hold.
+QByteArray binaryDataOfStringEntry(const QString &key, const QString &value);
 
 // What a value is written as. Signed integer types and unsigned ones up to
 // INT64_MAX are Integer, larger unsigned ones UnsignedInteger; string lists

@@ -338,6 +338,36 @@ TEST(PropertyList, ReadsXmlListsAsPeopleWriteThem) {
     EXPECT_TRUE(same(archived, roundTrip(archived, Format::Binary)));
 }
 
+TEST(PropertyList, AOneStringDictionaryIsWrittenAsTheGeneralWriterWritesIt) {
+    // Short and long counts, text equal to its key (written once), text
+    // beyond ASCII, and lists long enough for two-byte offsets.
+    const QString key = QStringLiteral("string");
+    for (const QString &text :
+         {QString(), QStringLiteral("string"), QStringLiteral("x"), QString(14, u'a'),
+          QString(15, u'b'), QString(300, u'c'), QStringLiteral("Zürich – 日本語 – 🎉"),
+          QStringLiteral("\t\n\r\a end")}) {
+        const QByteArray straight = PropertyList::binaryDataOfStringEntry(key, text);
+        EXPECT_EQ(straight, PropertyList::toData(QVariantMap{{key, text}})) << text.toStdString();
+        EXPECT_TRUE(same(QVariantMap{{key, text}}, PropertyList::fromData(straight)));
+    }
+    const QString wideKey = QStringLiteral("Schlüssel 🎉");
+    EXPECT_EQ(PropertyList::binaryDataOfStringEntry(wideKey, wideKey),
+              PropertyList::toData(QVariantMap{{wideKey, wideKey}}));
+    // What a list cannot hold is refused as toData() refuses it.
+    for (const auto &[entryKey, text] :
+         {std::pair{key, QStringLiteral("a%1b").arg(QChar(0))},
+          std::pair{QString(QChar(0xDC00)), QStringLiteral("fine")}}) {
+        std::string error;
+        try {
+            PropertyList::binaryDataOfStringEntry(entryKey, text);
+        } catch (const PropertyList::Error &e) {
+            error = e.what();
+        }
+        EXPECT_FALSE(error.empty());
+        EXPECT_EQ(error, writeError(QVariantMap{{entryKey, text}}, Format::Binary));
+    }
+}
+
 TEST(PropertyList, RefusesValuesAListCannotHold) {
     for (Format format : {Format::Binary, Format::Xml}) {
         EXPECT_EQ(writeError(QVariant(), format), "a property list cannot hold no value");
