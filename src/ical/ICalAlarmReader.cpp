@@ -15,6 +15,7 @@
 
 namespace {
 
+using ICalPropertyReader::isWord;
 using ICalPropertyReader::parameterText;
 using ICalPropertyReader::textOfProperty;
 
@@ -31,10 +32,6 @@ std::optional<QString> alarmXText(icalcomponent *alarm, const char *name) {
             return textOfProperty(property).value_or(QString()).trimmed();
     }
     return std::nullopt;
-}
-
-bool isWord(const std::optional<QString> &text, const char *word) {
-    return text && text->compare(QLatin1String(word), Qt::CaseInsensitive) == 0;
 }
 
 std::optional<qint64> reminderTypeOf(icalcomponent *alarm) {

@@ -9,10 +9,13 @@
 #include "ical/ICalReadOptions.h"
 #include "model/CommonDataMO.h"
 #include "model/ExtraDataMO.h"
+#include "model/Schema.h"
 
 namespace {
 
+using ICalPropertyReader::isWord;
 using ICalPropertyReader::parameterText;
+using ICalPropertyReader::parameterTextOfKind;
 
 // The address of a calendar user without its "mailto:".
 QString addressOf(icalproperty *property) {
@@ -24,32 +27,32 @@ QString addressOf(icalproperty *property) {
 
 // CN and the directory address (EMAIL) of a person.
 void readNameAndDirectory(ExtraDataMO *person, icalproperty *property) {
-    const std::optional<QString> name = parameterText(property, "CN");
+    const std::optional<QString> name = parameterTextOfKind(property, ICAL_CN_PARAMETER);
     person->setValue(QStringLiteral("name"), name ? QVariant(*name) : QVariant());
-    std::optional<QString> directory = parameterText(property, "EMAIL");
+    std::optional<QString> directory = parameterTextOfKind(property, ICAL_EMAIL_PARAMETER);
     if (directory && directory->startsWith(QLatin1Char('/')) &&
         !directory->endsWith(QLatin1Char('/')))
         directory->append(QLatin1Char('/'));
     person->setValue(QStringLiteral("directoryURL"), directory ? QVariant(*directory) : QVariant());
 }
 
-qint64 attendeeCode(icalproperty *property, const char *parameter, qint64 (*code)(const QString &),
+qint64 attendeeCode(icalproperty *property, int kind, qint64 (*code)(const QString &),
                     qint64 fallback) {
-    const std::optional<QString> word = parameterText(property, parameter);
+    const std::optional<QString> word = parameterTextOfKind(property, kind);
     return word ? code(*word) : fallback;
 }
 
 void readAttendee(ExtraDataMO *attendee, icalproperty *property) {
     readNameAndDirectory(attendee, property);
     attendee->setIntegerValue(
-        attendeeCode(property, "PARTSTAT", ICalCodes::participationStatusOfName, 1),
+        attendeeCode(property, ICAL_PARTSTAT_PARAMETER, ICalCodes::participationStatusOfName, 1),
         QStringLiteral("status"));
-    attendee->setIntegerValue(attendeeCode(property, "CUTYPE", ICalCodes::attendeeTypeOfName, 0),
-                              QStringLiteral("attendeeType"));
-    attendee->setIntegerValue(attendeeCode(property, "ROLE", ICalCodes::roleOfName, 0),
+    attendee->setIntegerValue(
+        attendeeCode(property, ICAL_CUTYPE_PARAMETER, ICalCodes::attendeeTypeOfName, 0),
+        QStringLiteral("attendeeType"));
+    attendee->setIntegerValue(attendeeCode(property, ICAL_ROLE_PARAMETER, ICalCodes::roleOfName, 0),
                               QStringLiteral("role"));
-    const std::optional<QString> rsvp = parameterText(property, "RSVP");
-    attendee->setBoolValue(rsvp && rsvp->compare(QLatin1String("TRUE"), Qt::CaseInsensitive) == 0,
+    attendee->setBoolValue(isWord(parameterTextOfKind(property, ICAL_RSVP_PARAMETER), "TRUE"),
                            QStringLiteral("rsvp"));
     attendee->assignUIDIfNeeded();
 }
@@ -64,9 +67,8 @@ void readOrganizer(ExtraDataMO *organizer, icalproperty *property, icalcomponent
     const qint64 number = sequence ? icalproperty_get_sequence(sequence) : 0;
     organizer->setIntegerValue(number, QStringLiteral("localSequence"));
     organizer->setIntegerValue(number, QStringLiteral("localRequestSequence"));
-    const std::optional<QString> agent = parameterText(property, "SCHEDULE-AGENT");
     organizer->setBoolValue(
-        agent && agent->compare(QLatin1String("CLIENT"), Qt::CaseInsensitive) == 0,
+        isWord(parameterTextOfKind(property, ICAL_SCHEDULEAGENT_PARAMETER), "CLIENT"),
         QStringLiteral("localFromITIP"));
 }
 
@@ -102,6 +104,9 @@ namespace ICalPeopleReader {
 
 void readPeople(CommonDataMO *event, const ICalEventSource &source) {
     icalcomponent *component = source.component;
+    // Only records the item had before can be ones the component dropped
+    // (a new item has none).
+    const bool hadRecords = !event->objectsForKey(QLatin1String(Schema::kExtrasKey)).isEmpty();
     QSet<ExtraDataMO *> named;
     for (icalproperty *property =
              icalcomponent_get_first_property(component, ICAL_ATTENDEE_PROPERTY);
@@ -118,13 +123,16 @@ void readPeople(CommonDataMO *event, const ICalEventSource &source) {
     icalproperty *organizerProperty =
         readOrganizerAtAll ? icalcomponent_get_first_property(component, ICAL_ORGANIZER_PROPERTY)
                            : nullptr;
-    if (organizerProperty && !addressOf(organizerProperty).isEmpty()) {
-        ExtraDataMO *organizer = ExtraDataMO::attachOrganizer(addressOf(organizerProperty), event);
+    const QString organizerAddress = organizerProperty ? addressOf(organizerProperty) : QString();
+    if (!organizerAddress.isEmpty()) {
+        ExtraDataMO *organizer = ExtraDataMO::attachOrganizer(organizerAddress, event);
         readOrganizer(organizer, organizerProperty, component);
         named.insert(organizer);
     }
-    deleteUnnamed(event, QStringLiteral("attendees"), named, false);
-    deleteUnnamed(event, QStringLiteral("organizers"), named, false);
+    if (hadRecords) {
+        deleteUnnamed(event, QStringLiteral("attendees"), named, false);
+        deleteUnnamed(event, QStringLiteral("organizers"), named, false);
+    }
 
     QSet<ExtraDataMO *> links;
     for (icalproperty *property = icalcomponent_get_first_property(component, ICAL_X_PROPERTY);
@@ -136,15 +144,14 @@ void readPeople(CommonDataMO *event, const ICalEventSource &source) {
             ICalPropertyReader::textOfProperty(property).value_or(QString()).trimmed();
         if (contactID.isEmpty())
             continue;
-        const std::optional<QString> scope = parameterText(property, "X-SCOPE");
-        const bool local =
-            scope && scope->compare(QLatin1String("LOCAL"), Qt::CaseInsensitive) == 0;
+        const bool local = isWord(parameterText(property, "X-SCOPE"), "LOCAL");
         ExtraDataMO *link = ExtraDataMO::attachContact(contactID, event, local);
         readContact(link, property);
         links.insert(link);
     }
     // Local links travel only in this machine's own copies: keep them.
-    deleteUnnamed(event, QStringLiteral("contacts"), links, true);
+    if (hadRecords)
+        deleteUnnamed(event, QStringLiteral("contacts"), links, true);
 }
 
 }  // namespace ICalPeopleReader

@@ -23,39 +23,99 @@ QString parameterName(icalparameter *parameter) {
     return QString::fromUtf8(rawParameterName(parameter));
 }
 
-// The parameter's value as written ("NAME=value", quotes removed).
+// Text that the library writes as it stands: no character it replaces
+// (controls, the bytes F9 to FF), encodes (line feed, double quote) or
+// quotes the whole for (comma, colon, semicolon).
+bool isWrittenAsItStands(const char *text) {
+    for (const char *c = text; *c; ++c) {
+        const auto byte = uchar(*c);
+        if ((byte < 0x20 && byte != '\t') || byte == 0x7f || byte >= 0xf9 || byte == '"' ||
+            byte == ',' || byte == ':' || byte == ';')
+            return false;
+    }
+    return true;
+}
+
+// The word of a parameter whose value is one of the library's own words;
+// nullptr for an X- value and for kinds not listed here.
+const char *enumWord(icalparameter *parameter) {
+    int word = 0;
+    switch (icalparameter_isa(parameter)) {
+        case ICAL_PARTSTAT_PARAMETER:
+            word = icalparameter_get_partstat(parameter);
+            break;
+        case ICAL_CUTYPE_PARAMETER:
+            word = icalparameter_get_cutype(parameter);
+            break;
+        case ICAL_ROLE_PARAMETER:
+            word = icalparameter_get_role(parameter);
+            break;
+        case ICAL_RSVP_PARAMETER:
+            word = icalparameter_get_rsvp(parameter);
+            break;
+        case ICAL_SCHEDULEAGENT_PARAMETER:
+            word = icalparameter_get_scheduleagent(parameter);
+            break;
+        case ICAL_ENCODING_PARAMETER:
+            word = icalparameter_get_encoding(parameter);
+            break;
+        case ICAL_VALUE_PARAMETER:
+            word = icalparameter_get_value(parameter);
+            break;
+        default:
+            return nullptr;
+    }
+    return word ? icalparameter_enum_to_string(word) : nullptr;
+}
+
+// The value's bytes as the parser left them: text unescaped.
+const char *parsedValueText(icalproperty *property) {
+    icalvalue *value = icalproperty_get_value(property);
+    if (!value)
+        return nullptr;
+    switch (icalvalue_isa(value)) {
+        case ICAL_TEXT_VALUE:
+            return icalvalue_get_text(value);
+        case ICAL_X_VALUE:
+            return icalvalue_get_x(value);
+        case ICAL_CALADDRESS_VALUE:
+            return icalvalue_get_caladdress(value);
+        default:
+            return icalproperty_get_value_as_string(property);
+    }
+}
+
+std::optional<QByteArray> valueBytes(icalproperty *property) {
+    const char *text = parsedValueText(property);
+    return text ? std::optional(QByteArray(text)) : std::nullopt;
+}
+
+bool isAsciiBytes(const char *text) {
+    for (const char *c = text; *c; ++c) {
+        if (uchar(*c) >= 0x80)
+            return false;
+    }
+    return true;
+}
+
+// The parameter's value as the library writes it ("NAME=value"), unquoted.
 QString parameterValue(icalparameter *parameter) {
-    char *text = icalparameter_as_ical_string_r(parameter);
-    if (!text)
+    // Most values are read without writing the parameter out first.
+    if (const char *text = icalparameter_get_xvalue(parameter)) {
+        if (isWrittenAsItStands(text))
+            return QString::fromUtf8(text);
+    } else if (const char *word = enumWord(parameter)) {
+        return QString::fromLatin1(word);
+    }
+    char *written = icalparameter_as_ical_string_r(parameter);
+    if (!written)
         return {};
-    QString value = QString::fromUtf8(text);
-    icalmemory_free_buffer(text);
+    QString value = QString::fromUtf8(written);
+    icalmemory_free_buffer(written);
     value = value.mid(value.indexOf(QLatin1Char('=')) + 1);
     if (value.size() >= 2 && value.startsWith(QLatin1Char('"')) && value.endsWith(QLatin1Char('"')))
         value = value.mid(1, value.size() - 2);
     return value;
-}
-
-// The value's bytes as the parser left them: text unescaped.
-std::optional<QByteArray> valueBytes(icalproperty *property) {
-    icalvalue *value = icalproperty_get_value(property);
-    if (!value)
-        return std::nullopt;
-    const char *text = nullptr;
-    switch (icalvalue_isa(value)) {
-        case ICAL_TEXT_VALUE:
-            text = icalvalue_get_text(value);
-            break;
-        case ICAL_X_VALUE:
-            text = icalvalue_get_x(value);
-            break;
-        default:
-            text = icalproperty_get_value_as_string(property);
-            break;
-    }
-    if (!text)
-        return std::nullopt;
-    return QByteArray(text);
 }
 
 TextEncoding encodingOfCharset(const std::optional<QString> &charset) {
@@ -78,13 +138,20 @@ QString propertyName(icalproperty *property) {
     return QString::fromUtf8(name ? name : "");
 }
 
+bool isWord(const std::optional<QString> &text, const char *word) {
+    return text && text->compare(QLatin1String(word), Qt::CaseInsensitive) == 0;
+}
+
+std::optional<QString> parameterTextOfKind(icalproperty *property, int kind) {
+    icalparameter *parameter = icalproperty_get_first_parameter(property, icalparameter_kind(kind));
+    return parameter ? std::optional(parameterValue(parameter)) : std::nullopt;
+}
+
 std::optional<QString> parameterText(icalproperty *property, const char *name) {
     // A parameter the library knows is found by its kind; others by name.
     const icalparameter_kind kind = icalparameter_string_to_kind(name);
-    if (kind != ICAL_X_PARAMETER && kind != ICAL_IANA_PARAMETER && kind != ICAL_NO_PARAMETER) {
-        icalparameter *parameter = icalproperty_get_first_parameter(property, kind);
-        return parameter ? std::optional(parameterValue(parameter)) : std::nullopt;
-    }
+    if (kind != ICAL_X_PARAMETER && kind != ICAL_IANA_PARAMETER && kind != ICAL_NO_PARAMETER)
+        return parameterTextOfKind(property, kind);
     for (icalparameter *parameter = icalproperty_get_first_parameter(property, ICAL_ANY_PARAMETER);
          parameter; parameter = icalproperty_get_next_parameter(property, ICAL_ANY_PARAMETER)) {
         if (qstricmp(rawParameterName(parameter), name) == 0)
@@ -94,16 +161,22 @@ std::optional<QString> parameterText(icalproperty *property, const char *name) {
 }
 
 std::optional<QString> textOfProperty(icalproperty *property) {
-    std::optional<QByteArray> bytes = valueBytes(property);
-    if (!bytes)
+    const char *text = parsedValueText(property);
+    if (!text)
         return std::nullopt;
-    const std::optional<QString> encoding = parameterText(property, "ENCODING");
-    if (encoding && encoding->compare(QLatin1String("QUOTED-PRINTABLE"), Qt::CaseInsensitive) == 0)
-        bytes = bytesFromQuotedPrintable(*bytes);
-    for (const TextEncoding &each : {encodingOfCharset(parameterText(property, "CHARSET")),
-                                     TextEncoding::isoLatin1(), TextEncoding::ascii()}) {
-        if (std::optional<QString> text = each.decode(*bytes))
-            return text;
+    const bool quotedPrintable =
+        isWord(parameterTextOfKind(property, ICAL_ENCODING_PARAMETER), "QUOTED-PRINTABLE");
+    const std::optional<QString> charset = parameterTextOfKind(property, ICAL_CHARSET_PARAMETER);
+    // ASCII reads the same in UTF-8, the encoding without a CHARSET.
+    if (!quotedPrintable && !charset && *text && isAsciiBytes(text))
+        return QString::fromLatin1(text);
+    QByteArray bytes(text);
+    if (quotedPrintable)
+        bytes = bytesFromQuotedPrintable(bytes);
+    for (const TextEncoding &each :
+         {encodingOfCharset(charset), TextEncoding::isoLatin1(), TextEncoding::ascii()}) {
+        if (std::optional<QString> decoded = each.decode(bytes))
+            return decoded;
     }
     return std::nullopt;
 }

@@ -19,6 +19,10 @@ QString propertyName(icalproperty *property);
 // The value of the parameter called `name` (any case), known to the library
 // or not; none when the property has no such parameter.
 std::optional<QString> parameterText(icalproperty *property, const char *name);
+// The same for the parameter of that kind (an icalparameter_kind).
+std::optional<QString> parameterTextOfKind(icalproperty *property, int kind);
+// Whether the text is there and is the word (any case).
+bool isWord(const std::optional<QString> &text, const char *word);
 
 // The property's text, unescaped. ENCODING=QUOTED-PRINTABLE is decoded
 // first; CHARSET chooses the bytes' encoding ("UTF-8"/"UTF8", "ISO-8859-1",

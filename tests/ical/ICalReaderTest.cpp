@@ -430,6 +430,51 @@ TEST_F(ICalReaderTest, FoldedLinesEncodingsAndCharsets) {
               QStringLiteral("Café"));
 }
 
+TEST_F(ICalReaderTest, ParameterValuesAndPlainTextReadAsWritten) {
+    importText(eventText(
+        {"UID:words", "DTSTART:20241001T080000Z", "SUMMARY;LANGUAGE=en:Plain words",
+         "DESCRIPTION;ENCODING=QUOTED-PRINTABLE:a=3Db",
+         "ORGANIZER;CN=\"Boss: The One\";SCHEDULE-AGENT=client:mailto:boss@example.org",
+         "ATTENDEE;CN=\"Doe, Jane; PhD\";PARTSTAT=accepted;ROLE=opt-participant;RSVP=false:"
+         "MAILTO:jane@example.org",
+         "ATTENDEE;CN=Émile;CUTYPE=room;RSVP=TRUE;EMAIL=/principals/emile:mailto:emile@example.org",
+         "ATTENDEE;CN=\"\";PARTSTAT=X-MAYBE;ROLE=X-OBSERVER:mailto:x@example.org"}));
+    const QString uid = QStringLiteral("words");
+    ASSERT_NE(item(uid), nullptr);
+    EXPECT_EQ(title(item(uid)), QStringLiteral("Plain words"));
+    // Quoted-printable text is decoded even when its bytes are plain ASCII.
+    EXPECT_EQ(item(uid)->stringValueForKey(QStringLiteral("content")), QStringLiteral("a=b"));
+
+    ExtraDataMO *jane = record(uid, "attendees", "email", QStringLiteral("jane@example.org"));
+    ASSERT_NE(jane, nullptr);
+    EXPECT_EQ(jane->valueForKey(QStringLiteral("name")).toString(),
+              QStringLiteral("Doe, Jane; PhD"));
+    EXPECT_EQ(jane->integerValueForKey(QStringLiteral("status")), 3);
+    EXPECT_EQ(jane->integerValueForKey(QStringLiteral("role")), 1);
+    EXPECT_FALSE(jane->boolValueForKey(QStringLiteral("rsvp")));
+    EXPECT_FALSE(jane->valueForKey(QStringLiteral("directoryURL")).isValid());
+
+    ExtraDataMO *emile = record(uid, "attendees", "email", QStringLiteral("emile@example.org"));
+    ASSERT_NE(emile, nullptr);
+    EXPECT_EQ(emile->valueForKey(QStringLiteral("name")).toString(), QStringLiteral("Émile"));
+    EXPECT_EQ(emile->integerValueForKey(QStringLiteral("attendeeType")), 3);
+    EXPECT_TRUE(emile->boolValueForKey(QStringLiteral("rsvp")));
+    EXPECT_EQ(emile->valueForKey(QStringLiteral("directoryURL")).toString(),
+              QStringLiteral("/principals/emile/"));
+
+    ExtraDataMO *other = record(uid, "attendees", "email", QStringLiteral("x@example.org"));
+    ASSERT_NE(other, nullptr);
+    EXPECT_EQ(other->valueForKey(QStringLiteral("name")).toString(), QString());
+    EXPECT_EQ(other->integerValueForKey(QStringLiteral("status")), 1);
+    EXPECT_EQ(other->integerValueForKey(QStringLiteral("role")), 0);
+
+    ASSERT_EQ(records(uid, "organizers").size(), 1);
+    ExtraDataMO *boss = records(uid, "organizers").first();
+    EXPECT_EQ(boss->valueForKey(QStringLiteral("name")).toString(),
+              QStringLiteral("Boss: The One"));
+    EXPECT_TRUE(boss->boolValueForKey(QStringLiteral("localFromITIP")));
+}
+
 TEST_F(ICalReaderTest, ToDosAndJournalEntries) {
     importText(dataFile(QStringLiteral("todos-journals.ics")));
     CommonDataMO *taxes = item(QStringLiteral("todo-due@example.com"));
