@@ -4,6 +4,7 @@
 #include <QHash>
 #include <QStringDecoder>
 #include <mutex>
+#include <vector>
 
 #include "model/foundation/TimeZones.h"
 #include "model/foundation/WallClock.h"
@@ -129,6 +130,42 @@ QTimeZone zoneFromDescription(const QString &tzid, icalcomponent *vtimezone) {
     return TimeZones::zoneNamed(tzid).value_or(TimeZones::universal());
 }
 
+// The answers of timeZoneFromICalTimeZone() met last on this thread, by the
+// TZID's bytes: a file names a few zones for many dates, and looking a name
+// up again (decoding it, hashing it, taking the lock) cost more than the
+// rest of reading a date. Dropped when another name translation is
+// installed, which changes what names mean.
+struct RecentZoneAnswer {
+    QByteArray tzid;
+    QTimeZone zone;
+};
+constexpr std::size_t kRecentZoneAnswersKept = 16;
+thread_local std::vector<RecentZoneAnswer> t_recentZoneAnswers;
+thread_local std::size_t t_nextZoneAnswerToReplace = 0;
+thread_local quint64 t_recentZoneAnswersGeneration = 0;
+
+const QTimeZone *recentZoneAnswer(const char *tzid) {
+    const quint64 generation = TimeZones::nameTranslatorGeneration();
+    if (generation != t_recentZoneAnswersGeneration) {
+        t_recentZoneAnswers.clear();
+        t_recentZoneAnswersGeneration = generation;
+    }
+    for (const RecentZoneAnswer &answer : t_recentZoneAnswers) {
+        if (qstrcmp(answer.tzid.constData(), tzid) == 0)
+            return &answer.zone;
+    }
+    return nullptr;
+}
+
+void rememberZoneAnswer(const char *tzid, const QTimeZone &zone) {
+    if (t_recentZoneAnswers.size() < kRecentZoneAnswersKept) {
+        t_recentZoneAnswers.push_back({QByteArray(tzid), zone});
+        return;
+    }
+    t_recentZoneAnswers[t_nextZoneAnswerToReplace] = {QByteArray(tzid), zone};
+    t_nextZoneAnswerToReplace = (t_nextZoneAnswerToReplace + 1) % kRecentZoneAnswersKept;
+}
+
 // builtinTimeZone() of a zone's id, remembered per thread: every zoned date
 // written asks for it.
 icaltimezone *builtinZoneOfId(const QByteArray &id) {
@@ -137,6 +174,27 @@ icaltimezone *builtinZoneOfId(const QByteArray &id) {
     if (!handle)
         handle = ICalTimeConversion::builtinTimeZone(QString::fromUtf8(id));
     return handle;
+}
+
+// timeZoneFromICalTimeZone() without the answers remembered per thread.
+QTimeZone timeZoneOfTzid(const char *rawTzid, icaltimezone *zone) {
+    const QString tzid = decodedTzid(rawTzid);
+    if (auto known = TimeZones::knownZoneNamed(tzid))
+        return *known;
+    if (const auto platformName = TimeZoneUtilities::platformNameForForeignName(tzid))
+        if (auto known = TimeZones::knownZoneNamed(*platformName))
+            return *known;
+    ZoneTables &tables = zoneTables();
+    {
+        std::lock_guard guard(tables.lock);
+        const auto cached = tables.answers.constFind(tzid);
+        if (cached != tables.answers.constEnd())
+            return *cached;
+    }
+    const QTimeZone answer = zoneFromDescription(tzid, icaltimezone_get_component(zone));
+    std::lock_guard guard(tables.lock);
+    tables.answers.insert(tzid, answer);
+    return answer;
 }
 
 }  // namespace
@@ -214,22 +272,10 @@ std::optional<QTimeZone> timeZoneFromICalTimeZone(icaltimezone *zone) {
     const char *rawTzid = zone ? icaltimezone_get_tzid(zone) : nullptr;
     if (!rawTzid)
         return std::nullopt;
-    const QString tzid = decodedTzid(rawTzid);
-    if (auto known = TimeZones::knownZoneNamed(tzid))
-        return known;
-    if (const auto platformName = TimeZoneUtilities::platformNameForForeignName(tzid))
-        if (auto known = TimeZones::knownZoneNamed(*platformName))
-            return known;
-    ZoneTables &tables = zoneTables();
-    {
-        std::lock_guard guard(tables.lock);
-        const auto cached = tables.answers.constFind(tzid);
-        if (cached != tables.answers.constEnd())
-            return *cached;
-    }
-    const QTimeZone answer = zoneFromDescription(tzid, icaltimezone_get_component(zone));
-    std::lock_guard guard(tables.lock);
-    tables.answers.insert(tzid, answer);
+    if (const QTimeZone *recent = recentZoneAnswer(rawTzid))
+        return *recent;
+    const QTimeZone answer = timeZoneOfTzid(rawTzid, zone);
+    rememberZoneAnswer(rawTzid, answer);
     return answer;
 }
 

@@ -13,6 +13,20 @@ TEST(CalendarDateStoreForm, WritesWholeSecondsAndTheZoneName) {
               QStringLiteral("732283201:Universal"));
     EXPECT_EQ(CalendarDate(Date(-3600.2), zone("America/New_York")).archiveToString(),
               QStringLiteral("-3600:America/New_York"));
+    // Whole seconds of any size read as "%.0f" writes them.
+    EXPECT_EQ(CalendarDate(Date(-86400), TimeZones::universal()).archiveToString(),
+              QStringLiteral("-86400:Universal"));
+    EXPECT_EQ(CalendarDate(Date(-0.0), TimeZones::universal()).archiveToString(),
+              QStringLiteral("-0:Universal"));
+    EXPECT_EQ(CalendarDate(Date(9007199254740993.0), TimeZones::universal()).archiveToString(),
+              QStringLiteral("9007199254740992:Universal"));
+    EXPECT_EQ(CalendarDate(Date(1e17), TimeZones::universal()).archiveToString(),
+              QStringLiteral("100000000000000000:Universal"));
+    // A zone kept under a name of its own, written as it reads.
+    const std::optional<QTimeZone> kept = TimeZones::zoneNamed(QStringLiteral("Heure de Montréal"));
+    ASSERT_TRUE(kept);
+    EXPECT_EQ(CalendarDate(Date(120), *kept).archiveToString(),
+              QStringLiteral("120:Heure de Montréal"));
     // A value without a zone is written with the system zone's name.
     ScopedSystemZone tokyo("Asia/Tokyo");
     EXPECT_EQ(CalendarDate(Date(60), QTimeZone()).archiveToString(),

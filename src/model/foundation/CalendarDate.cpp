@@ -13,6 +13,8 @@
 namespace {
 
 constexpr double kNoon = 43200.0;
+// Whole seconds below this are exact in a double and fit a 64-bit integer.
+constexpr double kLargestWholeSeconds = 9007199254740992.0;
 
 CalendarDate addExactly(const CalendarDate &date, double seconds) {
     return CalendarDate(date.date().addingSeconds(seconds), date.timeZone());
@@ -82,9 +84,30 @@ void CalendarDate::setIntervalAdder(IntervalAdder adder) {
 }
 
 QString CalendarDate::archiveToString() const {
+    // Written for every stored date: whole seconds (nearly all of them) are
+    // printed as an integer, which reads the same as "%.0f" and costs a tenth
+    // of formatting the double.
+    const double secondsSinceReference = m_date.secondsSinceReference();
     char seconds[64];
-    std::snprintf(seconds, sizeof seconds, "%.0f:", m_date.secondsSinceReference());
-    return QLatin1String(seconds) + QString::fromUtf8(effectiveZone().id());
+    char *end = nullptr;
+    if (std::trunc(secondsSinceReference) == secondsSinceReference &&
+        std::fabs(secondsSinceReference) < kLargestWholeSeconds &&
+        !(secondsSinceReference == 0 && std::signbit(secondsSinceReference))) {
+        end =
+            std::to_chars(seconds, seconds + sizeof seconds - 1, qint64(secondsSinceReference)).ptr;
+    } else {
+        const int length =
+            std::snprintf(seconds, sizeof seconds - 1, "%.0f", secondsSinceReference);
+        end = seconds + std::clamp(length, 0, int(sizeof seconds) - 2);
+    }
+    *end++ = ':';
+    const QByteArray zoneName = effectiveZone().id();
+    QString text;
+    text.reserve(qsizetype(end - seconds) + zoneName.size());
+    text.append(QLatin1String(seconds, end));
+    const bool ascii =
+        std::all_of(zoneName.begin(), zoneName.end(), [](char c) { return uchar(c) < 0x80; });
+    return ascii ? text.append(QLatin1String(zoneName)) : text.append(QString::fromUtf8(zoneName));
 }
 
 bool CalendarDate::getTimeString(QString &timeString, QString &timeZoneString,

@@ -2,6 +2,7 @@
 
 #include <QHash>
 #include <QRegularExpression>
+#include <atomic>
 #include <mutex>
 #include <shared_mutex>
 
@@ -25,6 +26,7 @@ struct Registry {
     TimeZones::NameTranslator translator;
     QHash<QString, std::optional<QTimeZone>> known;
     QHash<QString, QTimeZone> unknown;
+    std::atomic<quint64> translatorGeneration{0};
 };
 
 Registry &registry() {
@@ -102,6 +104,11 @@ void setNameTranslator(NameTranslator translator) {
     registry().translator = std::move(translator);
     registry().known.clear();
     registry().unknown.clear();
+    ++registry().translatorGeneration;
+}
+
+quint64 nameTranslatorGeneration() {
+    return registry().translatorGeneration.load(std::memory_order_acquire);
 }
 
 std::optional<QTimeZone> knownZoneNamed(const QString &name) {

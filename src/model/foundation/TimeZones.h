@@ -32,6 +32,9 @@ void setSystemZone(const std::optional<QTimeZone> &zone);
 // translation at start-up; until then only platform names are known.
 using NameTranslator = std::function<std::optional<QString>(const QString &name)>;
 void setNameTranslator(NameTranslator translator);
+// Counts the translations installed: a cache of answers built on
+// knownZoneNamed() holds while this stays the same.
+quint64 nameTranslatorGeneration();
 
 // The zone of `name`: a platform zone name ("Europe/Berlin", "Universal",
 // "GMT", "UTC+01:00" …), else the zone of the installed translation of the
