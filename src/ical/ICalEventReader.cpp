@@ -272,6 +272,10 @@ void EventReader::readRecurrence() {
         if (!kept.contains(record))
             record->deleteExtra();
     }
+    // The exception and extra dates belong to the rule records: without a
+    // rule there is nothing to give them to.
+    if (kept.isEmpty())
+        return;
     recurrence.wasChangedBySettingAllExceptionDates(
         ICalDateReader::datesOfProperties(m_component, ICAL_EXDATE_PROPERTY, m_source.vcalendar));
     recurrence.wasChangedBySettingAllCustomDates(

@@ -242,3 +242,21 @@ TEST(ICalTimeConversion, AnswersAreCachedPerTzid) {
     EXPECT_EQ(offsetFromUtc(*answer, utc(2024, 1, 1)), 10800);
     EXPECT_EQ(timeZoneFromICalTimeZone(second.get()), answer);
 }
+
+TEST(ICalTimeConversion, ANewNameTranslationChangesWhatATzidMeans) {
+    const ICalZone office = zoneFromVTimezone(fixedVTimezone("Head Office Time", "+0000"));
+    TimeZones::setNameTranslator([](const QString &name) -> std::optional<QString> {
+        return name == QLatin1String("Head Office Time")
+                   ? std::optional(QStringLiteral("Asia/Tokyo"))
+                   : std::nullopt;
+    });
+    EXPECT_EQ(timeZoneFromICalTimeZone(office.get()), zone("Asia/Tokyo"));
+    EXPECT_EQ(timeZoneFromICalTimeZone(office.get()), zone("Asia/Tokyo"));
+    TimeZones::setNameTranslator([](const QString &name) -> std::optional<QString> {
+        return name == QLatin1String("Head Office Time")
+                   ? std::optional(QStringLiteral("Europe/Paris"))
+                   : std::nullopt;
+    });
+    EXPECT_EQ(timeZoneFromICalTimeZone(office.get()), zone("Europe/Paris"));
+    TimeZoneUtilities::installNameTranslation();
+}

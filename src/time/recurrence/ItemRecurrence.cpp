@@ -278,7 +278,7 @@ void ItemRecurrence::calcFirstAndLastDay(bool flush) {
         std::optional<Date> latestUntil;
         bool openEnded = false;
         for (ExtraDataMO *record : records) {
-            const std::optional<Date> until = RecurrenceRecord(record).recurrenceRule().until;
+            const std::optional<Date> until = RecurrenceRecord(record).until();
             openEnded = openEnded || !until;
             if (until && (!latestUntil || *until > *latestUntil))
                 latestUntil = until;

@@ -62,11 +62,15 @@ RecurrenceRule RecurrenceRecord::recurrenceRule() const {
     RecurrenceRule rule;
     for (const IntegerKey &entry : kIntegers)
         rule.*entry.field = m_record->integerValueForKey(QString::fromLatin1(entry.key));
-    rule.until = m_record->dateValueForKey(kUntil);
+    rule.until = until();
     for (const ListKey &entry : kLists)
         rule.*entry.field =
             readList(m_record->unarchivedValueForKey(QString::fromLatin1(entry.key)));
     return rule;
+}
+
+std::optional<Date> RecurrenceRecord::until() const {
+    return m_record->dateValueForKey(kUntil);
 }
 
 bool RecurrenceRecord::setRecurrenceRule(const RecurrenceRule &rule) {

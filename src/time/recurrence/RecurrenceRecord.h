@@ -19,6 +19,8 @@ public:
     ExtraDataMO *record() const { return m_record; }
 
     RecurrenceRule recurrenceRule() const;
+    // The rule's `until` alone.
+    std::optional<Date> until() const;
     // Writes only the fields that differ; true when any did.
     bool setRecurrenceRule(const RecurrenceRule &rule);
     // Field by field; `until` compared as the day it falls on (UTC) for an
