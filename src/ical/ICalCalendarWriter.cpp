@@ -4,7 +4,6 @@
 #include <QFileInfo>
 #include <QHash>
 #include <QLocale>
-#include <QSet>
 #include <QTimeZone>
 
 #include "ical/ICalProperties.h"
@@ -91,10 +90,17 @@ icalcomponent *calendarHeader(const CommonDataMO *container, ICalMethod method) 
 
 void addTimeZones(icalcomponent *calendar, const QList<CommonDataMO *> &events,
                   bool historicallyAccurate) {
-    QList<QTimeZone> zones;
-    QSet<QByteArray> seen;
-    int firstYear = Clock::shared().now().toDateTime().date().year();
-    const int lastYear = firstYear;
+    // The zones in the order the items first use them, each with the
+    // earliest moment a date of it names. The first year of a zone only
+    // grows with the moment (a later moment never falls in an earlier year,
+    // nor before a transition an earlier one is past), so the earliest one
+    // decides it: the zone's rules are asked once per zone, not per date.
+    struct UsedZone {
+        QTimeZone zone;
+        Date earliest;
+    };
+    QList<UsedZone> zones;
+    QHash<QByteArray, qsizetype> indexOfZone;
     for (const CommonDataMO *event : events) {
         if (event->boolValueForKey(QStringLiteral("allDay")) ||
             event->boolValueForKey(QStringLiteral("floatingEvent")))
@@ -105,22 +111,32 @@ void addTimeZones(icalcomponent *calendar, const QList<CommonDataMO *> &events,
             if (!date || date->isUniversal())
                 continue;
             const QTimeZone &zone = date->timeZone();
-            if (!seen.contains(zone.id())) {
-                seen.insert(zone.id());
-                zones << zone;
+            const QByteArray id = zone.id();
+            const auto found = indexOfZone.constFind(id);
+            if (found == indexOfZone.constEnd()) {
+                indexOfZone.insert(id, zones.size());
+                zones.append({zone, date->date()});
+            } else {
+                Date &earliest = zones[*found].earliest;
+                earliest = std::min(earliest, date->date());
             }
-            // A date of a later year than the first so far cannot start the range earlier.
-            const int year = WallClock::of(date->date(), zone).year;
-            if (year > firstYear)
-                continue;
-            const QDateTime when = date->date().toDateTime().toTimeZone(zone);
-            firstYear =
-                std::min(firstYear, year - (beforeFirstTransitionOfYear(zone, when) ? 1 : 0));
         }
     }
-    for (const QTimeZone &zone : zones)
-        icalcomponent_add_component(calendar, VTimezoneGenerator::newVTimezoneForRangeOfYears(
-                                                  zone, firstYear, lastYear, historicallyAccurate));
+    int firstYear = Clock::shared().now().toDateTime().date().year();
+    const int lastYear = firstYear;
+    for (const UsedZone &used : std::as_const(zones)) {
+        // A date of a later year than the first so far cannot start the range earlier.
+        const int year = WallClock::of(used.earliest, used.zone).year;
+        if (year > firstYear)
+            continue;
+        const QDateTime when = used.earliest.toDateTime().toTimeZone(used.zone);
+        firstYear =
+            std::min(firstYear, year - (beforeFirstTransitionOfYear(used.zone, when) ? 1 : 0));
+    }
+    for (const UsedZone &used : std::as_const(zones))
+        icalcomponent_add_component(calendar,
+                                    VTimezoneGenerator::newVTimezoneForRangeOfYears(
+                                        used.zone, firstYear, lastYear, historicallyAccurate));
 }
 
 QByteArray wholeObject(const ICalEventRequest &request, const QHash<QString, qint64> &sequences) {

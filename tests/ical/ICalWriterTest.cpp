@@ -233,4 +233,48 @@ TEST_F(ICalWriterTest, ASeriesIsWrittenWithItsExceptionsAndDetachedInstances) {
         unfolded(ICalWriter::wholeObject(series, request)).count(QStringLiteral("SEQUENCE:7")), 2);
 }
 
+// Each zone is written once, covering every year from that of the earliest
+// date of any zone (a year before it when that date comes before its year's
+// first change of offset) to this one.
+TEST_F(ICalWriterTest, ACalendarsZonesCoverItsEarliestDate) {
+    const QTimeZone berlin("Europe/Berlin");
+    const QTimeZone tokyo("Asia/Tokyo");
+    const auto addItem = [&](const char *title, const CalendarDate &start) {
+        CommonDataMO *item = makeItem(QString::fromLatin1(title));
+        item->setCalendarDateValue(start, QStringLiteral("startTimeAndZone"));
+        return item;
+    };
+    // The earliest date comes neither first nor last.
+    addItem("Summer", CalendarDates::dateWithYear(2019, 6, 10, 9, 0, 0, false, berlin));
+    addItem("Far east", CalendarDates::dateWithYear(2020, 5, 2, 9, 0, 0, false, tokyo));
+    CommonDataMO *winter =
+        addItem("Winter", CalendarDates::dateWithYear(2019, 1, 15, 9, 0, 0, false, berlin));
+    addItem("Spring", CalendarDates::dateWithYear(2019, 4, 1, 9, 0, 0, false, berlin));
+
+    // The year of each zone's earliest DTSTART, by TZID.
+    QHash<QString, int> firstYears;
+    QString zone;
+    for (const QString &line : unfolded(ICalWriter::calendarExport(m_calendar))) {
+        if (line == QLatin1String("BEGIN:VTIMEZONE"))
+            zone.clear();
+        else if (line.startsWith(QLatin1String("TZID:")))
+            zone = line.mid(5);
+        else if (!zone.isEmpty() && line.startsWith(QLatin1String("DTSTART:"))) {
+            const int year = line.mid(8, 4).toInt();
+            firstYears[zone] = firstYears.contains(zone) ? std::min(firstYears[zone], year) : year;
+        } else if (line == QLatin1String("END:VTIMEZONE"))
+            zone.clear();
+    }
+    EXPECT_EQ(firstYears, (QHash<QString, int>{{QStringLiteral("Europe/Berlin"), 2018},
+                                               {QStringLiteral("Asia/Tokyo"), 2018}}));
+
+    // Without the winter date, the range starts in the year of the spring one.
+    winter->setCalendarDateValue(CalendarDates::dateWithYear(2019, 5, 15, 9, 0, 0, false, berlin),
+                                 QStringLiteral("startTimeAndZone"));
+    const QByteArray text = ICalWriter::calendarExport(m_calendar);
+    EXPECT_EQ(text.count("BEGIN:VTIMEZONE"), 2);
+    EXPECT_TRUE(text.contains("DTSTART:20190101T000000\r\nTZOFFSETTO:+0900"));
+    EXPECT_FALSE(text.contains("DTSTART:2018"));
+}
+
 }  // namespace
