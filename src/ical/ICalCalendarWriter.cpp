@@ -10,6 +10,7 @@
 #include "ical/ICalWriteOptions.h"
 #include "model/CommonDataMO.h"
 #include "model/Queries.h"
+#include "model/Schema.h"
 #include "model/foundation/Clock.h"
 #include "model/foundation/Format.h"
 #include "model/foundation/WallClock.h"
@@ -182,7 +183,10 @@ QByteArray takeOpenText(icalcomponent *calendar) {
 QByteArray calendarExport(CommonDataMO *calendar) {
     icalcomponent *vcalendar = calendarHeader(calendar, ICalMethod::None);
     QList<CommonDataMO *> events;
-    for (ManagedObject *object : Queries::objectsInContainer(calendar)) {
+    // Every item's record and extra records are read in a few queries for
+    // all of them, not one per item.
+    for (ManagedObject *object : Queries::objectsInContainer(
+             calendar, {QStringLiteral("objectInfo"), QString::fromLatin1(Schema::kExtrasKey)})) {
         if (auto *event = ModelObject::as<CommonDataMO>(object))
             events << event;
     }

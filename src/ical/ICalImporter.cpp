@@ -181,7 +181,8 @@ CommonDataMO *ICalImporter::Run::masterWithUID(const QString &uid) {
 }
 
 void ICalImporter::Run::readCalendarsEvents() {
-    for (ManagedObject *object : Queries::objectsInContainer(m_calendar)) {
+    for (ManagedObject *object :
+         Queries::objectsInContainer(m_calendar, {QStringLiteral("objectInfo")})) {
         auto *item = ModelObject::as<CommonDataMO>(object);
         if (item && item->entityName() == QLatin1String("Event") && !item->uid().isEmpty())
             m_masters.items.insert(item->uid(), item);

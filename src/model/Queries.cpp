@@ -6,6 +6,7 @@
 #include "model/CalendarPublishing.h"
 #include "model/CommonDataMO.h"
 #include "model/DatabaseController.h"
+#include "model/store/FetchExecution.h"
 #include "model/store/ManagedObjectContext.h"
 
 namespace {
@@ -324,14 +325,25 @@ QList<ManagedObject *> Queries::remoteObjectsForRemoteID(const QString &remoteID
                {{QStringLiteral("ID"), remoteID}});
 }
 
-QList<ManagedObject *> Queries::objectsInContainer(ManagedObject *calendar) {
+QList<ManagedObject *> Queries::objectsInContainer(ManagedObject *calendar,
+                                                   const QStringList &prefetching) {
     if (!calendar)
         return {};
-    return run(QStringLiteral("objectsInContainer"),
-               {QStringLiteral("CommonChild"),
-                "%K == $CONTAINER",
-                {QStringLiteral("parentContainerDirect")}},
-               {{QStringLiteral("CONTAINER"), object(calendar)}});
+    // Only the ids are read first, so that rows already in memory are not
+    // read again.
+    QList<ManagedObject *> items = run(QStringLiteral("objectsInContainer"),
+                                       {QStringLiteral("CommonChild"),
+                                        "%K == $CONTAINER",
+                                        {QStringLiteral("parentContainerDirect")},
+                                        {},
+                                        true},
+                                       {{QStringLiteral("CONTAINER"), object(calendar)}});
+    try {
+        FetchExecution::loadWithPrefetching(context(), items, prefetching);
+    } catch (const StoreError &) {
+        return {};
+    }
+    return items;
 }
 
 QList<ManagedObject *> Queries::groupsFromService(ManagedObject *service) {

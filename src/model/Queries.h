@@ -56,7 +56,12 @@ public:
     // then tombstones in fetch order.
     static QList<ManagedObject *> syncableChildrenForUID(const QString &uid);
     static QList<ManagedObject *> remoteObjectsForRemoteID(const QString &remoteID);
-    static QList<ManagedObject *> objectsInContainer(ManagedObject *calendar);
+    // The items of the calendar, each with its row loaded; the rows of the
+    // relationships `prefetching` names (key paths) are loaded with them, in
+    // a few queries for all the items rather than one per item. Rows read
+    // earlier are not read again.
+    static QList<ManagedObject *> objectsInContainer(ManagedObject *calendar,
+                                                     const QStringList &prefetching = {});
     // The calendar groups whose `ownerID` is the service's uid; none for a
     // service without one.
     static QList<ManagedObject *> groupsFromService(ManagedObject *service);

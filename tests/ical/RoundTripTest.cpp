@@ -124,4 +124,25 @@ TEST_F(RoundTripTest, TheComparisonNamesTheFirstDifference) {
                     .contains(QLatin1String("location=Elsewhere")));
 }
 
+// A context that has read nothing of the store yet, which reads the items'
+// rows and records in batches, writes the same text as the one that filled it.
+TEST_F(RoundTripTest, AContextThatReadNothingYetWritesTheSameText) {
+    for (const char *file :
+         {"service-allday-floating.ics", "client-windows-zones.ics", "meeting-people.ics",
+          "alarms.ics", "folded-multibyte.ics", "todos-journals.ics"}) {
+        SCOPED_TRACE(file);
+        EXPECT_TRUE(importText(dataFile(QLatin1String(file))).skipped.isEmpty());
+    }
+    context().save();
+    const QByteArray written = ICalWriter::calendarExport(m_calendar);
+    ASSERT_GT(written.count("BEGIN:VEVENT"), 10);
+
+    ManagedObjectContext fresh(m_store.get());
+    Queries::setContext(&fresh);
+    auto *calendar = ModelObject::as<CommonDataMO>(fresh.objectWithID(m_calendar->objectID()));
+    const QByteArray again = ICalWriter::calendarExport(calendar);
+    Queries::setContext(&context());
+    EXPECT_EQ(again.toStdString(), written.toStdString());
+}
+
 }  // namespace

@@ -123,7 +123,7 @@ QList<ManagedObject *> FetchExecution::objects() {
     if (m_request.fetchLimit() > 0 && results.size() > m_request.fetchLimit())
         results.resize(m_request.fetchLimit());
     for (const QString &keyPath : m_request.relationshipKeyPathsForPrefetching())
-        prefetch(results, keyPath);
+        prefetch(m_context, results, keyPath);
     return results;
 }
 
@@ -222,7 +222,22 @@ qint64 FetchExecution::count() {
 
 // --- Prefetching -------------------------------------------------------------
 
-void FetchExecution::prefetch(const QList<ManagedObject *> &objects, const QString &keyPath) {
+void FetchExecution::loadWithPrefetching(ManagedObjectContext *context,
+                                         const QList<ManagedObject *> &objects,
+                                         const QStringList &keyPaths) {
+    QHash<const EntityDescription *, QList<ManagedObject *>> faults;
+    for (ManagedObject *object : objects) {
+        if (object->isFault())
+            faults[object->m_id.family()].append(object);
+    }
+    for (const QList<ManagedObject *> &family : std::as_const(faults))
+        context->loadFaults(family);
+    for (const QString &keyPath : keyPaths)
+        prefetch(context, objects, keyPath);
+}
+
+void FetchExecution::prefetch(ManagedObjectContext *context, const QList<ManagedObject *> &objects,
+                              const QString &keyPath) {
     const QString first = keyPath.section(QLatin1Char('.'), 0, 0);
     const QString rest = keyPath.section(QLatin1Char('.'), 1);
     // Results of several entities: prefetch for each one that has the key.
@@ -236,9 +251,9 @@ void FetchExecution::prefetch(const QList<ManagedObject *> &objects, const QStri
     }
     for (auto it = owners.begin(); it != owners.end(); ++it) {
         if (it.key()->isToMany)
-            prefetchToMany(it.value(), it.key());
+            prefetchToMany(context, it.value(), it.key());
         else
-            prefetchToOne(it.value(), it.key());
+            prefetchToOne(context, it.value(), it.key());
         if (rest.isEmpty())
             continue;
         QList<ManagedObject *> next;
@@ -254,11 +269,12 @@ void FetchExecution::prefetch(const QList<ManagedObject *> &objects, const QStri
                 }
             }
         }
-        prefetch(next, rest);
+        prefetch(context, next, rest);
     }
 }
 
-void FetchExecution::prefetchToOne(const QList<ManagedObject *> &owners,
+void FetchExecution::prefetchToOne(ManagedObjectContext *context,
+                                   const QList<ManagedObject *> &owners,
                                    const PropertyDescription *relationship) {
     QList<ManagedObject *> faults;
     QSet<ManagedObject *> seen;
@@ -269,10 +285,11 @@ void FetchExecution::prefetchToOne(const QList<ManagedObject *> &owners,
             faults.append(destination);
         }
     }
-    m_context->loadFaults(faults);
+    context->loadFaults(faults);
 }
 
-void FetchExecution::prefetchToMany(const QList<ManagedObject *> &owners,
+void FetchExecution::prefetchToMany(ManagedObjectContext *context,
+                                    const QList<ManagedObject *> &owners,
                                     const PropertyDescription *relationship) {
     QList<ManagedObject *> unloaded;
     for (ManagedObject *owner : owners) {
@@ -281,12 +298,12 @@ void FetchExecution::prefetchToMany(const QList<ManagedObject *> &owners,
     }
     if (relationship->isManyToMany()) {
         for (ManagedObject *owner : unloaded)
-            m_context->loadToMany(owner, relationship);
+            context->loadToMany(owner, relationship);
         return;
     }
-    PersistentStore &store = *m_context->store();
+    PersistentStore &store = *context->store();
     const PropertyDescription *inverse = relationship->inverse;
-    const QString select = m_context->selectColumns(relationship->destination);
+    const QString select = context->selectColumns(relationship->destination);
     for (qsizetype start = 0; start < unloaded.size();
          start += ManagedObjectContext::kKeysPerQuery) {
         const QList<ManagedObject *> batch =
@@ -297,7 +314,7 @@ void FetchExecution::prefetchToMany(const QList<ManagedObject *> &owners,
             members.insert(owner->m_id.primaryKey, {});
             placeholders << QStringLiteral("?");
         }
-        SqliteStatement &query = m_context->connection().statement(
+        SqliteStatement &query = context->connection().statement(
             select + QStringLiteral("WHERE t0.\"%1\" IN (%2) AND t0.Z_ENT IN (%3)")
                          .arg(inverse->name, placeholders.join(QLatin1Char(',')),
                               store.entityCodeList(inverse->entity, true)));
@@ -307,16 +324,16 @@ void FetchExecution::prefetchToMany(const QList<ManagedObject *> &owners,
             2 + store.layout(relationship->destination)
                     .columnForSlot.value(store.entityCode(inverse->entity))[inverse->slot];
         while (query.step()) {
-            ManagedObject *member = m_context->registeredOrFault(
+            ManagedObject *member = context->registeredOrFault(
                 store.entityForCode(int(query.columnInt(1))), query.columnInt(0));
             if (member->isFault())
-                m_context->populate(member, query);
+                context->populate(member, query);
             members[query.columnInt(keyColumn)].append(member);
         }
         query.reset();
         for (ManagedObject *owner : batch) {
             QList<ManagedObject *> list = members.take(owner->m_id.primaryKey);
-            m_context->mergePendingMembers(owner, relationship, list);
+            context->mergePendingMembers(owner, relationship, list);
             ManagedObject::ToManyState &state = owner->toManyState(relationship);
             state.loaded = true;
             state.objects = std::move(list);

@@ -20,17 +20,26 @@ public:
     QList<FetchedValues> values(const QStringList &keys);
     qint64 count();
 
+    // Loads the faults among `objects` and what each relationship key path
+    // reaches from them, as a fetch prefetches for its results: a few
+    // queries per relationship for all of them rather than one per object.
+    // Failures throw StoreError.
+    static void loadWithPrefetching(ManagedObjectContext *context,
+                                    const QList<ManagedObject *> &objects,
+                                    const QStringList &keyPaths);
+
 private:
     bool sortsInSql() const;
     QString orderBy() const;
     QList<ManagedObject *> pendingCandidates() const;
     bool matches(ManagedObject *object) const;
     void sortInMemory(QList<ManagedObject *> &objects) const;
-    void prefetch(const QList<ManagedObject *> &objects, const QString &keyPath);
-    void prefetchToOne(const QList<ManagedObject *> &owners,
-                       const PropertyDescription *relationship);
-    void prefetchToMany(const QList<ManagedObject *> &owners,
-                        const PropertyDescription *relationship);
+    static void prefetch(ManagedObjectContext *context, const QList<ManagedObject *> &objects,
+                         const QString &keyPath);
+    static void prefetchToOne(ManagedObjectContext *context, const QList<ManagedObject *> &owners,
+                              const PropertyDescription *relationship);
+    static void prefetchToMany(ManagedObjectContext *context, const QList<ManagedObject *> &owners,
+                               const PropertyDescription *relationship);
 
     ManagedObjectContext *m_context;
     const FetchRequest &m_request;
