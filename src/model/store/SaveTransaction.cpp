@@ -1,6 +1,9 @@
 #include "model/store/SaveTransaction.h"
 
+#include <sqlite3.h>
+
 #include <QSet>
+#include <algorithm>
 
 #include "model/store/PersistentStore.h"
 
@@ -14,30 +17,20 @@ const SaveTransaction::EntityColumns &SaveTransaction::columnsFor(const EntityDe
     const PersistentStore::TableLayout &layout = m_store->layout(entity);
     const std::vector<int> &columnForSlot = layout.columnForSlot.value(m_store->entityCode(entity));
     EntityColumns columns;
-    QStringList names, placeholders, assignments;
+    QStringList assignments;
     for (std::size_t slot = 0; slot < columnForSlot.size(); ++slot) {
         if (columnForSlot[slot] < 0)
             continue;
-        const QString name =
-            QLatin1Char('"') + layout.columns[columnForSlot[slot]].name + QLatin1Char('"');
         columns.storedSlots.push_back(int(slot));
-        names << name;
-        placeholders << QStringLiteral("?");
-        assignments << name + QStringLiteral(" = ?");
+        columns.storedColumns.push_back(columnForSlot[slot]);
+        assignments << sqlIdentifier(layout.columns[columnForSlot[slot]].name) +
+                           QStringLiteral(" = ?");
     }
     SqliteConnection &db = m_context->connection();
-    const QString table = QLatin1Char('"') + layout.table + QLatin1Char('"');
-    columns.insert = &db.statement(
-        QStringLiteral("INSERT INTO %1 (Z_PK, Z_ENT%2) VALUES (?, ?%3)")
-            .arg(table,
-                 names.isEmpty() ? QString()
-                                 : QStringLiteral(", ") + names.join(QStringLiteral(", ")),
-                 placeholders.isEmpty()
-                     ? QString()
-                     : QStringLiteral(", ") + placeholders.join(QStringLiteral(", "))));
     if (!assignments.isEmpty())
-        columns.update = &db.statement(QStringLiteral("UPDATE %1 SET %2 WHERE Z_PK = ?")
-                                           .arg(table, assignments.join(QStringLiteral(", "))));
+        columns.update = &db.statement(
+            QStringLiteral("UPDATE %1 SET %2 WHERE Z_PK = ?")
+                .arg(sqlIdentifier(layout.table), assignments.join(QStringLiteral(", "))));
     for (const EntityDescription::RangeIndex &range : entity->rangeIndexes()) {
         const QString tree = PersistentStore::rangeIndexTable(range);
         columns.ranges.push_back(
@@ -48,18 +41,45 @@ const SaveTransaction::EntityColumns &SaveTransaction::columnsFor(const EntityDe
     return m_columns.insert(entity, std::move(columns)).value();
 }
 
+const SaveTransaction::FamilyInsert &SaveTransaction::insertFor(const EntityDescription *family) {
+    auto it = m_inserts.find(family);
+    if (it != m_inserts.end())
+        return it.value();
+    const PersistentStore::TableLayout &layout = m_store->layout(family);
+    QString names = QStringLiteral("Z_PK, Z_ENT");
+    for (const PersistentStore::Column &column : layout.columns)
+        names += QStringLiteral(", ") + sqlIdentifier(column.name);
+    FamilyInsert insert;
+    insert.parametersPerRow = int(layout.columns.size()) + 2;
+    SqliteConnection &db = m_context->connection();
+    insert.rowsPerBatch = std::clamp(
+        sqlite3_limit(db.handle(), SQLITE_LIMIT_VARIABLE_NUMBER, -1) / insert.parametersPerRow, 1,
+        kRowsPerInsert);
+    QString row = QStringLiteral("(?");
+    for (int i = 1; i < insert.parametersPerRow; ++i)
+        row += QStringLiteral(", ?");
+    row += QLatin1Char(')');
+    const QString sql =
+        QStringLiteral("INSERT INTO %1 (%2) VALUES ").arg(sqlIdentifier(layout.table), names);
+    insert.single = &db.statement(sql + row);
+    if (insert.rowsPerBatch > 1) {
+        QStringList rows(insert.rowsPerBatch, row);
+        insert.batch = &db.statement(sql + rows.join(QStringLiteral(", ")));
+    }
+    return m_inserts.insert(family, insert).value();
+}
+
 void SaveTransaction::bindValues(SqliteStatement &statement, ManagedObject *object,
-                                 const EntityColumns &columns, int firstIndex) {
-    // Unset values stay NULL; text and data are bound where they are held
-    // (text as UTF-8 kept until the row is written), not copied again.
-    statement.clearBindings();
+                                 const EntityColumns &columns, int base, bool byColumn) {
+    // Text and data are bound where they are held (text as UTF-8 kept until
+    // the statement has run), not copied again.
     const auto &properties = object->m_id.entity->properties();
-    int index = firstIndex - 1;
-    for (int slot : columns.storedSlots) {
-        ++index;
+    for (std::size_t i = 0; i < columns.storedSlots.size(); ++i) {
+        const int slot = columns.storedSlots[i];
         const QVariant &value = object->m_values[slot];
         if (!value.isValid() || value.isNull())
             continue;
+        const int index = base + (byColumn ? columns.storedColumns[i] : int(i));
         if (properties[slot]->isRelationship) {
             if (auto *destination = value.value<ManagedObject *>())
                 statement.bindInt(index, destination->m_id.primaryKey);
@@ -130,22 +150,50 @@ ChangeSet SaveTransaction::run() {
     return changes;
 }
 
+void SaveTransaction::insertRows(const QList<ManagedObject *> &inserted) {
+    // The rows of each table in the order they were inserted (that of their
+    // keys), several to a statement.
+    std::vector<std::pair<const EntityDescription *, std::vector<ManagedObject *>>> byFamily;
+    for (ManagedObject *object : inserted) {
+        const EntityDescription *family = object->m_id.family();
+        auto it = std::find_if(byFamily.begin(), byFamily.end(),
+                               [family](const auto &rows) { return rows.first == family; });
+        if (it == byFamily.end()) {
+            byFamily.emplace_back(family, std::vector<ManagedObject *>());
+            it = std::prev(byFamily.end());
+        }
+        it->second.push_back(object);
+    }
+    for (const auto &[family, rows] : byFamily) {
+        const FamilyInsert &insert = insertFor(family);
+        for (std::size_t done = 0; done < rows.size();) {
+            const std::size_t count =
+                rows.size() - done >= std::size_t(insert.rowsPerBatch) ? insert.rowsPerBatch : 1;
+            SqliteStatement &statement = count > 1 ? *insert.batch : *insert.single;
+            statement.clearBindings();
+            for (std::size_t i = 0; i < count; ++i) {
+                ManagedObject *object = rows[done + i];
+                const int base = int(i) * insert.parametersPerRow;
+                statement.bindInt(base + 1, object->m_id.primaryKey);
+                statement.bindInt(base + 2, m_store->entityCode(object->m_id.entity));
+                bindValues(statement, object, columnsFor(object->m_id.entity), base + 3, true);
+            }
+            executeRow(statement);
+            done += count;
+        }
+    }
+}
+
 void SaveTransaction::write(const ChangeSet &changes) {
     SqliteConnection &db = m_context->connection();
-    for (ManagedObject *object : changes.inserted) {
-        const EntityColumns &columns = columnsFor(object->m_id.entity);
-        SqliteStatement &insert = *columns.insert;
-        bindValues(insert, object, columns, 3);
-        insert.bindInt(1, object->m_id.primaryKey);
-        insert.bindInt(2, m_store->entityCode(object->m_id.entity));
-        executeRow(insert);
-    }
+    insertRows(changes.inserted);
     for (ManagedObject *object : changes.updated) {
         const EntityColumns &columns = columnsFor(object->m_id.entity);
         if (!columns.update || object->isFault())
             continue;
         SqliteStatement &update = *columns.update;
-        bindValues(update, object, columns, 1);
+        update.clearBindings();
+        bindValues(update, object, columns, 1, false);
         update.bindInt(int(columns.storedSlots.size()) + 1, object->m_id.primaryKey);
         executeRow(update);
     }

@@ -25,7 +25,9 @@ private:
     // connection keeps them), not looked up by their text for every row.
     struct EntityColumns {
         std::vector<int> storedSlots;  // stored slots, each with its own column
-        SqliteStatement *insert = nullptr;
+        // The column of each stored slot in its family's table (after
+        // Z_PK and Z_ENT), in the order of storedSlots.
+        std::vector<int> storedColumns;
         SqliteStatement *update = nullptr;  // nullptr when no slot is stored
         struct Range {
             int lowSlot, highSlot;
@@ -33,14 +35,29 @@ private:
         };
         std::vector<Range> ranges;  // the entity's range indexes
     };
+    // New rows of a family's table are written several to a statement:
+    // SQLite's work per statement (opening the table and each of its
+    // indexes, and closing them) cost as much as writing the row. Every
+    // row of the family fills every column of the table, with NULL where
+    // the entity has no property or the object no value.
+    struct FamilyInsert {
+        int parametersPerRow = 0;  // Z_PK, Z_ENT and the table's columns
+        int rowsPerBatch = 1;
+        SqliteStatement *batch = nullptr;   // rowsPerBatch rows
+        SqliteStatement *single = nullptr;  // one row
+    };
+    static constexpr int kRowsPerInsert = 32;
     const EntityColumns &columnsFor(const EntityDescription *entity);
-    // Binds the object's stored values from firstIndex on, and every
-    // parameter before that to NULL (bind those after); the statement must
-    // then run through executeRow().
+    const FamilyInsert &insertFor(const EntityDescription *family);
+    // Binds the object's set values (unset ones stay NULL: the caller
+    // clears the bindings first); the i-th stored slot goes to parameter
+    // base + (byColumn ? its column : i). The statement must then run
+    // through executeRow().
     void bindValues(SqliteStatement &statement, ManagedObject *object, const EntityColumns &columns,
-                    int firstIndex);
+                    int base, bool byColumn);
     void executeRow(SqliteStatement &statement);
     void callWillSave(QList<ManagedObject *> &inserted, QList<ManagedObject *> &updated);
+    void insertRows(const QList<ManagedObject *> &inserted);
     void write(const ChangeSet &changes);
     void writeRangeIndexes(const ChangeSet &changes);
     void commitInMemory(const ChangeSet &changes);
@@ -48,5 +65,6 @@ private:
     ManagedObjectContext *m_context;
     PersistentStore *m_store;
     QHash<const EntityDescription *, EntityColumns> m_columns;
-    std::vector<QByteArray> m_utf8;  // the text of the row being written
+    QHash<const EntityDescription *, FamilyInsert> m_inserts;
+    std::vector<QByteArray> m_utf8;  // the text of the rows being written
 };

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <QSet>
 #include <QSignalSpy>
 #include <QtConcurrent>
 
@@ -49,6 +50,52 @@ TEST_F(StoreTest, EveryAttributeKindSurvivesSaveAndReopen) {
     ASSERT_EQ(notes.size(), 1);
     EXPECT_EQ(notes[0]->valueForKey(QStringLiteral("text")).toString(),
               QStringLiteral("Grüße \u2603"));
+}
+
+TEST_F(StoreTest, ManyNewRowsOfMixedEntitiesAreWrittenEachWithItsOwnValues) {
+    // More rows of one table than one statement writes, of two entities
+    // mixed, some values unset: each row keeps its own values and entity.
+    constexpr int kRows = 75;
+    ManagedObject *folder = insert(QStringLiteral("Folder"), QStringLiteral("F"));
+    for (int i = 0; i < kRows; ++i) {
+        const bool task = i % 3 == 0;
+        ManagedObject *item = insert(task ? QStringLiteral("Task") : QStringLiteral("Note"),
+                                     QStringLiteral("I%1").arg(i));
+        if (i % 2 == 0)
+            item->setValue(QStringLiteral("count"), i);
+        if (task)
+            item->setValue(QStringLiteral("due"), QVariant::fromValue(Date(i * 10.5)));
+        else
+            item->setValue(QStringLiteral("text"), QStringLiteral("text %1").arg(i));
+        if (i % 5 == 0)
+            item->setObject(QStringLiteral("folder"), folder);
+    }
+    const ObjectID folderID = folder->objectID();
+    context().save();
+    reopen();
+
+    const QList<ManagedObject *> items = fetch(QStringLiteral("Item"));
+    ASSERT_EQ(items.size(), kRows);
+    QSet<int> seen;
+    for (ManagedObject *item : items) {
+        const int i = item->valueForKey(QStringLiteral("uid")).toString().mid(1).toInt();
+        seen.insert(i);
+        const bool task = i % 3 == 0;
+        SCOPED_TRACE(i);
+        EXPECT_EQ(item->entityName(), task ? QStringLiteral("Task") : QStringLiteral("Note"));
+        EXPECT_EQ(item->valueForKey(QStringLiteral("count")),
+                  i % 2 == 0 ? QVariant(qint64(i)) : QVariant());
+        EXPECT_EQ(item->valueForKey(QStringLiteral("due")).isValid(), task);
+        if (task) {
+            EXPECT_EQ(item->valueForKey(QStringLiteral("due")).value<Date>(), Date(i * 10.5));
+        }
+        EXPECT_EQ(item->valueForKey(QStringLiteral("text")),
+                  task ? QVariant() : QVariant(QStringLiteral("text %1").arg(i)));
+        const ManagedObject *itsFolder = item->objectForKey(QStringLiteral("folder"));
+        EXPECT_EQ(itsFolder ? itsFolder->objectID() : ObjectID(),
+                  i % 5 == 0 ? folderID : ObjectID());
+    }
+    EXPECT_EQ(seen.size(), kRows);
 }
 
 TEST_F(StoreTest, ValuesAreConvertedToTheAttributeTypeAndEmptyClears) {
