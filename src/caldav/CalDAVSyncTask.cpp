@@ -137,6 +137,12 @@ CalDAVClient &CalDAVSyncTask::caldav() {
     return *m_caldav;
 }
 
+CalDAVRemoteObjects &CalDAVSyncTask::remoteObjects() {
+    if (!m_remoteObjects)
+        m_remoteObjects = std::make_unique<CalDAVRemoteObjects>(remoteService());
+    return *m_remoteObjects;
+}
+
 void CalDAVSyncTask::cleanup() {
     m_fileSave.waitForFinished();
     if (m_caldav)
@@ -151,6 +157,7 @@ void CalDAVSyncTask::cleanup() {
     m_proxies.clear();
     m_groupInfoToFetch.clear();
     m_remoteObjects.reset();
+    m_orphansDropped = false;
     m_calendarGroups.reset();
     m_markedCalendars.clear();
     m_calendarsToFetch.clear();

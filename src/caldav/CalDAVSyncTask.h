@@ -173,6 +173,15 @@ private:
     // Lists the homes of `m_collectionsToFetch` into `m_collectionDictArray`,
     // then runs `m_collectionNextState`.
     void fetchCollections();
+    // The records linking local objects to the server's, read from the
+    // service at their first use in a cycle and kept current by the task
+    // until the cycle ends.
+    CalDAVRemoteObjects &remoteObjects();
+    // Done while the server answers the listing of a calendar home, which
+    // costs a server that stamps each calendar over all its items most of a
+    // quiet cycle: the records are read (when no item sent before needed
+    // them) and those whose local object is gone are deleted, once a cycle.
+    void prepareRemoteObjectsDuringListing();
     void fetchCollectionsResponse();
     // Home sync: a server that syncs homes ("calendarserver-home-sync") is
     // asked, once a cycle completed, only for the collections that changed
@@ -431,10 +440,12 @@ private:
     QVariantList m_owners;
     QStringList m_ownersToFetch;
     QList<qsizetype> m_groupInfoToFetch;
-    // Per cycle: the records linking local objects to the server's, the
-    // calendars still marked as gone from the server, and those whose items
-    // are to be fetched.
+    // Per cycle: the records linking local objects to the server's (see
+    // remoteObjects()) and whether those of vanished objects were dropped,
+    // the calendars still marked as gone from the server, and those whose
+    // items are to be fetched.
     std::unique_ptr<CalDAVRemoteObjects> m_remoteObjects;
+    bool m_orphansDropped = false;
     std::unique_ptr<CalDAVCalendarGroups> m_calendarGroups;
     QSet<SyncableObjectMO *> m_markedCalendars;
     struct CalendarToFetch {

@@ -172,8 +172,6 @@ RefusedProperties refusedPropertiesOf(const QVariantMap &results) {
 
 void CalDAVSyncTask::processCalendarList() {
     logInfo("CalDAVSyncTask (%@): processCalendarList", logIdentity());
-    if (!m_remoteObjects)  // read once a cycle, kept current by this task
-        m_remoteObjects = std::make_unique<CalDAVRemoteObjects>(remoteService());
     m_markedCalendars.clear();
     for (ManagedObject *object :
          remoteService()->objectsForKey(QStringLiteral("ownedContainers"))) {
@@ -226,7 +224,7 @@ void CalDAVSyncTask::processCalendarsInUserDict(const QVariantList &collections,
         if (!isCalendarCollection(collection))
             continue;
         const QString href = collection.value(QStringLiteral("href")).toString();
-        SyncableObjectMO *syncable = m_remoteObjects->localObjectForHREF(href);
+        SyncableObjectMO *syncable = remoteObjects().localObjectForHREF(href);
         if (syncable && syncable->isTombstone()) {
             // Deleted here: the deletion is sent next.
             logInfo("CalDAVSyncTask (%@): calendar %@ scheduled for deletion; skipping",
@@ -243,7 +241,7 @@ void CalDAVSyncTask::processCalendarsInUserDict(const QVariantList &collections,
             created = true;
         }
         m_markedCalendars.remove(calendar->objectInfo());
-        ModelObject *record = m_remoteObjects->link(href, calendar->objectInfo());
+        ModelObject *record = remoteObjects().link(href, calendar->objectInfo());
         CalDAVRemoteObjects::setProxyID(record, proxyID);
         record->setIntegerValue(!readOnlyProxy && grantsWriting(collection)
                                     ? CalendarAccess::kFullAccess
@@ -348,6 +346,9 @@ void CalDAVSyncTask::updateCalendar(CommonDataMO *calendar, const QVariantMap &c
 }
 
 void CalDAVSyncTask::garbageCollectCalendars() {
+    // Records whose object was gone before were dropped during the listing;
+    // the items of a calendar deleted now leave theirs.
+    const bool deletedCalendars = !m_markedCalendars.isEmpty();
     for (SyncableObjectMO *syncable : std::as_const(m_markedCalendars)) {
         CommonDataMO *calendar = syncable->objectData();
         logInfo("CalDAV: garbage collecting calendar %@ (%@)",
@@ -357,7 +358,8 @@ void CalDAVSyncTask::garbageCollectCalendars() {
         context->deleteObject(syncable);
     }
     m_markedCalendars.clear();
-    m_remoteObjects->dropOrphans();
+    if (deletedCalendars || !m_orphansDropped)
+        remoteObjects().dropOrphans();
 }
 
 QList<SyncableObjectMO *> CalDAVSyncTask::changedCalendars() {
@@ -549,12 +551,13 @@ void CalDAVSyncTask::processCalendarResponse(int status) {
         return;
     switch (m_sendingCalendar.op) {
         case ChangeOp::Delete:
-            m_remoteObjects->drop(m_sendingCalendar.href);
+            remoteObjects().drop(m_sendingCalendar.href);
             if (calendar->isTombstone())
                 calendar->managedObjectContext()->deleteObject(calendar);
             break;
         case ChangeOp::Add:
-            m_remoteObjects->link(m_sendingCalendar.href, calendar)
+            remoteObjects()
+                .link(m_sendingCalendar.href, calendar)
                 ->setIntegerValue(CalendarAccess::kFullAccess, QStringLiteral("remoteAccess"));
             noteAgreedWithServer(calendar, m_sendingCalendar.modTime);
             break;

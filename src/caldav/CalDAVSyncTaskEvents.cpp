@@ -124,9 +124,8 @@ void CalDAVSyncTask::fetchChangesFromCalendar() {
         return;
     }
     m_fetching = m_calendarsToFetch.takeLast();
-    const QString token = m_remoteObjects->forHREF(m_fetching.href)
-                              ->valueForKey(QStringLiteral("editURL"))
-                              .toString();
+    const QString token =
+        remoteObjects().forHREF(m_fetching.href)->valueForKey(QStringLiteral("editURL")).toString();
     m_fullSync = !m_fetching.webdavSync || token.isEmpty();
     m_takeAllContent = false;
     m_newSyncToken.reset();
@@ -227,8 +226,8 @@ void CalDAVSyncTask::processServerChanges() {
             deleteReceivedItem(href);
             continue;
         }
-        const ModelObject *record = m_remoteObjects->forHREF(href);
-        const bool known = record && m_remoteObjects->localObjectForHREF(href) &&
+        const ModelObject *record = remoteObjects().forHREF(href);
+        const bool known = record && remoteObjects().localObjectForHREF(href) &&
                            CalDAVRemoteObjects::etagOf(record) == etag;
         if (!known || m_takeAllContent)
             m_eventsToFetch.append(href);
@@ -348,9 +347,9 @@ CommonDataMO *CalDAVSyncTask::storeResource(CommonDataMO *calendar, const QStrin
         logWarning("CalDAV: no main event in %@", href);
         return nullptr;
     }
-    dropDetachedInstancesNotIn(item, result.detached, *calendar, *m_remoteObjects, href);
+    dropDetachedInstancesNotIn(item, result.detached, *calendar, remoteObjects(), href);
     markManagedFilesForDownload(item, *calendar);
-    ModelObject *record = m_remoteObjects->link(href, item->objectInfo());
+    ModelObject *record = remoteObjects().link(href, item->objectInfo());
     record->setValue(QStringLiteral("remoteETag"), etag);
     record->setDateValue(Clock::shared().now(), QStringLiteral("remoteLastUpdateTime"));
     makeRemoteObjectsForDetachedEventsInEvent(item, href, etag);
@@ -366,14 +365,15 @@ void CalDAVSyncTask::doneWithChangesFromCalendar() {
     }
     m_fetchedItems.reset();
     if (m_newSyncToken)
-        m_remoteObjects->forHREF(m_fetching.href)
+        remoteObjects()
+            .forHREF(m_fetching.href)
             ->setValue(QStringLiteral("editURL"), *m_newSyncToken);
     setNextStep([this] { fetchChangesFromCalendar(); });
 }
 
 void CalDAVSyncTask::deleteReceivedItem(const QString &href) {
-    SyncableObjectMO *syncable = m_remoteObjects->localObjectForHREF(href);
-    m_remoteObjects->drop(href);
+    SyncableObjectMO *syncable = remoteObjects().localObjectForHREF(href);
+    remoteObjects().drop(href);
     CommonDataMO *item = syncable ? syncable->objectData() : nullptr;
     if (!item)
         return;
@@ -389,7 +389,7 @@ void CalDAVSyncTask::deleteReceivedItem(const QString &href) {
                 syncables.append(info);
                 if (const ModelObject *record =
                         CalDAVRemoteObjects::recordOf(info, remoteService()))
-                    m_remoteObjects->drop(
+                    remoteObjects().drop(
                         record->valueForKey(QStringLiteral("remoteID")).toString());
             }
     ManagedObjectContext *context = syncable->managedObjectContext();
@@ -454,7 +454,7 @@ void CalDAVSyncTask::makeRemoteObjectForDetachedEventWithOriginalID(CommonDataMO
     const QString remoteID = CalDAVRemoteObjects::detachedRemoteID(href, *detached);
     if (remoteID.isEmpty() || !detached->objectInfo())
         return;
-    ModelObject *record = m_remoteObjects->link(remoteID, detached->objectInfo());
+    ModelObject *record = remoteObjects().link(remoteID, detached->objectInfo());
     record->setValue(QStringLiteral("remoteETag"), etag);
     record->setDateValue(Clock::shared().now(), QStringLiteral("remoteLastUpdateTime"));
 }

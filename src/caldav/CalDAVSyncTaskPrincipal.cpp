@@ -200,6 +200,7 @@ void CalDAVSyncTask::fetchCollections() {
         logInfo("CalDAVSyncTask (%@): webdav sync for home collection %@", logIdentity(), home);
         m_collectionDictArray = m_syncData.value(QStringLiteral("collections")).toList();
         sendHomeSyncReport(token);
+        prepareRemoteObjectsDuringListing();
         return;
     }
     logInfo("CalDAVSyncTask (%@): fetchCollections %@", logIdentity(), home);
@@ -211,6 +212,14 @@ void CalDAVSyncTask::fetchCollections() {
         properties.append(QStringLiteral("sync-token"));
     }
     caldav().propfind(home, 0, 1, properties);
+    prepareRemoteObjectsDuringListing();
+}
+
+void CalDAVSyncTask::prepareRemoteObjectsDuringListing() {
+    if (m_orphansDropped)
+        return;
+    remoteObjects().dropOrphans();
+    m_orphansDropped = true;
 }
 
 void CalDAVSyncTask::fetchCollectionsResponse() {

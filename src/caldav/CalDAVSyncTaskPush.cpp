@@ -134,8 +134,6 @@ void CalDAVSyncTask::findChangedEvents() {
         remoteService()->dateValueForKey(QStringLiteral("lastUpdateTime"));
     logInfo("CalDAVSyncTask (%@): events received since %@", logIdentity(),
             lastUpdate ? lastUpdate->toDateTime().toString(Qt::ISODate) : QString());
-    if (!m_remoteObjects)  // read once a cycle, kept current by this task
-        m_remoteObjects = std::make_unique<CalDAVRemoteObjects>(remoteService());
     m_changedSyncableEvents.clear();
     for (ManagedObject *object :
          remoteService()->objectsForKey(QStringLiteral("ownedContainers"))) {
@@ -198,7 +196,7 @@ void CalDAVSyncTask::sendChangedEvent() {
         return;
     }
     ModelObject *record = CalDAVRemoteObjects::recordOf(syncable, remoteService());
-    if (isReadOnlyProxyCalendar(m_remoteObjects->forHREF(m_sending.calendarHREF))) {
+    if (isReadOnlyProxyCalendar(remoteObjects().forHREF(m_sending.calendarHREF))) {
         ignoreChangeInReadOnlyProxyCalendar(record);
         return;
     }
@@ -404,7 +402,7 @@ void CalDAVSyncTask::brokenConnectionProbeResponse() {
     // the resource (the 412 of a condition that failed).
     const std::optional<QString> held =
         status == 207 ? listedETagOf(*results) : std::optional<QString>();
-    const ModelObject *record = m_remoteObjects->forHREF(m_sendingHREF);
+    const ModelObject *record = remoteObjects().forHREF(m_sendingHREF);
     const std::optional<QString> seen =
         record ? CalDAVRemoteObjects::etagOf(record) : std::optional<QString>();
     if (held == seen) {
@@ -460,7 +458,7 @@ void CalDAVSyncTask::processEventResponse(const ResultStatus &result) {
     const SyncableObjectMO *calendar = syncable->parentContainer();
     switch (m_changeOp) {
         case ChangeOp::Delete:
-            m_remoteObjects->drop(m_sendingHREF);
+            remoteObjects().drop(m_sendingHREF);
             purgeTombstonesWithUID(syncable->uid(), calendar);
             // Refused: the server's copy comes back.
             if (!success && status != 404)
@@ -473,15 +471,15 @@ void CalDAVSyncTask::processEventResponse(const ResultStatus &result) {
                 const std::optional<QString> etag =
                     result.etag
                         ? result.etag
-                        : CalDAVRemoteObjects::etagOf(m_remoteObjects->forHREF(m_sendingHREF));
-                m_remoteObjects->drop(m_sendingHREF);
-                ModelObject *record = m_remoteObjects->link(m_moveHREF, m_moveTarget.syncable);
+                        : CalDAVRemoteObjects::etagOf(remoteObjects().forHREF(m_sendingHREF));
+                remoteObjects().drop(m_sendingHREF);
+                ModelObject *record = remoteObjects().link(m_moveHREF, m_moveTarget.syncable);
                 record->setValue(QStringLiteral("remoteETag"), etag.value_or(QString()));
                 record->setDateValue(Clock::shared().now(), QStringLiteral("remoteLastUpdateTime"));
                 purgeTombstonesWithUID(syncable->uid(), calendar);
             } else if (success || status == 404) {
                 // Nothing left to follow, or nothing left to move.
-                m_remoteObjects->drop(m_sendingHREF);
+                remoteObjects().drop(m_sendingHREF);
                 purgeTombstonesWithUID(syncable->uid(), calendar);
                 if (!success)
                     resendRefusedMove(status);
@@ -496,7 +494,7 @@ void CalDAVSyncTask::processEventResponse(const ResultStatus &result) {
             if (success || (m_changeOp == ChangeOp::Add && status == 412 &&
                             !uidHeldByAnotherResource(result.errorDicts))) {
                 // Without an ETag the stored resource is downloaded again.
-                ModelObject *record = m_remoteObjects->link(m_sendingHREF, syncable);
+                ModelObject *record = remoteObjects().link(m_sendingHREF, syncable);
                 record->setValue(QStringLiteral("remoteETag"),
                                  success ? result.etag.value_or(QString()) : QString());
                 record->setDateValue(Clock::shared().now(), QStringLiteral("remoteLastUpdateTime"));
@@ -514,7 +512,8 @@ void CalDAVSyncTask::processEventResponse(const ResultStatus &result) {
             } else if (status == 412 &&
                        syncable->boolValueForKey(QStringLiteral("transIgnoreConflict"))) {
                 // This edit gives way to the server's, which is downloaded.
-                m_remoteObjects->link(m_sendingHREF, syncable)
+                remoteObjects()
+                    .link(m_sendingHREF, syncable)
                     ->setValue(QStringLiteral("remoteETag"), QString());
             } else {
                 keepConflictingVersion(
@@ -537,7 +536,7 @@ void CalDAVSyncTask::processEventResponse(const ResultStatus &result) {
 void CalDAVSyncTask::keepConflictingVersion(SyncableObjectMO *syncable, const QString &href,
                                             const QString &reason) {
     // The server's version is fetched as an item of its own.
-    m_remoteObjects->drop(href);
+    remoteObjects().drop(href);
     if (syncable->isTombstone()) {
         // Deleted here while the edit was on its way: the server's copy
         // comes back.
@@ -549,7 +548,7 @@ void CalDAVSyncTask::keepConflictingVersion(SyncableObjectMO *syncable, const QS
 }
 
 void CalDAVSyncTask::fetchNeededForCalendar(const QString &calendarHREF) {
-    ModelObject *record = m_remoteObjects->forHREF(calendarHREF);
+    ModelObject *record = remoteObjects().forHREF(calendarHREF);
     if (!record)
         return;
     record->setValue(QStringLiteral("editURL"), QVariant());

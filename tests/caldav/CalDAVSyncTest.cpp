@@ -5,6 +5,7 @@
 #include "caldav/CalDAVRemoteObjects.h"
 #include "caldav/support/SyncTestSuite.h"
 #include "model/ConflictBin.h"
+#include "model/store/ManagedObjectContext.h"
 #include "time/recurrence/ItemRecurrence.h"
 
 // Pulling calendars and items from real servers, seeded and changed by
@@ -298,6 +299,35 @@ TYPED_TEST(CalDAVSyncTest, ADetachedInstanceTheServerDropsGoesAndItsOccurrenceCo
     const std::vector<Date> occurrences = ItemRecurrence(item).series().occurrences(
         dropOriginal, dropOriginal.addingSeconds(Date::kSecondsPerDay), 10);
     EXPECT_EQ(occurrences, std::vector<Date>{dropOriginal});
+}
+
+// A calendar gone from the store without a tombstone (nothing to send, as
+// after a repair of the store) leaves the records of it and of its items
+// behind: the next cycle makes it again from the listing and pulls all of
+// its items, not only the changes since the token of its old record, and
+// no record is left without its object.
+TYPED_TEST(CalDAVSyncTest, ACalendarGoneFromTheStoreIsPulledAgainInFull) {
+    const QString url = this->makeServerCalendar("vanished", "Vanished");
+    for (const QByteArray name : {"first", "second"})
+        this->put(url + name + ".ics",
+                  vcalendar(vevent(name + "-1", name, "DTSTART:20261201T100000Z\r\n")));
+    this->sync();
+    CommonDataMO *calendar = this->calendarTitled("Vanished");
+    ASSERT_NE(calendar, nullptr);
+    SyncableObjectMO *syncable = calendar->objectInfo();
+    ManagedObjectContext *context = syncable->managedObjectContext();
+    CommonDataMO::deleteObject(calendar, false);
+    context->deleteObject(syncable);
+    ASSERT_EQ(this->calendarTitled("Vanished"), nullptr);
+
+    const CalDAVAccountCheck::Outcome outcome = this->sync();
+    EXPECT_EQ(outcome.counts.pulled, 2);
+    CommonDataMO *again = this->calendarTitled("Vanished");
+    ASSERT_NE(again, nullptr);
+    EXPECT_EQ(this->itemUIDs(again), sortedNames(QStringList{"first-1", "second-1"}));
+    for (ManagedObject *record : this->service()->objectsForKey("remoteObjects"))
+        EXPECT_TRUE(record->isDeleted() || record->objectForKey("localObject"))
+            << record->valueForKey("remoteID").toString().toStdString();
 }
 
 }  // namespace
