@@ -256,6 +256,8 @@ void EventReader::readDates() {
 }
 
 void EventReader::readRecurrence() {
+    // The days are worked out once, for the rules and dates together.
+    ItemRecurrence::DaysBatch days;
     QList<ExtraDataMO *> kept;
     for (icalproperty *property = first(ICAL_RRULE_PROPERTY); property;
          property = icalcomponent_get_next_property(m_component, ICAL_RRULE_PROPERTY)) {

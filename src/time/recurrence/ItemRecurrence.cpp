@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <exception>
 
 #include "model/CommonDataMO.h"
 #include "model/ExtraDataMO.h"
@@ -35,6 +36,9 @@ bool differsOnlyInEnd(RecurrenceRule a, RecurrenceRule b) {
     a.until = b.until = std::nullopt;
     return a == b;
 }
+
+// The outermost live ItemRecurrence::DaysBatch of the thread.
+thread_local ItemRecurrence::DaysBatch *t_daysBatch = nullptr;
 
 void setIfChanged(CommonDataMO *item, const QString &key, qint64 value) {
     if (item->valueForKey(key).isNull() || item->integerValueForKey(key) != value)
@@ -238,7 +242,32 @@ void ItemRecurrence::flushCompiledDays() {
 }
 
 void ItemRecurrence::rulesChanged() {
-    calcFirstAndLastDay(true);
+    if (!t_daysBatch) {
+        calcFirstAndLastDay(true);
+        return;
+    }
+    if (!t_daysBatch->m_items.contains(m_item))
+        t_daysBatch->m_items.append(m_item);
+}
+
+ItemRecurrence::DaysBatch::DaysBatch()
+    : m_outermost(!t_daysBatch), m_exceptionsAtStart(std::uncaught_exceptions()) {
+    if (m_outermost)
+        t_daysBatch = this;
+}
+
+ItemRecurrence::DaysBatch::~DaysBatch() noexcept(false) {
+    if (!m_outermost)
+        return;
+    t_daysBatch = nullptr;
+    // Left by an exception, the items are only partly changed anyway; a
+    // failure now would end the program.
+    if (std::uncaught_exceptions() > m_exceptionsAtStart)
+        return;
+    for (CommonDataMO *item : std::as_const(m_items)) {
+        if (!item->isDeleted())
+            ItemRecurrence(item).calcFirstAndLastDay(true);
+    }
 }
 
 void ItemRecurrence::calcFirstAndLastDay(bool flush) {

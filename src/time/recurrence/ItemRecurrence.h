@@ -100,6 +100,26 @@ public:
     // CommonDataMO dates observer). Called at start-up.
     static void installDaysMaintenance();
 
+    // While one is alive on the thread, an item whose rules, exception or
+    // extra dates change has its compiled days flushed and its days
+    // recomputed once, when the outermost batch ends, instead of after each
+    // change: for a reader that sets an item's rules and then their dates.
+    // Items deleted meanwhile are skipped; a batch left by an exception
+    // recomputes nothing, and a failure while recomputing is thrown.
+    class DaysBatch {
+    public:
+        DaysBatch();
+        ~DaysBatch() noexcept(false);
+        DaysBatch(const DaysBatch &) = delete;
+        DaysBatch &operator=(const DaysBatch &) = delete;
+
+    private:
+        friend class ItemRecurrence;
+        bool m_outermost;
+        int m_exceptionsAtStart;
+        QList<CommonDataMO *> m_items;
+    };
+
 private:
     using DatesSetter = bool (RecurrenceRecord::*)(const QList<CalendarDate> &dates);
     // Gives every rule record the dates; true (and the days recomputed)

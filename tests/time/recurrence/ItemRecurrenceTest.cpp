@@ -302,3 +302,27 @@ TEST_F(ItemRecurrenceTest, AnExceptionDateOnTheDayOfADetachedInstanceDeletesIt) 
 }
 
 }  // namespace
+
+TEST_F(ItemRecurrenceTest, ABatchWorksOutTheDaysOnceWhenItEnds) {
+    CommonDataMO *batched = makeEvent(QStringLiteral("Batched"), 2026, 11, 2, 9);
+    ItemRecurrence(batched).calcCompiledDays();
+    const qint64 lastDayBefore = lastDay(batched);
+    {
+        ItemRecurrence::DaysBatch days;
+        {
+            ItemRecurrence::DaysBatch inner;
+            addRule(batched, QStringLiteral("FREQ=DAILY;UNTIL=20261210T140000Z"));
+        }
+        ItemRecurrence(batched).wasChangedBySettingAllExceptionDates({nyTime(2026, 11, 3, 9)});
+        // Nothing is worked out while the outermost batch lives.
+        EXPECT_EQ(lastDay(batched), lastDayBefore);
+    }
+    EXPECT_EQ(lastDay(batched), dayOf(CalendarDate(utc(2026, 12, 10, 15), QTimeZone::utc())));
+
+    // The same changes without a batch give the same days.
+    CommonDataMO *single = makeEvent(QStringLiteral("Single"), 2026, 11, 2, 9);
+    addRule(single, QStringLiteral("FREQ=DAILY;UNTIL=20261210T140000Z"));
+    ItemRecurrence(single).wasChangedBySettingAllExceptionDates({nyTime(2026, 11, 3, 9)});
+    EXPECT_EQ(firstDay(single), firstDay(batched));
+    EXPECT_EQ(lastDay(single), lastDay(batched));
+}
