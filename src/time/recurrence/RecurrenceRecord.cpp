@@ -10,25 +10,32 @@ namespace {
 using IntegerField = qint64 RecurrenceRule::*;
 using ListField = QList<int> RecurrenceRule::*;
 
+// The keys are made strings once: every rule read or written asks for all
+// of them.
 struct IntegerKey {
-    const char *key;
+    QString key;
     IntegerField field;
 };
 struct ListKey {
-    const char *key;
+    QString key;
     ListField field;
 };
 
-constexpr IntegerKey kIntegers[] = {
-    {"count", &RecurrenceRule::count},           {"frequency", &RecurrenceRule::frequency},
-    {"interval", &RecurrenceRule::interval},     {"weekStartDay", &RecurrenceRule::weekStartDay},
-    {"regenerate", &RecurrenceRule::regenerate},
+const IntegerKey kIntegers[] = {
+    {QStringLiteral("count"), &RecurrenceRule::count},
+    {QStringLiteral("frequency"), &RecurrenceRule::frequency},
+    {QStringLiteral("interval"), &RecurrenceRule::interval},
+    {QStringLiteral("weekStartDay"), &RecurrenceRule::weekStartDay},
+    {QStringLiteral("regenerate"), &RecurrenceRule::regenerate},
 };
-constexpr ListKey kLists[] = {
-    {"byDayDays", &RecurrenceRule::byDayDays}, {"byDayFreq", &RecurrenceRule::byDayFreq},
-    {"byMonth", &RecurrenceRule::byMonth},     {"byMonthDay", &RecurrenceRule::byMonthDay},
-    {"bySetPos", &RecurrenceRule::bySetPos},   {"byWeekNumber", &RecurrenceRule::byWeekNumber},
-    {"byYearDay", &RecurrenceRule::byYearDay},
+const ListKey kLists[] = {
+    {QStringLiteral("byDayDays"), &RecurrenceRule::byDayDays},
+    {QStringLiteral("byDayFreq"), &RecurrenceRule::byDayFreq},
+    {QStringLiteral("byMonth"), &RecurrenceRule::byMonth},
+    {QStringLiteral("byMonthDay"), &RecurrenceRule::byMonthDay},
+    {QStringLiteral("bySetPos"), &RecurrenceRule::bySetPos},
+    {QStringLiteral("byWeekNumber"), &RecurrenceRule::byWeekNumber},
+    {QStringLiteral("byYearDay"), &RecurrenceRule::byYearDay},
 };
 
 const QString kUntil = QStringLiteral("until");
@@ -61,11 +68,10 @@ std::optional<Date> normalizedUntil(const std::optional<Date> &until, bool allDa
 RecurrenceRule RecurrenceRecord::recurrenceRule() const {
     RecurrenceRule rule;
     for (const IntegerKey &entry : kIntegers)
-        rule.*entry.field = m_record->integerValueForKey(QString::fromLatin1(entry.key));
+        rule.*entry.field = m_record->integerValueForKey(entry.key);
     rule.until = until();
     for (const ListKey &entry : kLists)
-        rule.*entry.field =
-            readList(m_record->unarchivedValueForKey(QString::fromLatin1(entry.key)));
+        rule.*entry.field = readList(m_record->unarchivedValueForKey(entry.key));
     return rule;
 }
 
@@ -78,7 +84,7 @@ bool RecurrenceRecord::setRecurrenceRule(const RecurrenceRule &rule) {
     bool changed = false;
     for (const IntegerKey &entry : kIntegers) {
         if (stored.*entry.field != rule.*entry.field) {
-            m_record->setIntegerValue(rule.*entry.field, QString::fromLatin1(entry.key));
+            m_record->setIntegerValue(rule.*entry.field, entry.key);
             changed = true;
         }
     }
@@ -88,8 +94,7 @@ bool RecurrenceRecord::setRecurrenceRule(const RecurrenceRule &rule) {
     }
     for (const ListKey &entry : kLists) {
         if (stored.*entry.field != rule.*entry.field) {
-            m_record->setArchivedValue(listValue(rule.*entry.field),
-                                       QString::fromLatin1(entry.key));
+            m_record->setArchivedValue(listValue(rule.*entry.field), entry.key);
             changed = true;
         }
     }
