@@ -91,47 +91,42 @@ private:
         return date ? std::optional(date->date()) : std::nullopt;
     }
     // The setters change only what differs, so that reading an item again
-    // that did not change leaves it (and its stamps) alone. The key is made a
-    // string once for both.
-    void setText(const std::optional<QString> &value, const char *key) {
-        const QString name = QLatin1String(key);
+    // that did not change leaves it (and its stamps) alone; a fresh item
+    // differs wherever the component has a value (the values read through
+    // the item's cache of decoded values are not read from it at all). Keys
+    // are string literals (QStringLiteral), which cost no allocation.
+    void setText(const std::optional<QString> &value, const QString &name) {
         const QVariant stored = m_event->valueForKey(name);
         if (value ? stored != QVariant(*value) : stored.isValid())
             m_event->setValue(name, value ? QVariant(*value) : QVariant());
     }
-    void setPlainText(const QString &value, const char *key) {
-        const QString name = QLatin1String(key);
-        if (m_event->stringValueForKey(name).value_or(QString()) != value)
+    void setPlainText(const QString &value, const QString &name) {
+        if (m_source.fresh ? !value.isEmpty()
+                           : m_event->stringValueForKey(name).value_or(QString()) != value)
             m_event->setStringValue(value, name);
     }
-    void setDate(const std::optional<CalendarDate> &date, const char *key) {
-        const QString name = QLatin1String(key);
-        if (m_event->calendarDateValueForKey(name) != date)
+    void setDate(const std::optional<CalendarDate> &date, const QString &name) {
+        if (m_source.fresh ? date.has_value() : m_event->calendarDateValueForKey(name) != date)
             m_event->setCalendarDateValue(date, name);
     }
-    void setInstant(const std::optional<Date> &date, const char *key) {
-        const QString name = QLatin1String(key);
+    void setInstant(const std::optional<Date> &date, const QString &name) {
         if (m_event->dateValueForKey(name) != date)
             m_event->setDateValue(date, name);
     }
-    void setInteger(qint64 value, const char *key) {
-        const QString name = QLatin1String(key);
+    void setInteger(qint64 value, const QString &name) {
         if (m_event->integerValueForKey(name) != value)
             m_event->setIntegerValue(value, name);
     }
-    void setBool(bool value, const char *key) {
-        const QString name = QLatin1String(key);
+    void setBool(bool value, const QString &name) {
         if (m_event->boolValueForKey(name) != value)
             m_event->setBoolValue(value, name);
     }
-    void setRichText(const std::optional<RichText> &text, const char *key) {
-        const QString name = QLatin1String(key);
-        if (m_event->attributedStringValueForKey(name) != text)
+    void setRichText(const std::optional<RichText> &text, const QString &name) {
+        if (m_source.fresh ? text.has_value() : m_event->attributedStringValueForKey(name) != text)
             m_event->setAttributedStringValue(text, name);
     }
-    void setTags(const QStringList &tags, const char *key) {
-        const QString name = QLatin1String(key);
-        if (m_event->tagListValueForKey(name) != tags)
+    void setTags(const QStringList &tags, const QString &name) {
+        if (m_source.fresh ? !tags.isEmpty() : m_event->tagListValueForKey(name) != tags)
             m_event->setTagListValue(tags, name);
     }
 
@@ -149,6 +144,7 @@ private:
     CommonDataMO *m_event;
     const ICalEventSource &m_source;
     icalcomponent *m_component;
+    qint64 m_type = ICalCodes::Event;
     bool m_allDay = false;
     std::optional<CalendarDate> m_start;
 };
@@ -224,7 +220,8 @@ void EventReader::readType() {
                 break;
         }
     }
-    setInteger(*type, "eventType");
+    m_type = *type;
+    setInteger(*type, QStringLiteral("eventType"));
 }
 
 void EventReader::readDates() {
@@ -248,11 +245,11 @@ void EventReader::readDates() {
     if (m_allDay && start.date && (!end.date || end.date->date() <= start.date->date()))
         end.date = start.date->addingTimeInterval(kSecondsPerDay);
     m_start = start.date;
-    setDate(start.date, "startTimeAndZone");
-    setDate(end.date, "endTimeAndZone");
-    setDate(due.date, "dueTimeAndZone");
-    setBool(m_allDay, "allDay");
-    setBool(reference.floating, "floatingEvent");
+    setDate(start.date, QStringLiteral("startTimeAndZone"));
+    setDate(end.date, QStringLiteral("endTimeAndZone"));
+    setDate(due.date, QStringLiteral("dueTimeAndZone"));
+    setBool(m_allDay, QStringLiteral("allDay"));
+    setBool(reference.floating, QStringLiteral("floatingEvent"));
 }
 
 void EventReader::readRecurrence() {
@@ -288,27 +285,28 @@ void EventReader::readClassAndTexts() {
     const std::optional<QString> classText = text(ICAL_CLASS_PROPERTY);
     const bool isPrivate =
         classText && classText->compare(QLatin1String("PUBLIC"), Qt::CaseInsensitive) != 0;
-    setInteger(isPrivate ? 1 : 0, "classification");
-    const bool canBlock = ItemDates(m_event).canBlockTime();
+    setInteger(isPrivate ? 1 : 0, QStringLiteral("classification"));
+    // The type and start are those readType and readDates set.
+    const bool canBlock = ItemDates::canBlockTime(m_type, m_start.has_value());
     if (canBlock) {
         const std::optional<QString> transparency = text(ICAL_TRANSP_PROPERTY);
         const bool opaque = !transparency || transparency->compare(QLatin1String("OPAQUE"),
                                                                    Qt::CaseInsensitive) == 0;
-        setInteger(opaque ? 1 : 0, "blocksTime");
+        setInteger(opaque ? 1 : 0, QStringLiteral("blocksTime"));
     }
     if (const std::optional<QString> summary = text(ICAL_SUMMARY_PROPERTY)) {
-        setPlainText(*summary, "title");
+        setPlainText(*summary, QStringLiteral("title"));
     } else if (!first(ICAL_SUMMARY_PROPERTY)) {
         const bool blocks = canBlock && m_event->integerValueForKey(QStringLiteral("blocksTime"));
         setPlainText(isPrivate ? QCoreApplication::translate("ICalEventReader", "[Private Event]")
                      : blocks  ? QCoreApplication::translate("ICalEventReader", "[Busy]")
                                : QCoreApplication::translate("ICalEventReader", "[Available]"),
-                     "title");
+                     QStringLiteral("title"));
     }
     if (const std::optional<QString> description = text(ICAL_DESCRIPTION_PROPERTY))
-        setPlainText(*description, "content");
+        setPlainText(*description, QStringLiteral("content"));
     else if (!first(ICAL_DESCRIPTION_PROPERTY))
-        setPlainText(QString(), "content");
+        setPlainText(QString(), QStringLiteral("content"));
     readRichTexts();
 }
 
@@ -316,17 +314,17 @@ void EventReader::readRichTexts() {
     // A rich copy counts only while its text is what SUMMARY / DESCRIPTION
     // say: another client's edit wins over a stale copy.
     for (const auto &[name, key] :
-         {std::pair{"X-TOLVERN-SUMMARY", "title"}, std::pair{"X-TOLVERN-DESCRIPTION", "content"}}) {
+         {std::pair{"X-TOLVERN-SUMMARY", QStringLiteral("title")},
+          std::pair{"X-TOLVERN-DESCRIPTION", QStringLiteral("content")}}) {
         icalproperty *property = xProperty(name);
         const std::optional<RichText> rich =
             property ? ICalPropertyReader::richTextFromProperty(property) : std::nullopt;
-        if (rich &&
-            rich->text == m_event->stringValueForKey(QLatin1String(key)).value_or(QString()))
+        if (rich && rich->text == m_event->stringValueForKey(key).value_or(QString()))
             setRichText(rich, key);
     }
     if (icalproperty *local = xProperty("X-TOLVERN-LOCAL-DESCRIPTION"))
         if (const std::optional<RichText> rich = ICalPropertyReader::richTextFromProperty(local))
-            setRichText(rich, "localContent");
+            setRichText(rich, QStringLiteral("localContent"));
 }
 
 void EventReader::readPlace() {
@@ -334,14 +332,14 @@ void EventReader::readPlace() {
     std::optional<QString> locationURL = xText("X-TOLVERN-LOCATION-URL");
     if (location && isWebAddress(location->trimmed())) {
         locationURL = location->trimmed();
-        setText(std::nullopt, "location");
+        setText(std::nullopt, QStringLiteral("location"));
     } else {
-        setText(location, "location");
+        setText(location, QStringLiteral("location"));
     }
-    setText(locationURL, "locationURL");
+    setText(locationURL, QStringLiteral("locationURL"));
     for (const auto &[name, key] :
-         {std::pair{"X-APPLE-TRAVEL-DURATION", "travelTimeBefore"},
-          std::pair{"X-APPLE-TRAVEL-RETURN-DURATION", "travelTimeAfter"}}) {
+         {std::pair{"X-APPLE-TRAVEL-DURATION", QStringLiteral("travelTimeBefore")},
+          std::pair{"X-APPLE-TRAVEL-RETURN-DURATION", QStringLiteral("travelTimeAfter")}}) {
         const std::optional<QString> value = xText(name);
         const icaldurationtype duration =
             value ? icaldurationtype_from_string(value->trimmed().toUtf8().constData())
@@ -353,9 +351,10 @@ void EventReader::readPlace() {
 
 void EventReader::readStatusLinksAndTags() {
     const std::optional<QString> status = text(ICAL_STATUS_PROPERTY);
-    setInteger(status ? ICalCodes::itemStatusOfName(status->trimmed()) : 0, "status");
+    setInteger(status ? ICalCodes::itemStatusOfName(status->trimmed()) : 0,
+               QStringLiteral("status"));
     const std::optional<QString> url = text(ICAL_URL_PROPERTY);
-    setText(url, "url");
+    setText(url, QStringLiteral("url"));
     QStringList tags;
     for (icalproperty *property = first(ICAL_CATEGORIES_PROPERTY); property;
          property = icalcomponent_get_next_property(m_component, ICAL_CATEGORIES_PROPERTY)) {
@@ -366,17 +365,18 @@ void EventReader::readStatusLinksAndTags() {
                 tags << trimmed;
         }
     }
-    setTags(tags, "tags");
+    setTags(tags, QStringLiteral("tags"));
 }
 
 void EventReader::readProgress() {
     if (const std::optional<Date> created = instant(ICAL_CREATED_PROPERTY))
-        setInstant(created, "createTime");
+        setInstant(created, QStringLiteral("createTime"));
     icalproperty *priority = first(ICAL_PRIORITY_PROPERTY);
-    setInteger(priority ? icalproperty_get_priority(priority) : 0, "priority");
-    setInstant(instant(ICAL_COMPLETED_PROPERTY), "completionTime");
+    setInteger(priority ? icalproperty_get_priority(priority) : 0, QStringLiteral("priority"));
+    setInstant(instant(ICAL_COMPLETED_PROPERTY), QStringLiteral("completionTime"));
     icalproperty *percent = first(ICAL_PERCENTCOMPLETE_PROPERTY);
-    setInteger(percent ? icalproperty_get_percentcomplete(percent) : 0, "percentComplete");
+    setInteger(percent ? icalproperty_get_percentcomplete(percent) : 0,
+               QStringLiteral("percentComplete"));
 }
 
 void EventReader::readOwnProperties() {
@@ -384,24 +384,25 @@ void EventReader::readOwnProperties() {
         const std::optional<QString> value = xText(name);
         return value && value->trimmed().compare(QLatin1String(word), Qt::CaseInsensitive) == 0;
     };
-    setBool(isWord("X-TOLVERN-HOLIDAY-TYPE", "OBSERVED"), "observedHoliday");
-    setBool(isWord("X-TOLVERN-MINIMIZED", "MINIMIZED"), "localMinimized");
-    setBool(isWord("X-TOLVERN-HIDDEN", "HIDDEN"), "localHidden");
-    setText(xText("X-TOLVERN-LOCAL-URL"), "localURL");
+    setBool(isWord("X-TOLVERN-HOLIDAY-TYPE", "OBSERVED"), QStringLiteral("observedHoliday"));
+    setBool(isWord("X-TOLVERN-MINIMIZED", "MINIMIZED"), QStringLiteral("localMinimized"));
+    setBool(isWord("X-TOLVERN-HIDDEN", "HIDDEN"), QStringLiteral("localHidden"));
+    setText(xText("X-TOLVERN-LOCAL-URL"), QStringLiteral("localURL"));
     if (const std::optional<QString> localTags = xText("X-TOLVERN-LOCAL-CATEGORIES")) {
         QStringList tags = localTags->split(QLatin1Char(','), Qt::SkipEmptyParts);
         for (QString &tag : tags)
             tag = tag.trimmed();
-        setTags(tags, "localTags");
+        setTags(tags, QStringLiteral("localTags"));
     }
     if (const std::optional<QString> order = xText("X-TOLVERN-SORT-ORDER")) {
         bool ok = false;
         const qint64 value = order->trimmed().toLongLong(&ok);
         if (ok)
-            setInteger(value, "localSortOrder");
+            setInteger(value, QStringLiteral("localSortOrder"));
     }
     if (const std::optional<QString> rect = xText("X-TOLVERN-RECT"))
-        setText(QString(*rect).replace(QLatin1Char('/'), QLatin1Char(',')), "cellRelativeRect");
+        setText(QString(*rect).replace(QLatin1Char('/'), QLatin1Char(',')),
+                QStringLiteral("cellRelativeRect"));
 }
 
 void EventReader::readStamps() {

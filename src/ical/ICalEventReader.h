@@ -20,6 +20,9 @@ struct ICalEventSource {
     quint32 options = 0;  // ICalReadOptions
     // A detached instance: its recurrence properties are not read.
     bool detached = false;
+    // An item made just now, holding no values yet: what the component has
+    // is set without first reading what the item holds.
+    bool fresh = false;
 };
 
 namespace ICalEventReader {

@@ -45,7 +45,11 @@ bool ItemDates::canBeUndated() const {
 }
 
 bool ItemDates::canBlockTime() const {
-    return eventType() == ItemType::Event && dateForKey("startTimeAndZone");
+    return canBlockTime(eventType(), dateForKey("startTimeAndZone").has_value());
+}
+
+bool ItemDates::canBlockTime(qint64 eventType, bool hasStart) {
+    return eventType == ItemType::Event && hasStart;
 }
 
 bool ItemDates::hasTime() const {

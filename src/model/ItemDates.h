@@ -18,7 +18,9 @@ public:
     bool canHaveTime() const;   // only plain events carry a time of day
     bool canBeUndated() const;  // to-dos and journal entries
     bool canBlockTime() const;  // an event with a start
-    bool hasTime() const;       // may have a time, has a start, not all day
+    // The same of an item of that type, with or without a start.
+    static bool canBlockTime(qint64 eventType, bool hasStart);
+    bool hasTime() const;  // may have a time, has a start, not all day
     // To-dos: no completion, start or due date; other items: no start.
     bool isUndated() const;
 
