@@ -59,6 +59,22 @@ std::optional<QString> problemOf(icalcomponent *component, icalcomponent *vcalen
     return notes.isEmpty() ? problem : problem + QStringLiteral(": ") + notes;
 }
 
+// Frees the properties and subcomponents of a component that was read,
+// leaving it empty in its place. Each is taken from the head of its list,
+// which the library finds at once.
+void emptyComponent(icalcomponent *component) {
+    while (icalproperty *property =
+               icalcomponent_get_first_property(component, ICAL_ANY_PROPERTY)) {
+        icalcomponent_remove_property(component, property);
+        icalproperty_free(property);
+    }
+    while (icalcomponent *child =
+               icalcomponent_get_first_component(component, ICAL_ANY_COMPONENT)) {
+        icalcomponent_remove_component(component, child);
+        icalcomponent_free(child);
+    }
+}
+
 QString uidOf(icalcomponent *component) {
     const char *uid = icalcomponent_get_uid(component);
     return uid ? QString::fromUtf8(uid).trimmed() : QString();
@@ -74,6 +90,7 @@ QString productIDOf(icalcomponent *vcalendar) {
 struct ICalImporter::Parsed {
     icalcomponent *root = nullptr;
     QList<icalcomponent *> calendars;
+    bool imported = false;  // the components are read and emptied
 
     ~Parsed() {
         if (root)
@@ -92,29 +109,42 @@ public:
           m_masters(sharedMasters ? *sharedMasters : m_ownMasters) {}
 
     // Items first, then the occurrences, so that an occurrence finds its
-    // repeating item wherever it came.
+    // repeating item wherever it came. Each component is emptied as soon as
+    // it is read (VTIMEZONEs stay, for the dates of later components): the
+    // parse of a large file is larger than the items made of it, and its
+    // memory is freed while still in the cache and used again for the items.
     Result run(const QList<icalcomponent *> &calendars) {
         int items = 0;
         for (icalcomponent *vcalendar : calendars)
             items += icalcomponent_count_components(vcalendar, ICAL_ANY_COMPONENT);
         if (!m_masters.read && (items > kItemsLookedUpOneByOne || &m_masters != &m_ownMasters))
             readCalendarsEvents();
-        for (const bool occurrences : {false, true}) {
-            int position = 0;
-            for (icalcomponent *vcalendar : calendars) {
-                ICalCalendarReader::defaultZoneFromVCalendar(m_calendar, vcalendar);
-                for (icalcomponent *component =
-                         icalcomponent_get_first_component(vcalendar, ICAL_ANY_COMPONENT);
-                     component;
-                     component = icalcomponent_get_next_component(vcalendar, ICAL_ANY_COMPONENT)) {
-                    if (icalcomponent_isa(component) == ICAL_VTIMEZONE_COMPONENT)
-                        continue;
-                    ++position;
-                    const bool occurrence =
-                        icalcomponent_get_first_property(component, ICAL_RECURRENCEID_PROPERTY);
-                    if (occurrence == occurrences)
-                        importComponent(component, vcalendar, position);
+        // The occurrences of each VCALENDAR with their positions, read last.
+        QList<QList<std::pair<icalcomponent *, int>>> occurrences(calendars.size());
+        int position = 0;
+        for (qsizetype index = 0; index < calendars.size(); ++index) {
+            icalcomponent *vcalendar = calendars[index];
+            ICalCalendarReader::defaultZoneFromVCalendar(m_calendar, vcalendar);
+            for (icalcomponent *component =
+                     icalcomponent_get_first_component(vcalendar, ICAL_ANY_COMPONENT);
+                 component;
+                 component = icalcomponent_get_next_component(vcalendar, ICAL_ANY_COMPONENT)) {
+                if (icalcomponent_isa(component) == ICAL_VTIMEZONE_COMPONENT)
+                    continue;
+                ++position;
+                if (icalcomponent_get_first_property(component, ICAL_RECURRENCEID_PROPERTY)) {
+                    occurrences[index].append({component, position});
+                    continue;
                 }
+                importComponent(component, vcalendar, position);
+                emptyComponent(component);
+            }
+        }
+        for (qsizetype index = 0; index < calendars.size(); ++index) {
+            ICalCalendarReader::defaultZoneFromVCalendar(m_calendar, calendars[index]);
+            for (const auto &[component, at] : std::as_const(occurrences[index])) {
+                importComponent(component, calendars[index], at);
+                emptyComponent(component);
             }
         }
         return m_result;
@@ -148,6 +178,9 @@ private:
     ItemsByUID &m_masters;
     Result m_result;
     QSet<QString> m_readUIDs;
+    // The PRODID of the VCALENDAR read last, read once for its components.
+    icalcomponent *m_productVCalendar = nullptr;
+    QString m_productID;
     int m_unsaved = 0;
 };
 
@@ -218,7 +251,11 @@ void ICalImporter::Run::importComponent(icalcomponent *component, icalcomponent 
     }
     CommonDataMO *item = nullptr;
     bool made = false;
-    ICalEventSource source{component, vcalendar, productIDOf(vcalendar), m_options, false};
+    if (vcalendar != m_productVCalendar) {
+        m_productVCalendar = vcalendar;
+        m_productID = productIDOf(vcalendar);
+    }
+    ICalEventSource source{component, vcalendar, m_productID, m_options, false};
     if (recurrenceID && master) {
         const CalendarDate occurrence = *ICalDateReader::dateOfProperty(recurrenceID, vcalendar);
         item = detachedInstance(master, occurrence);
@@ -240,6 +277,7 @@ void ICalImporter::Run::importComponent(icalcomponent *component, icalcomponent 
                 m_masters.items.insert(uid, item);
         }
     }
+    source.fresh = made;
     if (!made) {
         for (ExtraDataMO *reminder : item->extrasForRelationship(QStringLiteral("reminders")))
             reminder->deleteExtra();
@@ -309,6 +347,9 @@ void ICalImporter::describeCalendar(CommonDataMO *calendar) const {
 }
 
 ICalImporter::Result ICalImporter::importInto(CommonDataMO *calendar, quint32 options) {
+    if (m_parsed->imported)
+        throw std::logic_error("ICalImporter: the text was imported already");
+    m_parsed->imported = true;
     return Run(calendar, options, m_mainEventMaker, m_itemsByUID).run(m_parsed->calendars);
 }
 

@@ -60,7 +60,9 @@ public:
     // Reads every VEVENT, VTODO and VJOURNAL into the calendar with alarms
     // and attachments (`options`: ICalReadOptions). Old reminders of an
     // updated item are replaced by the component's. The store is saved after
-    // every kItemsPerSave items; the caller saves the rest.
+    // every kItemsPerSave items; the caller saves the rest. The parsed
+    // components are freed as they are read: an importer imports once, and
+    // a second call throws std::logic_error.
     static constexpr int kItemsPerSave = 2000;
     Result importInto(CommonDataMO *calendar, quint32 options);
     Result importInto(CommonDataMO *calendar);
