@@ -3,6 +3,8 @@
 #include <libical/ical.h>
 #include <QCoreApplication>
 #include <QUrl>
+#include <QVarLengthArray>
+#include <array>
 #include <stdexcept>
 
 #include "ical/ICalAlarmReader.h"
@@ -64,15 +66,13 @@ std::optional<QString> modifierOfProduct(const QString &productID) {
 
 class EventReader {
 public:
-    EventReader(CommonDataMO *event, const ICalEventSource &source)
-        : m_event(event), m_source(source), m_component(source.component) {}
+    EventReader(CommonDataMO *event, const ICalEventSource &source);
 
     void read();
 
 private:
-    icalproperty *first(icalproperty_kind kind) const {
-        return icalcomponent_get_first_property(m_component, kind);
-    }
+    // The first property of that kind.
+    icalproperty *first(icalproperty_kind kind) const { return m_firstOfKind[kind]; }
     std::optional<QString> text(icalproperty_kind kind) const {
         icalproperty *property = first(kind);
         return property ? textOfProperty(property) : std::nullopt;
@@ -144,14 +144,30 @@ private:
     CommonDataMO *m_event;
     const ICalEventSource &m_source;
     icalcomponent *m_component;
+    // The first property of each kind and the X- properties, found in one
+    // walk over the component's properties: the library's look-up walks the
+    // list for every kind asked for, to its end for a kind that is missing.
+    std::array<icalproperty *, ICAL_NO_PROPERTY + 1> m_firstOfKind{};
+    QVarLengthArray<icalproperty *, 8> m_xProperties;
     qint64 m_type = ICalCodes::Event;
     bool m_allDay = false;
     std::optional<CalendarDate> m_start;
 };
 
+EventReader::EventReader(CommonDataMO *event, const ICalEventSource &source)
+    : m_event(event), m_source(source), m_component(source.component) {
+    for (icalproperty *property = icalcomponent_get_first_property(m_component, ICAL_ANY_PROPERTY);
+         property; property = icalcomponent_get_next_property(m_component, ICAL_ANY_PROPERTY)) {
+        const icalproperty_kind kind = icalproperty_isa(property);
+        if (kind == ICAL_X_PROPERTY)
+            m_xProperties.append(property);
+        else if (kind >= 0 && kind <= ICAL_NO_PROPERTY && !m_firstOfKind[kind])
+            m_firstOfKind[kind] = property;
+    }
+}
+
 icalproperty *EventReader::xProperty(const char *name) const {
-    for (icalproperty *property = icalcomponent_get_first_property(m_component, ICAL_X_PROPERTY);
-         property; property = icalcomponent_get_next_property(m_component, ICAL_X_PROPERTY)) {
+    for (icalproperty *property : m_xProperties) {
         const char *xName = icalproperty_get_x_name(property);
         if (xName && qstricmp(xName, name) == 0)
             return property;
@@ -256,8 +272,9 @@ void EventReader::readRecurrence() {
     // The days are worked out once, for the rules and dates together.
     ItemRecurrence::DaysBatch days;
     QList<ExtraDataMO *> kept;
-    for (icalproperty *property = first(ICAL_RRULE_PROPERTY); property;
-         property = icalcomponent_get_next_property(m_component, ICAL_RRULE_PROPERTY)) {
+    for (icalproperty *property =
+             icalcomponent_get_first_property(m_component, ICAL_RRULE_PROPERTY);
+         property; property = icalcomponent_get_next_property(m_component, ICAL_RRULE_PROPERTY)) {
         RecurrenceRule rule =
             ICalRecurrence::ruleWithICalRecurrence(icalproperty_get_rrule(property));
         const std::optional<QString> regenerate =
@@ -356,7 +373,9 @@ void EventReader::readStatusLinksAndTags() {
     const std::optional<QString> url = text(ICAL_URL_PROPERTY);
     setText(url, QStringLiteral("url"));
     QStringList tags;
-    for (icalproperty *property = first(ICAL_CATEGORIES_PROPERTY); property;
+    for (icalproperty *property =
+             icalcomponent_get_first_property(m_component, ICAL_CATEGORIES_PROPERTY);
+         property;
          property = icalcomponent_get_next_property(m_component, ICAL_CATEGORIES_PROPERTY)) {
         for (const QString &tag :
              textOfProperty(property).value_or(QString()).split(QLatin1Char(','))) {
