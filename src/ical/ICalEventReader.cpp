@@ -192,8 +192,11 @@ DateValue EventReader::dateValue(icalproperty_kind kind) const {
 
 void EventReader::read() {
     {
-        // The item is stamped once for all it takes from the component.
+        // The item is stamped once for all it takes from the component, and
+        // its days are worked out once, for its dates, rules and their dates
+        // together (before the stamp).
         SyncableObjectMO::LocalChangeBatch batch;
+        ItemRecurrence::DaysBatch days;
         readType();
         readDates();
         if (!m_source.detached)
@@ -269,8 +272,6 @@ void EventReader::readDates() {
 }
 
 void EventReader::readRecurrence() {
-    // The days are worked out once, for the rules and dates together.
-    ItemRecurrence::DaysBatch days;
     QList<ExtraDataMO *> kept;
     for (icalproperty *property =
              icalcomponent_get_first_property(m_component, ICAL_RRULE_PROPERTY);

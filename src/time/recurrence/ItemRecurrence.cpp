@@ -121,7 +121,7 @@ ExtraDataMO *ItemRecurrence::attachRecurrence(const RecurrenceRule &rule, Common
         }
     }
     if (RecurrenceRecord(found).setRecurrenceRule(rule) || found->isInserted())
-        recurrence.rulesChanged();
+        recurrence.recomputeDays();
     return found;
 }
 
@@ -146,7 +146,7 @@ bool ItemRecurrence::setOnEveryRecord(DatesSetter setter, const QList<CalendarDa
         changed = (rules.*setter)(dates) || changed;
     }
     if (changed)
-        rulesChanged();
+        recomputeDays();
     return changed;
 }
 
@@ -165,7 +165,7 @@ void ItemRecurrence::addExceptionDate(const CalendarDate &date) {
         if (originalDay.dayNumber() == day.dayNumber())
             CommonDataMO::deleteObject(detached);
     }
-    rulesChanged();
+    recomputeDays();
 }
 
 QList<CommonDataMO *> ItemRecurrence::detachedInstances() const {
@@ -182,7 +182,7 @@ QList<CommonDataMO *> ItemRecurrence::detachedInstances() const {
 
 void ItemRecurrence::detachedInstancesChanged() {
     if (ItemDates(m_item).isTask())
-        rulesChanged();
+        recomputeDays();
     else
         calcFirstAndLastDay(false);
 }
@@ -241,7 +241,7 @@ void ItemRecurrence::flushCompiledDays() {
         RecurrenceRecord(record).setCompiledDays({});
 }
 
-void ItemRecurrence::rulesChanged() {
+void ItemRecurrence::recomputeDays() {
     if (!t_daysBatch) {
         calcFirstAndLastDay(true);
         return;
@@ -323,5 +323,5 @@ void ItemRecurrence::calcFirstAndLastDay(bool flush) {
 
 void ItemRecurrence::installDaysMaintenance() {
     CommonDataMO::setDatesObserver(
-        [](CommonDataMO *item) { ItemRecurrence(item).calcFirstAndLastDay(true); });
+        [](CommonDataMO *item) { ItemRecurrence(item).recomputeDays(); });
 }

@@ -101,9 +101,10 @@ public:
     static void installDaysMaintenance();
 
     // While one is alive on the thread, an item whose rules, exception or
-    // extra dates change has its compiled days flushed and its days
-    // recomputed once, when the outermost batch ends, instead of after each
-    // change: for a reader that sets an item's rules and then their dates.
+    // extra dates change, or (with the days maintained) its own dates, has
+    // its compiled days flushed and its days recomputed once, when the
+    // outermost batch ends, instead of after each change: for a reader that
+    // sets an item's dates, its rules and then their dates.
     // Items deleted meanwhile are skipped; a batch left by an exception
     // recomputes nothing, and a failure while recomputing is thrown.
     class DaysBatch {
@@ -125,7 +126,9 @@ private:
     // Gives every rule record the dates; true (and the days recomputed)
     // when any record changed.
     bool setOnEveryRecord(DatesSetter setter, const QList<CalendarDate> &dates);
-    void rulesChanged();
+    // Flushes the compiled days and recomputes the days: now, or when the
+    // outermost DaysBatch ends.
+    void recomputeDays();
 
     CommonDataMO *m_item;
 };

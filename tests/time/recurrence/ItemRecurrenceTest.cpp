@@ -326,3 +326,20 @@ TEST_F(ItemRecurrenceTest, ABatchWorksOutTheDaysOnceWhenItEnds) {
     EXPECT_EQ(firstDay(single), firstDay(batched));
     EXPECT_EQ(lastDay(single), lastDay(batched));
 }
+
+TEST_F(ItemRecurrenceTest, ABatchWorksOutTheDaysOfAnItemWhoseDatesChangeOnceWhenItEnds) {
+    CommonDataMO *moved = makeEvent(QStringLiteral("Moved"), 2026, 11, 2, 9);
+    ASSERT_EQ(firstDay(moved), dayOf(nyTime(2026, 11, 2, 9)));
+    {
+        ItemRecurrence::DaysBatch days;
+        moved->setCalendarDateValue(nyTime(2026, 11, 20, 9), QStringLiteral("startTimeAndZone"));
+        moved->setCalendarDateValue(nyTime(2026, 11, 21, 10), QStringLiteral("endTimeAndZone"));
+        EXPECT_EQ(firstDay(moved), dayOf(nyTime(2026, 11, 2, 9)));
+    }
+    EXPECT_EQ(firstDay(moved), dayOf(nyTime(2026, 11, 20, 9)));
+    EXPECT_EQ(lastDay(moved), dayOf(nyTime(2026, 11, 21, 10)));
+
+    // Moved again without a batch, its days follow at once.
+    moved->setCalendarDateValue(nyTime(2026, 11, 25, 9), QStringLiteral("startTimeAndZone"));
+    EXPECT_EQ(firstDay(moved), dayOf(nyTime(2026, 11, 25, 9)));
+}
