@@ -6,12 +6,11 @@
 #include <algorithm>
 #include <cmath>
 
+#include "ical/ICalItemExtras.h"
 #include "ical/ICalProperties.h"
 #include "ical/ICalTextWriter.h"
 #include "ical/ICalWriteOptions.h"
-#include "model/CommonDataMO.h"
 #include "model/ExtraDataMO.h"
-#include "model/ItemReminders.h"
 #include "model/ModelObject.h"
 #include "model/ReminderRecord.h"
 #include "time/ICalTimeConversion.h"
@@ -103,11 +102,10 @@ double sortKey(const ExtraDataMO *record) {
     return record->doubleValueForKey(QStringLiteral("relativeSeconds"));
 }
 
-QList<ExtraDataMO *> remindersToWrite(const CommonDataMO *event, bool local) {
-    const ItemReminders reminders(event);
-    QList<ExtraDataMO *> list = reminders.globalReminders();
+QList<ExtraDataMO *> remindersToWrite(const ICalItemExtras &extras, bool local) {
+    QList<ExtraDataMO *> list = extras.globalReminders;
     if (local)
-        list += reminders.localReminders();
+        list += extras.localReminders;
     std::stable_sort(list.begin(), list.end(), [](const ExtraDataMO *a, const ExtraDataMO *b) {
         return sortKey(a) < sortKey(b);
     });
@@ -118,16 +116,15 @@ QList<ExtraDataMO *> remindersToWrite(const CommonDataMO *event, bool local) {
 
 namespace ICalAlarmWriter {
 
-std::optional<Date> firstAbsoluteTrigger(const CommonDataMO *event) {
-    const QList<ExtraDataMO *> reminders = ItemReminders(event).globalReminders();
-    if (reminders.isEmpty())
+std::optional<Date> firstAbsoluteTrigger(const ICalItemExtras &extras) {
+    if (extras.globalReminders.isEmpty())
         return std::nullopt;
-    return reminders.first()->dateValueForKey(QStringLiteral("absoluteTime"));
+    return extras.globalReminders.first()->dateValueForKey(QStringLiteral("absoluteTime"));
 }
 
-void writeAlarms(ICalTextWriter &writer, const CommonDataMO *event, quint32 options) {
+void writeAlarms(ICalTextWriter &writer, const ICalItemExtras &extras, quint32 options) {
     bool wroteAny = false;
-    for (const ExtraDataMO *record : remindersToWrite(event, options & LocalData)) {
+    for (const ExtraDataMO *record : remindersToWrite(extras, options & LocalData)) {
         const Reminder reminder = ReminderRecord(*record).reminder();
         const bool extendedAllowed =
             (options & LocalData) ||

@@ -6,7 +6,7 @@
 
 #include "model/foundation/Date.h"
 
-class CommonDataMO;
+struct ICalItemExtras;
 class ICalTextWriter;
 
 namespace ICalAlarmWriter {
@@ -16,9 +16,9 @@ namespace ICalAlarmWriter {
 // in UTC, else relative to the start, else the sentinel time) and ACTION
 // with its companions; placeholder reminders and unknown types are left
 // out. Under PlaceholderAlarm an item without any gets an ACTION:NONE alarm.
-void writeAlarms(ICalTextWriter &writer, const CommonDataMO *event, quint32 options);
+void writeAlarms(ICalTextWriter &writer, const ICalItemExtras &extras, quint32 options);
 
 // The absolute trigger of the item's first synced reminder, if it has one.
-std::optional<Date> firstAbsoluteTrigger(const CommonDataMO *event);
+std::optional<Date> firstAbsoluteTrigger(const ICalItemExtras &extras);
 
 }  // namespace ICalAlarmWriter

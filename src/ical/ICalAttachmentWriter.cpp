@@ -78,9 +78,10 @@ void addGraphicPlacement(ICalTextWriter &writer, icalproperty *attach, const Ext
 
 namespace ICalAttachmentWriter {
 
-void writeAttachments(ICalTextWriter &writer, const CommonDataMO *event, quint32 options) {
+void writeAttachments(ICalTextWriter &writer, const CommonDataMO *event,
+                      const QList<ExtraDataMO *> &attachments, quint32 options) {
     const bool graphic = event->integerValueForKey(QStringLiteral("eventType")) == kGraphicType;
-    for (const ExtraDataMO *record : event->extrasForRelationship(QStringLiteral("attachments"))) {
+    for (const ExtraDataMO *record : attachments) {
         const QString fileURL = ICalProperties::textField(record, "fileURL");
         const QVariantMap managed = record->dictionaryValueForKey(QStringLiteral("url"));
         const std::optional<QString> path =

@@ -5,6 +5,7 @@
 #include <QHash>
 #include <QLocale>
 #include <QTimeZone>
+#include <algorithm>
 
 #include "ical/ICalProperties.h"
 #include "ical/ICalWriteOptions.h"
@@ -43,6 +44,72 @@ bool beforeFirstTransitionOfYear(const QTimeZone &zone, const QDateTime &when) {
     return next.atUtc.isValid() && next.atUtc.date().year() == when.date().year() &&
            when < next.atUtc;
 }
+
+// The zones the zoned dates of items use (not UTC), each with the earliest
+// moment a date of it names, in the order the items, taken in their
+// positions, first use them. The first year of a zone only grows with the
+// moment (a later moment never falls in an earlier year, nor before a
+// transition an earlier one is past), so the earliest one decides it: the
+// zone's rules are asked once per zone, not per date.
+class ZonesInUse {
+public:
+    // The dates of the item at `position` among the items; items may come
+    // in any order of positions.
+    void add(const CommonDataMO *event, qsizetype position) {
+        if (event->boolValueForKey(QStringLiteral("allDay")) ||
+            event->boolValueForKey(QStringLiteral("floatingEvent")))
+            return;
+        for (qsizetype key = 0; key < qsizetype(std::size(kDateKeys)); ++key) {
+            const std::optional<CalendarDate> date =
+                event->calendarDateValueForKey(QLatin1String(kDateKeys[key]));
+            if (!date || date->isUniversal())
+                continue;
+            const qsizetype use = position * qsizetype(std::size(kDateKeys)) + key;
+            const QTimeZone &zone = date->timeZone();
+            const QByteArray id = zone.id();
+            const auto found = m_indexOfZone.constFind(id);
+            if (found == m_indexOfZone.constEnd()) {
+                m_indexOfZone.insert(id, m_zones.size());
+                m_zones.append({zone, date->date(), use});
+            } else {
+                UsedZone &used = m_zones[*found];
+                used.earliest = std::min(used.earliest, date->date());
+                used.firstUse = std::min(used.firstUse, use);
+            }
+        }
+    }
+
+    // One VTIMEZONE per zone, from the earliest date's year (one earlier
+    // when that date comes before the year's first transition) to this year.
+    void addTo(icalcomponent *calendar, bool historicallyAccurate) {
+        std::sort(m_zones.begin(), m_zones.end(),
+                  [](const UsedZone &a, const UsedZone &b) { return a.firstUse < b.firstUse; });
+        int firstYear = Clock::shared().now().toDateTime().date().year();
+        const int lastYear = firstYear;
+        for (const UsedZone &used : std::as_const(m_zones)) {
+            // A date of a later year than the first so far cannot start the range earlier.
+            const int year = WallClock::of(used.earliest, used.zone).year;
+            if (year > firstYear)
+                continue;
+            const QDateTime when = used.earliest.toDateTime().toTimeZone(used.zone);
+            firstYear =
+                std::min(firstYear, year - (beforeFirstTransitionOfYear(used.zone, when) ? 1 : 0));
+        }
+        for (const UsedZone &used : std::as_const(m_zones))
+            icalcomponent_add_component(calendar,
+                                        VTimezoneGenerator::newVTimezoneForRangeOfYears(
+                                            used.zone, firstYear, lastYear, historicallyAccurate));
+    }
+
+private:
+    struct UsedZone {
+        QTimeZone zone;
+        Date earliest;
+        qsizetype firstUse;
+    };
+    QList<UsedZone> m_zones;
+    QHash<QByteArray, qsizetype> m_indexOfZone;
+};
 
 }  // namespace
 
@@ -91,53 +158,10 @@ icalcomponent *calendarHeader(const CommonDataMO *container, ICalMethod method) 
 
 void addTimeZones(icalcomponent *calendar, const QList<CommonDataMO *> &events,
                   bool historicallyAccurate) {
-    // The zones in the order the items first use them, each with the
-    // earliest moment a date of it names. The first year of a zone only
-    // grows with the moment (a later moment never falls in an earlier year,
-    // nor before a transition an earlier one is past), so the earliest one
-    // decides it: the zone's rules are asked once per zone, not per date.
-    struct UsedZone {
-        QTimeZone zone;
-        Date earliest;
-    };
-    QList<UsedZone> zones;
-    QHash<QByteArray, qsizetype> indexOfZone;
-    for (const CommonDataMO *event : events) {
-        if (event->boolValueForKey(QStringLiteral("allDay")) ||
-            event->boolValueForKey(QStringLiteral("floatingEvent")))
-            continue;
-        for (const char *key : kDateKeys) {
-            const std::optional<CalendarDate> date =
-                event->calendarDateValueForKey(QLatin1String(key));
-            if (!date || date->isUniversal())
-                continue;
-            const QTimeZone &zone = date->timeZone();
-            const QByteArray id = zone.id();
-            const auto found = indexOfZone.constFind(id);
-            if (found == indexOfZone.constEnd()) {
-                indexOfZone.insert(id, zones.size());
-                zones.append({zone, date->date()});
-            } else {
-                Date &earliest = zones[*found].earliest;
-                earliest = std::min(earliest, date->date());
-            }
-        }
-    }
-    int firstYear = Clock::shared().now().toDateTime().date().year();
-    const int lastYear = firstYear;
-    for (const UsedZone &used : std::as_const(zones)) {
-        // A date of a later year than the first so far cannot start the range earlier.
-        const int year = WallClock::of(used.earliest, used.zone).year;
-        if (year > firstYear)
-            continue;
-        const QDateTime when = used.earliest.toDateTime().toTimeZone(used.zone);
-        firstYear =
-            std::min(firstYear, year - (beforeFirstTransitionOfYear(used.zone, when) ? 1 : 0));
-    }
-    for (const UsedZone &used : std::as_const(zones))
-        icalcomponent_add_component(calendar,
-                                    VTimezoneGenerator::newVTimezoneForRangeOfYears(
-                                        used.zone, firstYear, lastYear, historicallyAccurate));
+    ZonesInUse zones;
+    for (qsizetype position = 0; position < events.size(); ++position)
+        zones.add(events[position], position);
+    zones.addTo(calendar, historicallyAccurate);
 }
 
 QByteArray wholeObject(const ICalEventRequest &request, const QHash<QString, qint64> &sequences) {
@@ -190,29 +214,52 @@ QByteArray calendarExport(CommonDataMO *calendar) {
         if (auto *event = ModelObject::as<CommonDataMO>(object))
             events << event;
     }
-    addTimeZones(vcalendar, events, true);
-    // The items follow the header and the zones, written as text.
-    QByteArray text = takeOpenText(vcalendar);
     // Detached instances follow their original; an orphan stands alone. They
     // are all among the calendar's items: grouped here rather than asked of
     // each item, which would read the store once per item.
-    QHash<ManagedObject *, QList<CommonDataMO *>> detachedOf;
-    for (CommonDataMO *event : events) {
+    struct Placed {
+        CommonDataMO *event;
+        qsizetype position;
+    };
+    QHash<ManagedObject *, QList<Placed>> detachedOf;
+    for (qsizetype position = 0; position < events.size(); ++position) {
+        CommonDataMO *event = events[position];
         if (isDetached(event)) {
             if (ManagedObject *original = event->objectForKey(QStringLiteral("originalEvent")))
-                detachedOf[original] << event;
+                detachedOf[original].append({event, position});
         }
     }
+    // The zones are gathered from each item as it is written, while its
+    // values are at hand, rather than in a pass of their own over every item;
+    // they go before the items' text.
+    ZonesInUse zones;
+    QByteArray items;
     ICalEventRequest request;
-    for (CommonDataMO *event : events) {
+    const auto write = [&](const Placed &each) {
+        zones.add(each.event, each.position);
+        request.event = each.event;
+        ICalEventWriter::writeEvent(request, items);
+    };
+    for (qsizetype position = 0; position < events.size(); ++position) {
+        CommonDataMO *event = events[position];
         if (isDetached(event) && event->objectForKey(QStringLiteral("originalEvent")))
             continue;
-        for (CommonDataMO *each : QList<CommonDataMO *>{event} + detachedOf.value(event)) {
-            request.event = each;
-            ICalEventWriter::writeEvent(request, text);
-        }
+        write({event, position});
+        for (const Placed &detached : detachedOf.take(event))
+            write(detached);
     }
-    return text + kCalendarEnd;
+    // Instances of an original outside the calendar are not written, but
+    // their zones are.
+    for (const QList<Placed> &unwritten : std::as_const(detachedOf)) {
+        for (const Placed &each : unwritten)
+            zones.add(each.event, each.position);
+    }
+    zones.addTo(vcalendar, true);
+    QByteArray text = takeOpenText(vcalendar);
+    text.reserve(text.size() + items.size() + qsizetype(sizeof kCalendarEnd) - 1);
+    text += items;
+    text += kCalendarEnd;
+    return text;
 }
 
 }  // namespace ICalCalendarWriter

@@ -5,6 +5,7 @@
 #include "ical/ICalAlarmWriter.h"
 #include "ical/ICalAttachmentWriter.h"
 #include "ical/ICalCodes.h"
+#include "ical/ICalItemExtras.h"
 #include "ical/ICalPeopleWriter.h"
 #include "ical/ICalProperties.h"
 #include "ical/ICalTextWriter.h"
@@ -12,7 +13,6 @@
 #include "model/CommonDataMO.h"
 #include "model/ExtraDataMO.h"
 #include "model/ItemDates.h"
-#include "model/MeetingRoles.h"
 #include "model/SyncableObjectMO.h"
 #include "model/foundation/Clock.h"
 #include "time/recurrence/ICalRecurrence.h"
@@ -35,6 +35,7 @@ public:
           m_event(request.event),
           m_options(request.options),
           m_wholeItem(ICalMethods::carriesWholeItem(request.method)),
+          m_extras(request.event),
           m_out(text) {}
 
     void build();
@@ -68,6 +69,7 @@ private:
     CommonDataMO *m_event;
     const quint32 m_options;
     const bool m_wholeItem;
+    const ICalItemExtras m_extras;
     ICalTextWriter m_out;
     // The caller's SEQUENCE for the UID written, and whether it went out.
     std::optional<qint64> m_sequence;
@@ -96,7 +98,8 @@ const char *EventBuilder::componentName() const {
 
 void EventBuilder::build() {
     m_info = m_event->objectInfo();
-    m_organizer = MeetingRoles(m_event).anyOrganizer();
+    // The first organizer record of an item; other objects have none.
+    m_organizer = m_event->isChild() ? m_extras.organizers.value(0) : nullptr;
     m_type = m_event->integerValueForKey(QStringLiteral("eventType"));
     m_allDay = m_event->boolValueForKey(QStringLiteral("allDay"));
     m_floating = m_event->boolValueForKey(QStringLiteral("floatingEvent"));
@@ -131,17 +134,17 @@ void EventBuilder::build() {
     addLinksAndTags();
     addStampsAndProgress();
     addOwnProperties();
-    ICalPeopleWriter::writeContacts(m_out, m_event, has(LocalData));
+    ICalPeopleWriter::writeContacts(m_out, m_extras.contacts, has(LocalData));
     ICalProperties::writeXProps(m_out,
                                 m_event->unarchivedValueForKey(QStringLiteral("xProps")).toMap());
-    ICalPeopleWriter::writePeople(m_out, m_request, m_organizer);
+    ICalPeopleWriter::writePeople(m_out, m_request, m_organizer, m_extras.attendees);
     if (m_wholeItem)
-        ICalAttachmentWriter::writeAttachments(m_out, m_event, m_options);
+        ICalAttachmentWriter::writeAttachments(m_out, m_event, m_extras.attachments, m_options);
     // The caller's sequence for an item that writes none comes last.
     if (m_sequence && !m_wroteSequence)
         m_out.property("SEQUENCE").number(int(*m_sequence));
     if (m_wholeItem)
-        ICalAlarmWriter::writeAlarms(m_out, m_event, m_options);
+        ICalAlarmWriter::writeAlarms(m_out, m_extras, m_options);
     m_out.end(component);
 }
 
@@ -161,7 +164,7 @@ void EventBuilder::addDates() {
             end = end ? std::optional(here(*end)) : std::nullopt;
             floating = false;
         }
-        const std::optional<Date> alarm = ICalAlarmWriter::firstAbsoluteTrigger(m_event);
+        const std::optional<Date> alarm = ICalAlarmWriter::firstAbsoluteTrigger(m_extras);
         if (end && alarm) {
             const double before = end->date().secondsSince(*alarm);
             if (before > -kAlarmStartWindow && before <= kAlarmStartWindow) {
@@ -185,7 +188,7 @@ void EventBuilder::addRecurrence() {
     const auto inStartZone = [&](const CalendarDate &date) {
         return CalendarDate(date.date(), zone);
     };
-    for (ExtraDataMO *record : m_event->extrasForRelationship(QStringLiteral("recurrences"))) {
+    for (ExtraDataMO *record : m_extras.recurrences) {
         const RecurrenceRecord rules(record);
         const RecurrenceRule rule = rules.recurrenceRule();
         m_out.property("RRULE");

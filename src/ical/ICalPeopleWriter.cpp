@@ -60,8 +60,8 @@ void writeAttendee(ICalTextWriter &writer, const ExtraDataMO *attendee, bool for
 
 namespace ICalPeopleWriter {
 
-void writeContacts(ICalTextWriter &writer, const CommonDataMO *event, bool local) {
-    for (const ExtraDataMO *link : event->extrasForRelationship(QStringLiteral("contacts"))) {
+void writeContacts(ICalTextWriter &writer, const QList<ExtraDataMO *> &contacts, bool local) {
+    for (const ExtraDataMO *link : contacts) {
         const bool isLocal = link->isLocalOnly();
         if (isLocal && !local)
             continue;
@@ -87,7 +87,7 @@ void writeContacts(ICalTextWriter &writer, const CommonDataMO *event, bool local
 }
 
 void writePeople(ICalTextWriter &writer, const ICalEventRequest &request,
-                 const ExtraDataMO *organizer) {
+                 const ExtraDataMO *organizer, const QList<ExtraDataMO *> &attendees) {
     CommonDataMO *event = request.event;
     const bool callerIsOrganizer = request.options & ICalWriteOptions::CallerIsOrganizer;
     const QString callerAddress = callerIsOrganizer ? request.callerAddress : QString();
@@ -122,7 +122,7 @@ void writePeople(ICalTextWriter &writer, const ICalEventRequest &request,
     }
     const QString organizerEmail =
         organizer ? ICalProperties::textField(organizer, "email") : QString();
-    for (const ExtraDataMO *attendee : event->extrasForRelationship(QStringLiteral("attendees")))
+    for (const ExtraDataMO *attendee : attendees)
         writeAttendee(writer, attendee, request.method == ICalMethod::Request, organizerEmail,
                       callerAddress);
 }

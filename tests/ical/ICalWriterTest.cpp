@@ -277,4 +277,41 @@ TEST_F(ICalWriterTest, ACalendarsZonesCoverItsEarliestDate) {
     EXPECT_FALSE(text.contains("DTSTART:2018"));
 }
 
+// A calendar's zones are added in the order its items first use them,
+// although each detached instance is written right after its original; the
+// library places each zone added before the ones added earlier.
+TEST_F(ICalWriterTest, ACalendarsZonesComeInTheOrderItsItemsFirstUseThem) {
+    const auto start = [](const char *zone) {
+        return CalendarDates::dateWithYear(2024, 3, 4, 9, 0, 0, false, QTimeZone(zone));
+    };
+    CommonDataMO *series = makeItem(QStringLiteral("Standup"));
+    series->setCalendarDateValue(start("Europe/Berlin"), QStringLiteral("startTimeAndZone"));
+    ItemRecurrence::attachRecurrence(
+        *RecurrenceRule::fromICalendarText(QStringLiteral("FREQ=DAILY;COUNT=5")), series, false,
+        false);
+    makeItem(QStringLiteral("Far east"))
+        ->setCalendarDateValue(start("Asia/Tokyo"), QStringLiteral("startTimeAndZone"));
+    CommonDataMO *moved =
+        CommonDataMO::makeObject(QStringLiteral("DetachedEvent"), m_calendar, nullptr);
+    moved->setObject(QStringLiteral("originalEvent"), series);
+    moved->objectInfo()->setValue(QStringLiteral("uid"), series->uid());
+    moved->setCalendarDateValue(start("Europe/Berlin"), QStringLiteral("originalTimeAndZone"));
+    moved->setCalendarDateValue(start("America/New_York"), QStringLiteral("startTimeAndZone"));
+
+    QStringList zones;
+    QStringList items;  // each item's title, or the instance's recurrence
+    for (const QString &line : unfolded(ICalWriter::calendarExport(m_calendar))) {
+        if (line.startsWith(QLatin1String("TZID:")))
+            zones << line.mid(5);
+        else if (line.startsWith(QLatin1String("SUMMARY:")))
+            items << line.mid(8);
+        else if (line.startsWith(QLatin1String("RECURRENCE-ID")))
+            items << QStringLiteral("instance");
+    }
+    EXPECT_EQ(zones, (QStringList{QStringLiteral("America/New_York"), QStringLiteral("Asia/Tokyo"),
+                                  QStringLiteral("Europe/Berlin")}));
+    EXPECT_EQ(items, (QStringList{QStringLiteral("Standup"), QStringLiteral("instance"),
+                                  QStringLiteral("Far east")}));
+}
+
 }  // namespace
