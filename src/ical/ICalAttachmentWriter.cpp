@@ -65,7 +65,7 @@ bool inAttachmentsFolder(const QString &path) {
 void addGraphicPlacement(ICalTextWriter &writer, icalproperty *attach, const ExtraDataMO *record) {
     const QString opacity =
         QString::asprintf("%.2f", record->opacityValueForKey(QStringLiteral("opacity")));
-    const QString rect = ICalProperties::textField(record, "cellRelativeRect");
+    const QString rect = ICalProperties::textField(record, QStringLiteral("cellRelativeRect"));
     ICalProperties::addParameter(attach, QStringLiteral("X-TOLVERN-OPACITY"), opacity);
     if (!rect.isEmpty())
         ICalProperties::addParameter(attach, QStringLiteral("X-TOLVERN-RECT"), rect);
@@ -82,7 +82,7 @@ void writeAttachments(ICalTextWriter &writer, const CommonDataMO *event,
                       const QList<ExtraDataMO *> &attachments, quint32 options) {
     const bool graphic = event->integerValueForKey(QStringLiteral("eventType")) == kGraphicType;
     for (const ExtraDataMO *record : attachments) {
-        const QString fileURL = ICalProperties::textField(record, "fileURL");
+        const QString fileURL = ICalProperties::textField(record, QStringLiteral("fileURL"));
         const QVariantMap managed = record->dictionaryValueForKey(QStringLiteral("url"));
         const std::optional<QString> path =
             AttachmentFiles::pathForAttachmentByExpandingResourceURLs(*record);
@@ -91,7 +91,7 @@ void writeAttachments(ICalTextWriter &writer, const CommonDataMO *event,
         if (managedHere && !managed.value(QStringLiteral("id")).toString().isEmpty())
             attach = newManagedAttach(managed);
         else if (managedHere && !AttachmentFiles::isGlobalFileURL(fileURL) &&
-                 !ICalProperties::textField(record, "fileName").isEmpty())
+                 !ICalProperties::textField(record, QStringLiteral("fileName")).isEmpty())
             continue;  // sent on its own; the server then names it by its id
         else if (!AttachmentFiles::isGlobalFileURL(fileURL) && path && inAttachmentsFolder(*path) &&
                  QFileInfo::exists(*path))

@@ -19,7 +19,8 @@
 
 namespace {
 
-const char *const kDateKeys[] = {"startTimeAndZone", "endTimeAndZone", "dueTimeAndZone"};
+const QString kDateKeys[] = {QStringLiteral("startTimeAndZone"), QStringLiteral("endTimeAndZone"),
+                             QStringLiteral("dueTimeAndZone")};
 constexpr char kCalendarEnd[] = "END:VCALENDAR\r\n";
 
 bool isDetached(const CommonDataMO *event) {
@@ -60,8 +61,7 @@ public:
             event->boolValueForKey(QStringLiteral("floatingEvent")))
             return;
         for (qsizetype key = 0; key < qsizetype(std::size(kDateKeys)); ++key) {
-            const std::optional<CalendarDate> date =
-                event->calendarDateValueForKey(QLatin1String(kDateKeys[key]));
+            const std::optional<CalendarDate> date = event->calendarDateValueForKey(kDateKeys[key]);
             if (!date || date->isUniversal())
                 continue;
             const qsizetype use = position * qsizetype(std::size(kDateKeys)) + key;

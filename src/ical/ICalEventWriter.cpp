@@ -42,12 +42,7 @@ public:
 
 private:
     bool has(quint32 option) const { return m_options & option; }
-    QString text(const char *key) const {
-        return m_event->valueForKey(QLatin1String(key)).toString();
-    }
-    QString richText(const char *key) const {
-        return m_event->stringValueForKey(QLatin1String(key)).value_or(QString());
-    }
+    QString text(const QString &key) const { return m_event->valueForKey(key).toString(); }
     void addText(const char *name, const QString &value) {
         if (!value.isEmpty())
             m_out.property(name).text(value);
@@ -206,14 +201,16 @@ void EventBuilder::addRecurrence() {
 }
 
 void EventBuilder::addTexts() {
-    addText("SUMMARY", richText("title"));
-    addText("DESCRIPTION", richText("content"));
+    const std::optional<RichText> title =
+        m_event->attributedStringValueForKey(QStringLiteral("title"));
+    const std::optional<RichText> content =
+        m_event->attributedStringValueForKey(QStringLiteral("content"));
+    addText("SUMMARY", title ? title->text : QString());
+    addText("DESCRIPTION", content ? content->text : QString());
     if (has(NoRichText) || !m_wholeItem)
         return;
-    ICalProperties::writeRichText(m_out, "X-TOLVERN-SUMMARY",
-                                  m_event->attributedStringValueForKey(QStringLiteral("title")));
-    ICalProperties::writeRichText(m_out, "X-TOLVERN-DESCRIPTION",
-                                  m_event->attributedStringValueForKey(QStringLiteral("content")));
+    ICalProperties::writeRichText(m_out, "X-TOLVERN-SUMMARY", title);
+    ICalProperties::writeRichText(m_out, "X-TOLVERN-DESCRIPTION", content);
     if (has(LocalData))
         ICalProperties::writeRichText(
             m_out, "X-TOLVERN-LOCAL-DESCRIPTION",
@@ -221,15 +218,15 @@ void EventBuilder::addTexts() {
 }
 
 void EventBuilder::addPlace() {
-    const QString locationURL = text("locationURL");
-    QString location = text("location");
+    const QString locationURL = text(QStringLiteral("locationURL"));
+    QString location = text(QStringLiteral("location"));
     if (location.isEmpty())
         location = locationURL;
     addText("LOCATION", location);
     for (const auto &[key, name] :
-         {std::pair{"travelTimeBefore", "X-APPLE-TRAVEL-DURATION"},
-          std::pair{"travelTimeAfter", "X-APPLE-TRAVEL-RETURN-DURATION"}}) {
-        const qint64 seconds = m_event->integerValueForKey(QLatin1String(key));
+         {std::pair{QStringLiteral("travelTimeBefore"), "X-APPLE-TRAVEL-DURATION"},
+          std::pair{QStringLiteral("travelTimeAfter"), "X-APPLE-TRAVEL-RETURN-DURATION"}}) {
+        const qint64 seconds = m_event->integerValueForKey(key);
         if (seconds == 0)
             continue;
         char *duration = icaldurationtype_as_ical_string_r(icaldurationtype_from_int(int(seconds)));
@@ -296,11 +293,12 @@ void EventBuilder::addStatus() {
 void EventBuilder::addLinksAndTags() {
     if (!m_wholeItem)
         return;
-    const QString url = text("url");
+    const QString url = text(QStringLiteral("url"));
     if (!url.isEmpty())
         m_out.property("URL").raw(url);
     if (has(LocalData))
-        ICalProperties::writeXProperty(m_out, "X-TOLVERN-LOCAL-URL", text("localURL"));
+        ICalProperties::writeXProperty(m_out, "X-TOLVERN-LOCAL-URL",
+                                       text(QStringLiteral("localURL")));
     const QString tags = m_event->tagListValueForKey(QStringLiteral("tags")).join(QLatin1Char(','));
     if (!tags.isEmpty())
         m_out.property("CATEGORIES").plainText(tags);

@@ -27,8 +27,9 @@ void writeParameterIfAny(ICalTextWriter &writer, const char *name, const char *v
 
 // CN and the directory address (carried in EMAIL) of a person.
 void writeNameAndDirectory(ICalTextWriter &writer, const ExtraDataMO *person) {
-    writeParameterIfAny(writer, "CN", ICalProperties::textField(person, "name"));
-    writeParameterIfAny(writer, "EMAIL", ICalProperties::textField(person, "directoryURL"));
+    writeParameterIfAny(writer, "CN", ICalProperties::textField(person, QStringLiteral("name")));
+    writeParameterIfAny(writer, "EMAIL",
+                        ICalProperties::textField(person, QStringLiteral("directoryURL")));
 }
 
 void writeParticipation(ICalTextWriter &writer, qint64 status) {
@@ -37,7 +38,7 @@ void writeParticipation(ICalTextWriter &writer, qint64 status) {
 
 void writeAttendee(ICalTextWriter &writer, const ExtraDataMO *attendee, bool forceRSVP,
                    const QString &organizerEmail, const QString &callerAddress) {
-    const QString email = ICalProperties::textField(attendee, "email");
+    const QString email = ICalProperties::textField(attendee, QStringLiteral("email"));
     writer.property("ATTENDEE");
     if (!callerAddress.isEmpty() && email.compare(organizerEmail, Qt::CaseInsensitive) == 0) {
         writeParticipation(writer, attendee->integerValueForKey(QStringLiteral("status")));
@@ -65,7 +66,7 @@ void writeContacts(ICalTextWriter &writer, const QList<ExtraDataMO *> &contacts,
         const bool isLocal = link->isLocalOnly();
         if (isLocal && !local)
             continue;
-        const QString contactID = ICalProperties::textField(link, "contactID");
+        const QString contactID = ICalProperties::textField(link, QStringLiteral("contactID"));
         if (contactID.isEmpty())
             continue;
         writer.property("X-TOLVERN-CONTACT");
@@ -77,11 +78,16 @@ void writeContacts(ICalTextWriter &writer, const QList<ExtraDataMO *> &contacts,
         writeParameterIfAny(
             writer, "X-NAME-ORDER",
             ICalCodes::nameOrderName(link->integerValueForKey(QStringLiteral("nameOrder"))));
-        writeParameterIfAny(writer, "X-FIRST", ICalProperties::textField(link, "firstName"));
-        writeParameterIfAny(writer, "X-LAST", ICalProperties::textField(link, "lastName"));
-        writeParameterIfAny(writer, "X-EMAIL", ICalProperties::textField(link, "primaryEmail"));
-        writeParameterIfAny(writer, "X-PHONE", ICalProperties::textField(link, "primaryPhone"));
-        writeParameterIfAny(writer, "X-COMPANY", ICalProperties::textField(link, "company"));
+        writeParameterIfAny(writer, "X-FIRST",
+                            ICalProperties::textField(link, QStringLiteral("firstName")));
+        writeParameterIfAny(writer, "X-LAST",
+                            ICalProperties::textField(link, QStringLiteral("lastName")));
+        writeParameterIfAny(writer, "X-EMAIL",
+                            ICalProperties::textField(link, QStringLiteral("primaryEmail")));
+        writeParameterIfAny(writer, "X-PHONE",
+                            ICalProperties::textField(link, QStringLiteral("primaryPhone")));
+        writeParameterIfAny(writer, "X-COMPANY",
+                            ICalProperties::textField(link, QStringLiteral("company")));
         writer.plainText(contactID);
     }
 }
@@ -92,8 +98,9 @@ void writePeople(ICalTextWriter &writer, const ICalEventRequest &request,
     const bool callerIsOrganizer = request.options & ICalWriteOptions::CallerIsOrganizer;
     const QString callerAddress = callerIsOrganizer ? request.callerAddress : QString();
     if (organizer) {
-        const QString email =
-            callerIsOrganizer ? callerAddress : ICalProperties::textField(organizer, "email");
+        const QString email = callerIsOrganizer
+                                  ? callerAddress
+                                  : ICalProperties::textField(organizer, QStringLiteral("email"));
         writer.property("ORGANIZER");
         writeNameAndDirectory(writer, organizer);
         if ((request.options & ICalWriteOptions::ClientScheduling) &&
@@ -117,11 +124,12 @@ void writePeople(ICalTextWriter &writer, const ICalEventRequest &request,
         const bool declines = request.options & ICalWriteOptions::kDeclineMask;
         writeParticipation(writer,
                            declines ? 9 : ours->integerValueForKey(QStringLiteral("status")));
-        writer.raw(ICalProperties::calendarAddress(ICalProperties::textField(ours, "email")));
+        writer.raw(ICalProperties::calendarAddress(
+            ICalProperties::textField(ours, QStringLiteral("email"))));
         return;
     }
     const QString organizerEmail =
-        organizer ? ICalProperties::textField(organizer, "email") : QString();
+        organizer ? ICalProperties::textField(organizer, QStringLiteral("email")) : QString();
     for (const ExtraDataMO *attendee : attendees)
         writeAttendee(writer, attendee, request.method == ICalMethod::Request, organizerEmail,
                       callerAddress);

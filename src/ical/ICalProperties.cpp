@@ -124,8 +124,8 @@ QString calendarAddress(const QString &address) {
     return address.contains(QLatin1Char('@')) ? QStringLiteral("mailto:") + address : address;
 }
 
-QString textField(const ModelObject *record, const char *key) {
-    return record->valueForKey(QLatin1String(key)).toString();
+QString textField(const ModelObject *record, const QString &key) {
+    return record->valueForKey(key).toString();
 }
 
 }  // namespace ICalProperties

@@ -20,7 +20,7 @@ namespace ICalProperties {
 QString calendarAddress(const QString &address);
 
 // A plain text attribute of a record; empty when it has none.
-QString textField(const ModelObject *record, const char *key);
+QString textField(const ModelObject *record, const QString &key);
 
 // Adds NAME=value to the property: a parameter the library knows by its
 // value text (an unknown value becomes the library's extension value), any
