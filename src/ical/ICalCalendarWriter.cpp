@@ -206,14 +206,10 @@ QByteArray takeOpenText(icalcomponent *calendar) {
 
 QByteArray calendarExport(CommonDataMO *calendar) {
     icalcomponent *vcalendar = calendarHeader(calendar, ICalMethod::None);
-    QList<CommonDataMO *> events;
     // Every item's record and extra records are read in a few queries for
     // all of them, not one per item.
-    for (ManagedObject *object : Queries::objectsInContainer(
-             calendar, {QStringLiteral("objectInfo"), QString::fromLatin1(Schema::kExtrasKey)})) {
-        if (auto *event = ModelObject::as<CommonDataMO>(object))
-            events << event;
-    }
+    const QList<ManagedObject *> objects = Queries::objectsInContainer(
+        calendar, {QStringLiteral("objectInfo"), QString::fromLatin1(Schema::kExtrasKey)});
     // Detached instances follow their original; an orphan stands alone. They
     // are all among the calendar's items: grouped here rather than asked of
     // each item, which would read the store once per item.
@@ -221,13 +217,18 @@ QByteArray calendarExport(CommonDataMO *calendar) {
         CommonDataMO *event;
         qsizetype position;
     };
+    QList<CommonDataMO *> events;
+    events.reserve(objects.size());
     QHash<ManagedObject *, QList<Placed>> detachedOf;
-    for (qsizetype position = 0; position < events.size(); ++position) {
-        CommonDataMO *event = events[position];
+    for (ManagedObject *object : objects) {
+        auto *event = ModelObject::as<CommonDataMO>(object);
+        if (!event)
+            continue;
         if (isDetached(event)) {
             if (ManagedObject *original = event->objectForKey(QStringLiteral("originalEvent")))
-                detachedOf[original].append({event, position});
+                detachedOf[original].append({event, events.size()});
         }
+        events << event;
     }
     // The zones are gathered from each item as it is written, while its
     // values are at hand, rather than in a pass of their own over every item;
