@@ -160,7 +160,7 @@ void CommonDataMO::noteDatesChanged() {
 }
 
 void CommonDataMO::didChangeValueForKey(const PropertyDescription &property) {
-    m_valueCache.remove(property.name);
+    m_valueCache.remove(property.slot);
     if (kDateAttributes.contains(property.name))
         noteDatesChanged();
     if (!isSyncedAttribute(property))

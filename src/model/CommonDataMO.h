@@ -133,7 +133,7 @@ public:
     void noteDatesChanged();
 
 protected:
-    QHash<QString, QVariant> *valueCache() const override { return &m_valueCache; }
+    ValueCache *valueCache() const override { return &m_valueCache; }
     void didChangeValueForKey(const PropertyDescription &property) override;
     void didTurnIntoFault() override;
 
@@ -141,5 +141,5 @@ private:
     QString titleKeyForWriting() const;
     QList<ManagedObject *> extrasInView(const Schema::ExtraRelationship &view) const;
 
-    mutable QHash<QString, QVariant> m_valueCache;
+    mutable ValueCache m_valueCache;
 };

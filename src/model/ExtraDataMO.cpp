@@ -62,7 +62,7 @@ void ExtraDataMO::awakeFromFetch() {
 }
 
 void ExtraDataMO::didChangeValueForKey(const PropertyDescription &property) {
-    m_valueCache.remove(property.name);
+    m_valueCache.remove(property.slot);
     if (property.name == kParentObject) {
         CommonDataMO *previous = m_knownParent;
         m_knownParent = parentObject();

@@ -68,7 +68,7 @@ public:
     bool isUniqueAttachment() const;
 
 protected:
-    QHash<QString, QVariant> *valueCache() const override { return &m_valueCache; }
+    ValueCache *valueCache() const override { return &m_valueCache; }
     void awakeFromInsert() override;
     void awakeFromFetch() override;
     void didChangeValueForKey(const PropertyDescription &property) override;
@@ -81,7 +81,7 @@ private:
     void noteChangeOfParent(CommonDataMO *parent) const;
     void noteDaysOfParents(CommonDataMO *previous, CommonDataMO *current) const;
 
-    mutable QHash<QString, QVariant> m_valueCache;
+    mutable ValueCache m_valueCache;
     // The parent as last seen, so that a record leaving it stamps it.
     CommonDataMO *m_knownParent = nullptr;
 };

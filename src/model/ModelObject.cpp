@@ -148,7 +148,8 @@ void ModelObject::setDictionaryValue(const QVariantMap &value, const QString &ke
 // --- Calendar dates ---------------------------------------------------------------
 
 std::optional<CalendarDate> ModelObject::calendarDateValueForKey(const QString &key) const {
-    return cachedValue<CalendarDate>(key, [&] { return calendarDateValue(storedValue(key)); });
+    return cachedValue<CalendarDate>(
+        key, [](const QVariant &stored) { return calendarDateValue(stored); });
 }
 
 std::optional<CalendarDate> ModelObject::calendarDateValue(const QVariant &stored) {
@@ -165,12 +166,12 @@ void ModelObject::setCalendarDateValue(const std::optional<CalendarDate> &value,
 QList<CalendarDate> ModelObject::calendarDateArrayValueForKey(const QString &key) const {
     return cachedValue<QList<CalendarDate>>(
                key,
-               [&]() -> std::optional<QList<CalendarDate>> {
+               [](const QVariant &stored) -> std::optional<QList<CalendarDate>> {
                    // A zone name may itself hold a comma ("(UTC+01:00) Amsterdam,
                    // Berlin"): entries start where seconds and a colon follow one.
                    static const QRegularExpression separator(
                        QStringLiteral(",(?=\\s*-?\\d+(\\.\\d*)?:)"));
-                   const QString text = storedValue(key).toString();
+                   const QString text = stored.toString();
                    if (text.isEmpty())
                        return std::nullopt;
                    QList<CalendarDate> dates;
@@ -232,11 +233,10 @@ void ModelObject::setStringListValue(const QStringList &value, const QString &ke
 // --- Colours ------------------------------------------------------------------------
 
 std::optional<RGBColor> ModelObject::colorValueForKey(const QString &key) const {
-    return cachedValue<RGBColor>(key, [&]() -> std::optional<RGBColor> {
-        const QVariant value = storedValue(key);
-        if (!value.isValid())
+    return cachedValue<RGBColor>(key, [](const QVariant &stored) -> std::optional<RGBColor> {
+        if (!stored.isValid())
             return std::nullopt;
-        return colorFromColorValue(int(value.toLongLong()));
+        return colorFromColorValue(int(stored.toLongLong()));
     });
 }
 
@@ -247,8 +247,9 @@ void ModelObject::setColorValue(const std::optional<RGBColor> &value, const QStr
 // --- Fonts and rich text ---------------------------------------------------------
 
 std::optional<FontDescription> ModelObject::fontValueForKey(const QString &key) const {
-    return cachedValue<FontDescription>(
-        key, [&] { return FontDescription::fromPropertyList(unarchivedValueForKey(key)); });
+    return cachedValue<FontDescription>(key, [](const QVariant &stored) {
+        return FontDescription::fromPropertyList(unarchivedValue(stored));
+    });
 }
 
 void ModelObject::setFontValue(const std::optional<FontDescription> &value, const QString &key) {
@@ -256,8 +257,8 @@ void ModelObject::setFontValue(const std::optional<FontDescription> &value, cons
 }
 
 std::optional<RichText> ModelObject::attributedStringValueForKey(const QString &key) const {
-    return cachedValue<RichText>(key, [&]() -> std::optional<RichText> {
-        std::optional<RichText> text = RichText::fromPropertyList(unarchivedValueForKey(key));
+    return cachedValue<RichText>(key, [](const QVariant &stored) -> std::optional<RichText> {
+        std::optional<RichText> text = RichText::fromPropertyList(unarchivedValue(stored));
         if (text && text->isEmpty())
             return std::nullopt;
         return text;
@@ -283,8 +284,8 @@ void ModelObject::setStringValue(const QString &value, const QString &key) {
 QStringList ModelObject::tagListValueForKey(const QString &key) const {
     return cachedValue<QStringList>(
                key,
-               [&]() -> std::optional<QStringList> {
-                   const QStringList tags = unarchivedValueForKey(key).toStringList();
+               [](const QVariant &stored) -> std::optional<QStringList> {
+                   const QStringList tags = unarchivedValue(stored).toStringList();
                    return tags.isEmpty() ? std::nullopt : std::optional<QStringList>(tags);
                })
         .value_or(QStringList());

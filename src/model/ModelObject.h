@@ -8,6 +8,7 @@
 
 #include "model/FontDescription.h"
 #include "model/RichText.h"
+#include "model/ValueCache.h"
 #include "model/foundation/CalendarDate.h"
 #include "model/foundation/Date.h"
 #include "model/store/ManagedObject.h"
@@ -149,7 +150,7 @@ public:
 
 protected:
     // The cache of decoded values, for the classes that keep one.
-    virtual QHash<QString, QVariant> *valueCache() const { return nullptr; }
+    virtual ValueCache *valueCache() const { return nullptr; }
 
     // An attribute whose changes are synced: stored, and not named
     // "local…" (kept on this machine) or "trans…" (scratch).
@@ -163,20 +164,20 @@ protected:
         setPrimitiveValue(&attribute(key), value);
     }
 
-    // The decoded value of `key`: from the cache when there is one and it
-    // holds the key, else from `decode` (whose result, none included, is then
-    // cached).
+    // The decoded value of the attribute `key`: from the cache when there is
+    // one and it holds the attribute, else `decode` of the stored value
+    // (whose result, none included, is then cached).
     template <typename T, typename Decode>
     std::optional<T> cachedValue(const QString &key, Decode decode) const {
-        QHash<QString, QVariant> *cache = valueCache();
+        const PropertyDescription &property = attribute(key);
+        ValueCache *cache = valueCache();
         if (cache) {
-            auto it = cache->constFind(key);
-            if (it != cache->constEnd())
-                return it->template value<std::optional<T>>();
+            if (const QVariant *kept = cache->find(property.slot))
+                return kept->template value<std::optional<T>>();
         }
-        std::optional<T> value = decode();
+        std::optional<T> value = decode(primitiveValue(&property));
         if (cache)
-            cache->insert(key, QVariant::fromValue(value));
+            cache->insert(property.slot, QVariant::fromValue(value));
         return value;
     }
 };
