@@ -2,6 +2,7 @@
 
 #include <QList>
 #include <QString>
+#include <cstring>
 #include <vector>
 
 #include "model/store/PropertyDescription.h"
@@ -29,8 +30,11 @@ public:
         const auto length = std::size_t(name.size());
         if (length >= m_byNameLength.size())
             return nullptr;
+        // The names have the same length: their characters are compared
+        // directly, without the general comparison QString's equality makes.
+        const std::size_t bytes = length * sizeof(QChar);
         for (const PropertyDescription *property : m_byNameLength[length]) {
-            if (property->name == name)
+            if (std::memcmp(property->name.constData(), name.constData(), bytes) == 0)
                 return property;
         }
         return nullptr;
