@@ -151,7 +151,7 @@ void ManagedObject::removeObject(const QString &key, ManagedObject *object) {
 
 QVariant ManagedObject::primitiveValue(const PropertyDescription *property) const {
     willAccess();
-    return m_values[property->slot];
+    return m_values.value(property->slot);
 }
 
 void ManagedObject::setPrimitiveValue(const PropertyDescription *property, const QVariant &value) {
@@ -161,17 +161,17 @@ void ManagedObject::setPrimitiveValue(const PropertyDescription *property, const
                                         .toStdString());
     willAccess();
     QVariant converted = coerced(property->type, value);
-    QVariant &current = m_values[property->slot];
+    const QVariant &current = m_values.value(property->slot);
     if (current == converted && current.isValid() == converted.isValid())
         return;
     willChange(property);
-    current = std::move(converted);
+    m_values.valueToSet(property->slot) = std::move(converted);
     markChanged(property);
 }
 
 ManagedObject *ManagedObject::toOne(const PropertyDescription *relationship) const {
     willAccess();
-    return objectIn(m_values[relationship->slot]);
+    return objectIn(m_values.value(relationship->slot));
 }
 
 void ManagedObject::setToOne(const PropertyDescription *relationship, ManagedObject *object) {
@@ -210,11 +210,10 @@ void ManagedObject::setToOne(const PropertyDescription *relationship, ManagedObj
 void ManagedObject::setToOneKeepingInverse(const PropertyDescription *relationship,
                                            ManagedObject *object) {
     willAccess();
-    QVariant &current = m_values[relationship->slot];
-    if (objectIn(current) == object)
+    if (objectIn(m_values.value(relationship->slot)) == object)
         return;
     willChange(relationship);
-    current = object ? QVariant::fromValue(object) : QVariant();
+    m_values.valueToSet(relationship->slot) = object ? QVariant::fromValue(object) : QVariant();
     markChanged(relationship);
 }
 
@@ -225,13 +224,26 @@ const QList<ManagedObject *> &ManagedObject::toMany(const PropertyDescription *r
     return state.objects;
 }
 
+ManagedObject::ToManyState *ManagedObject::existingToManyState(
+    const PropertyDescription *relationship) const {
+    for (ToManyNode *node = m_toMany.get(); node; node = node->next.get()) {
+        if (node->slot == relationship->slot)
+            return &node->state;
+    }
+    return nullptr;
+}
+
 ManagedObject::ToManyState &ManagedObject::toManyState(
     const PropertyDescription *relationship) const {
-    if (!m_toMany)
-        m_toMany = std::make_unique<std::vector<ToManyState>>();
-    if (m_toMany->size() <= std::size_t(relationship->slot))
-        m_toMany->resize(relationship->slot + 1);
-    ToManyState &state = (*m_toMany)[relationship->slot];
+    ToManyState *existing = existingToManyState(relationship);
+    if (!existing) {
+        auto node = std::make_unique<ToManyNode>();
+        node->slot = relationship->slot;
+        node->next = std::move(m_toMany);
+        m_toMany = std::move(node);
+        existing = &m_toMany->state;
+    }
+    ToManyState &state = *existing;
     if (m_state & (Inserted | MembersKnown))
         state.loaded = true;  // a new object has no other members than those in memory
     return state;
@@ -267,8 +279,8 @@ void ManagedObject::willChange(const PropertyDescription *property) {
 }
 
 void ManagedObject::markChanged(const PropertyDescription *property) {
-    if (m_changed.size() < m_values.size())
-        m_changed.resize(m_values.size(), false);
+    if (m_changed.size() < m_values.slotCount())
+        m_changed.resize(m_values.slotCount(), false);
     m_changed[property->slot] = true;
     didChangeValueForKey(*property);
 }
@@ -282,7 +294,6 @@ void ManagedObject::fireFault() const {
 
 void ManagedObject::turnIntoFault() {
     m_values.clear();
-    m_values.shrink_to_fit();
     m_toMany.reset();
     m_changed.clear();
     m_state = (m_state & EntityKnown) | Fault;

@@ -9,6 +9,7 @@
 
 #include "model/store/KeyValueCoding.h"
 #include "model/store/ObjectID.h"
+#include "model/store/SlotValues.h"
 
 class ManagedObjectContext;
 
@@ -102,6 +103,15 @@ private:
         bool loaded = false;
         QList<ManagedObject *> objects;
     };
+    // The state of one to-many relationship the object has used. An object
+    // uses a few of its entity's relationships: they are kept in a short
+    // list, each where it was made, so a state's members stay where callers
+    // hold them while other relationships are used.
+    struct ToManyNode {
+        int slot;
+        ToManyState state;
+        std::unique_ptr<ToManyNode> next;
+    };
 
     void fireFault() const;
     void willAccess() const {
@@ -111,6 +121,8 @@ private:
     void willChange(const PropertyDescription *property);
     void markChanged(const PropertyDescription *property);
     ToManyState &toManyState(const PropertyDescription *relationship) const;
+    // The relationship's state when the object has used it, else nullptr.
+    ToManyState *existingToManyState(const PropertyDescription *relationship) const;
     // Loaded sets of to-many relationships are kept in step with the to-one
     // side; a set that is not loaded yet loads first (without firing the
     // owner), so that it never misses an unsaved change.
@@ -123,11 +135,11 @@ private:
     ManagedObjectContext *m_context;
     ObjectID m_id;
     unsigned m_state = 0;
-    // One value per slot: attribute values, and for to-one relationships a
-    // `ManagedObject *` (or no value). Empty while the object is a fault.
-    mutable std::vector<QVariant> m_values;
-    // Loaded to-many relationships, by slot; allocated on first use.
-    mutable std::unique_ptr<std::vector<ToManyState>> m_toMany;
+    // The value of each slot: attribute values, and for to-one relationships
+    // a `ManagedObject *` (or no value). No slots while the object is a fault.
+    mutable SlotValues m_values;
+    // The to-many relationships used so far, most recently first used first.
+    mutable std::unique_ptr<ToManyNode> m_toMany;
     // Slots changed since the last save.
     std::vector<bool> m_changed;
 };

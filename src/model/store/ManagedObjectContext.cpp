@@ -175,14 +175,14 @@ void ManagedObjectContext::populate(ManagedObject *object, const SqliteStatement
     const auto &properties = entity->properties();
     // Most columns of a row are NULL (those of other entities of the
     // family, unset values): their slots keep the empty value they start with.
-    object->m_values.assign(properties.size(), QVariant());
+    object->m_values.reset(properties.size());
     for (std::size_t slot = 0; slot < properties.size(); ++slot) {
         const int column = columns[slot] + 2;
         if (column < 2 || row.isNull(column))
             continue;
         const PropertyDescription *property = properties[slot];
-        object->m_values[slot] = property->isRelationship
-                                     ? QVariant::fromValue(registeredOrFault(property->destination,
+        object->m_values.valueToSet(int(slot)) =
+            property->isRelationship ? QVariant::fromValue(registeredOrFault(property->destination,
                                                                              row.columnInt(column)))
                                      : columnValue(row, column, property);
     }
@@ -269,7 +269,7 @@ ManagedObject *ManagedObjectContext::insertNewObject(const EntityDescription *en
         throw std::logic_error("worker contexts only read");
     ManagedObject *object = registerObject({entity, m_store->newPrimaryKey(entity)});
     object->m_state = ManagedObject::Inserted | ManagedObject::EntityKnown;
-    object->m_values.resize(entity->properties().size());
+    object->m_values.reset(entity->properties().size());
     m_inserted.append(object);
     noteChanged(object);
     object->awakeFromInsert();
@@ -413,13 +413,13 @@ void ManagedObjectContext::refreshObject(ManagedObject *object, bool mergeChange
         std::vector<std::pair<int, QVariant>> changed;
         for (std::size_t slot = 0; slot < object->m_changed.size(); ++slot) {
             if (object->m_changed[slot])
-                changed.emplace_back(int(slot), object->m_values[slot]);
+                changed.emplace_back(int(slot), object->m_values.value(int(slot)));
         }
         object->turnIntoFault();
         loadRow(object);
-        object->m_changed.assign(object->m_values.size(), false);
+        object->m_changed.assign(object->m_values.slotCount(), false);
         for (auto &[slot, value] : changed) {
-            object->m_values[slot] = std::move(value);
+            object->m_values.valueToSet(slot) = std::move(value);
             object->m_changed[slot] = true;
         }
         object->m_state |= ManagedObject::Updated;
@@ -443,12 +443,10 @@ void ManagedObjectContext::refreshObject(ManagedObject *object, bool mergeChange
     loadRow(object);
     for (const PropertyDescription *property : moved) {
         ManagedObject *owner = object->toOne(property);
-        if (!owner || !owner->m_toMany ||
-            owner->m_toMany->size() <= std::size_t(property->inverse->slot))
-            continue;
-        ManagedObject::ToManyState &state = (*owner->m_toMany)[property->inverse->slot];
-        if (state.loaded && !state.objects.contains(object))
-            state.objects.append(object);
+        ManagedObject::ToManyState *state =
+            owner ? owner->existingToManyState(property->inverse) : nullptr;
+        if (state && state->loaded && !state->objects.contains(object))
+            state->objects.append(object);
     }
 }
 

@@ -76,7 +76,7 @@ void SaveTransaction::bindValues(SqliteStatement &statement, ManagedObject *obje
     const auto &properties = object->m_id.entity->properties();
     for (std::size_t i = 0; i < columns.storedSlots.size(); ++i) {
         const int slot = columns.storedSlots[i];
-        const QVariant &value = object->m_values[slot];
+        const QVariant &value = object->m_values.value(slot);
         if (!value.isValid() || value.isNull())
             continue;
         const int index = base + (byColumn ? columns.storedColumns[i] : int(i));
@@ -240,8 +240,8 @@ void SaveTransaction::writeRangeIndexes(const ChangeSet &changes) {
             if (removeOld)
                 range.remove->bindInt(1, object->m_id.primaryKey).execute();
             const auto entry =
-                addNew ? PersistentStore::rangeIndexEntry(object->m_values[range.lowSlot],
-                                                          object->m_values[range.highSlot])
+                addNew ? PersistentStore::rangeIndexEntry(object->m_values.value(range.lowSlot),
+                                                          object->m_values.value(range.highSlot))
                        : std::nullopt;
             if (entry)
                 range.insert->bindInt(1, object->m_id.primaryKey)

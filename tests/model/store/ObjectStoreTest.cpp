@@ -3,6 +3,7 @@
 #include <QSet>
 #include <QSignalSpy>
 #include <QtConcurrent>
+#include <algorithm>
 
 #include "model/foundation/Date.h"
 #include "model/store/ManagedObjectContext.h"
@@ -208,6 +209,32 @@ TEST_F(StoreTest, ASavedNewObjectKeepsItsSetsRightWithoutReadingThem) {
     EXPECT_EQ(
         uids(context().existingObjectWithID(archiveID)->objectsForKey(QStringLiteral("items"))),
         QList<QString>{QStringLiteral("A")});
+}
+
+// A loaded set is held by reference while the object's other sets are read
+// for the first time: it stays where it is, with its members.
+TEST_F(StoreTest, ASetHeldByACallerStaysWhileTheObjectsOtherSetsAreRead) {
+    ManagedObject *inbox = insert(QStringLiteral("Folder"), QStringLiteral("Inbox"));
+    ManagedObject *child = insert(QStringLiteral("Folder"), QStringLiteral("Child"));
+    child->setObject(QStringLiteral("parent"), inbox);
+    for (const QString &uid : {QStringLiteral("A"), QStringLiteral("B")})
+        insert(QStringLiteral("Note"), uid)->setObject(QStringLiteral("folder"), inbox);
+    context().save();
+    const ObjectID inboxID = inbox->objectID();
+    reopen();
+
+    ManagedObject *reread = context().existingObjectWithID(inboxID);
+    const QList<ManagedObject *> &items =
+        reread->toMany(reread->propertyNamed(QStringLiteral("items")));
+    const QList<ManagedObject *> &children =
+        reread->toMany(reread->propertyNamed(QStringLiteral("children")));
+    ASSERT_EQ(children.size(), 1);
+    EXPECT_EQ(children.first()->valueForKey(QStringLiteral("title")).toString(),
+              QStringLiteral("Child"));
+    QList<QString> itemUIDs = uids(items);
+    std::sort(itemUIDs.begin(), itemUIDs.end());
+    EXPECT_EQ(itemUIDs, (QList<QString>{QStringLiteral("A"), QStringLiteral("B")}));
+    EXPECT_EQ(&items, &reread->toMany(reread->propertyNamed(QStringLiteral("items"))));
 }
 
 TEST_F(StoreTest, ManyToManyKeepsBothSidesAndItsRows) {
