@@ -59,8 +59,13 @@ const SaveTransaction::FamilyInsert &SaveTransaction::insertFor(const EntityDesc
     for (int i = 1; i < insert.parametersPerRow; ++i)
         row += QStringLiteral(", ?");
     row += QLatin1Char(')');
-    const QString sql =
-        QStringLiteral("INSERT INTO %1 (%2) VALUES ").arg(sqlIdentifier(layout.table), names);
+    // OR FAIL: a row that breaks a constraint stops the statement without
+    // undoing the rows before it, so SQLite keeps no statement journal (a
+    // copy of every page the statement changes, written to a temporary file:
+    // most of what a save wrote). The save rolls back its whole transaction
+    // on any failure, so nothing of a failed statement stays either way.
+    const QString sql = QStringLiteral("INSERT OR FAIL INTO %1 (%2) VALUES ")
+                            .arg(sqlIdentifier(layout.table), names);
     insert.single = &db.statement(sql + row);
     if (insert.rowsPerBatch > 1) {
         QStringList rows(insert.rowsPerBatch, row);

@@ -344,6 +344,32 @@ TEST_F(StoreTest, AFailedSaveWritesNothingAndKeepsTheChanges) {
               3);
 }
 
+// New rows are written many to a statement; a row refused in the middle of
+// them (its key taken by another writer) leaves none of the save's rows
+// behind, those before it in the same statement included.
+TEST_F(StoreTest, ARowRefusedAmongManyNewRowsLeavesNoneOfThemStored) {
+    insert(QStringLiteral("Note"), QStringLiteral("kept"));
+    context().save();
+    QList<ManagedObject *> notes;
+    for (int i = 0; i < 100; ++i)
+        notes << insert(QStringLiteral("Note"), QString::number(i));
+    const qint64 takenKey = notes[50]->objectID().primaryKey;
+    const QString blocker =
+        QStringLiteral("INSERT INTO Item (Z_PK, Z_ENT, uid) VALUES (%1, %2, 'other')")
+            .arg(takenKey)
+            .arg(store().entityCode(model().entity(QStringLiteral("Note"))));
+    store().connection().execute(blocker);
+    EXPECT_THROW(context().save(), StoreError);
+    EXPECT_EQ(store().connection().queryValue(QStringLiteral("SELECT COUNT(*) FROM Item")).toInt(),
+              2);
+    EXPECT_TRUE(notes[0]->isInserted());
+
+    store().connection().execute(QStringLiteral("DELETE FROM Item WHERE uid = 'other'"));
+    context().save();
+    EXPECT_EQ(store().connection().queryValue(QStringLiteral("SELECT COUNT(*) FROM Item")).toInt(),
+              101);
+}
+
 TEST_F(StoreTest, RefreshDropsOrMergesUnsavedChanges) {
     ManagedObject *inbox = insert(QStringLiteral("Folder"), QStringLiteral("Inbox"));
     ManagedObject *other = insert(QStringLiteral("Folder"), QStringLiteral("Other"));
