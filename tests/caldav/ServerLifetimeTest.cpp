@@ -5,6 +5,7 @@
 #include <QDir>
 #include <QEventLoop>
 #include <QFile>
+#include <QScopeGuard>
 #include <QThread>
 #include <QTimer>
 #include <iostream>
@@ -43,7 +44,7 @@ QList<qint64> liveMembersOfGroup(qint64 group) {
 
 // Starts one server of each way of launching (a server run directly, a
 // shell with its own children, a server that switches user and forks),
-// prints their process groups and waits to be killed.
+// prints their process groups and folders and waits to be killed.
 MEROVAN_CHILD_ROUTINE(holdServersUntilKilled) {
     RadicaleServer radicale;
     DAViCalServer davical;
@@ -53,7 +54,7 @@ MEROVAN_CHILD_ROUTINE(holdServersUntilKilled) {
             std::cerr << error.toStdString() << std::endl;
             return 1;
         }
-        std::cout << server->processGroup() << ' ';
+        std::cout << server->processGroup() << ' ' << server->folder().toStdString() << ' ';
     }
     std::cout << std::endl;
     QEventLoop loop;
@@ -72,10 +73,22 @@ TEST(TestServerLifetime, ServersDieWithAKilledTestBinary) {
         if (holder->waitForReadyRead(1000))
             line += holder->readAllStandardOutput();
     }
+    // Process groups and folders, in pairs.
     QList<qint64> groups;
-    for (const QByteArray &field : line.simplified().split(' '))
-        if (field.toLongLong() > 0)
-            groups.append(field.toLongLong());
+    QStringList folders;
+    const QList<QByteArray> fields = line.simplified().split(' ');
+    for (qsizetype index = 0; index + 1 < fields.size(); index += 2) {
+        if (fields[index].toLongLong() > 0)
+            groups.append(fields[index].toLongLong());
+        folders.append(QString::fromLocal8Bit(fields[index + 1]));
+    }
+    // The killed binary cannot remove its servers' folders (a database
+    // cluster among them): that is left to whoever killed it.
+    const auto removeFolders = qScopeGuard([&folders] {
+        for (const QString &folder : std::as_const(folders))
+            EXPECT_TRUE(folder.startsWith(QDir::tempPath()) && QDir(folder).removeRecursively())
+                << folder.toStdString();
+    });
     ASSERT_EQ(groups.size(), 3) << line.toStdString()
                                 << holder->readAllStandardError().toStdString();
     for (qint64 group : groups)
