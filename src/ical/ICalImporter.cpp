@@ -7,8 +7,10 @@
 #include "ical/ICalCalendarReader.h"
 #include "ical/ICalDateReader.h"
 #include "ical/ICalEventReader.h"
+#include "ical/ICalParsePipeline.h"
 #include "ical/ICalPropertyReader.h"
 #include "ical/ICalReadOptions.h"
+#include "ical/ICalSlicer.h"
 #include "model/CommonDataMO.h"
 #include "model/ExtraDataMO.h"
 #include "model/Queries.h"
@@ -90,9 +92,13 @@ QString productIDOf(icalcomponent *vcalendar) {
 struct ICalImporter::Parsed {
     icalcomponent *root = nullptr;
     QList<icalcomponent *> calendars;
+    // The components of the one VCALENDAR when they are parsed while read;
+    // the VCALENDAR then holds only its own properties and VTIMEZONEs.
+    std::unique_ptr<ICalParsePipeline> pipeline;
     bool imported = false;  // the components are read and emptied
 
     ~Parsed() {
+        pipeline.reset();
         if (root)
             icalcomponent_free(root);
     }
@@ -113,8 +119,10 @@ public:
     // it is read (VTIMEZONEs stay, for the dates of later components): the
     // parse of a large file is larger than the items made of it, and its
     // memory is freed while still in the cache and used again for the items.
-    Result run(const QList<icalcomponent *> &calendars) {
-        int items = 0;
+    // With a pipeline, the components of the one VCALENDAR come from it, and
+    // each is read inside the VCALENDAR, as if parsed there, and then freed.
+    Result run(const QList<icalcomponent *> &calendars, ICalParsePipeline *pipeline) {
+        int items = pipeline ? int(pipeline->componentCount()) : 0;
         for (icalcomponent *vcalendar : calendars)
             items += icalcomponent_count_components(vcalendar, ICAL_ANY_COMPONENT);
         if (!m_masters.read && (items > kItemsLookedUpOneByOne || &m_masters != &m_ownMasters))
@@ -125,6 +133,15 @@ public:
         for (qsizetype index = 0; index < calendars.size(); ++index) {
             icalcomponent *vcalendar = calendars[index];
             ICalCalendarReader::defaultZoneFromVCalendar(m_calendar, vcalendar);
+            while (icalcomponent *component = pipeline ? pipeline->takeNext() : nullptr) {
+                ++position;
+                if (icalcomponent_get_first_property(component, ICAL_RECURRENCEID_PROPERTY)) {
+                    occurrences[index].append({component, position});
+                    icalcomponent_add_component(m_later.get(), component);
+                    continue;
+                }
+                importTaken(component, vcalendar, position);
+            }
             for (icalcomponent *component =
                      icalcomponent_get_first_component(vcalendar, ICAL_ANY_COMPONENT);
                  component;
@@ -143,6 +160,11 @@ public:
         for (qsizetype index = 0; index < calendars.size(); ++index) {
             ICalCalendarReader::defaultZoneFromVCalendar(m_calendar, calendars[index]);
             for (const auto &[component, at] : std::as_const(occurrences[index])) {
+                if (pipeline) {
+                    icalcomponent_remove_component(m_later.get(), component);
+                    importTaken(component, calendars[index], at);
+                    continue;
+                }
                 importComponent(component, calendars[index], at);
                 emptyComponent(component);
             }
@@ -157,6 +179,14 @@ private:
         m_result.skipped.append({which, reason});
     }
     void importComponent(icalcomponent *component, icalcomponent *vcalendar, int position);
+    // Reads a component taken from the pipeline inside its VCALENDAR, then
+    // frees it.
+    void importTaken(icalcomponent *component, icalcomponent *vcalendar, int position) {
+        icalcomponent_add_component(vcalendar, component);
+        importComponent(component, vcalendar, position);
+        icalcomponent_remove_component(vcalendar, component);
+        icalcomponent_free(component);
+    }
     CommonDataMO *newItem(const QString &entity, const QString &uid);
     CommonDataMO *detachedInstance(CommonDataMO *master, const CalendarDate &occurrence) const;
     CommonDataMO *masterWithUID(const QString &uid);
@@ -177,6 +207,10 @@ private:
     ItemsByUID m_ownMasters;
     ItemsByUID &m_masters;
     Result m_result;
+    // The occurrences taken from a pipeline, held in order until they are
+    // read (and freed with the run should it end early).
+    std::unique_ptr<icalcomponent, void (*)(icalcomponent *)> m_later{
+        icalcomponent_new(ICAL_XROOT_COMPONENT), icalcomponent_free};
     QSet<QString> m_readUIDs;
     // The PRODID of the VCALENDAR read last, read once for its components.
     icalcomponent *m_productVCalendar = nullptr;
@@ -313,9 +347,17 @@ void ICalImporter::Run::saveEveryFewThousand() {
     m_unsaved = 0;
 }
 
-ICalImporter::ICalImporter(const QByteArray &text) : m_parsed(std::make_unique<Parsed>()) {
+ICalImporter::ICalImporter(const QByteArray &text, qsizetype pipelinedFrom)
+    : m_parsed(std::make_unique<Parsed>()) {
     icalerror_set_errors_are_fatal(0);
-    m_parsed->root = icalparser_parse_string(text.constData());
+    std::optional<ICalSlicer> slices =
+        text.size() >= pipelinedFrom ? ICalSlicer::slice(text) : std::nullopt;
+    if (slices) {
+        m_parsed->root = icalparser_parse_string(slices->calendarText().constData());
+        m_parsed->pipeline = std::make_unique<ICalParsePipeline>(std::move(*slices));
+    } else {
+        m_parsed->root = icalparser_parse_string(text.constData());
+    }
     icalcomponent *root = m_parsed->root;
     if (root && icalcomponent_isa(root) == ICAL_VCALENDAR_COMPONENT) {
         m_parsed->calendars << root;
@@ -350,7 +392,8 @@ ICalImporter::Result ICalImporter::importInto(CommonDataMO *calendar, quint32 op
     if (m_parsed->imported)
         throw std::logic_error("ICalImporter: the text was imported already");
     m_parsed->imported = true;
-    return Run(calendar, options, m_mainEventMaker, m_itemsByUID).run(m_parsed->calendars);
+    return Run(calendar, options, m_mainEventMaker, m_itemsByUID)
+        .run(m_parsed->calendars, m_parsed->pipeline.get());
 }
 
 ICalImporter::Result ICalImporter::importInto(CommonDataMO *calendar) {

@@ -45,8 +45,16 @@ public:
         QList<Skipped> skipped;
     };
 
-    // Parses the text; throws NotICalendar when it holds no VCALENDAR.
-    explicit ICalImporter(const QByteArray &text);
+    // Parses the text; throws NotICalendar when it holds no VCALENDAR. A text
+    // of at least `pipelinedFrom` bytes that is one cleanly nested VCALENDAR
+    // (ICalSlicer) has only its VCALENDAR's own properties and VTIMEZONEs
+    // parsed here, and its other components parsed on a worker thread while
+    // importInto reads the ones parsed already: the same result, sooner on a
+    // second core. Smaller texts (a server's resources) and any other text
+    // are parsed whole. The default suits files; tests pass 0 or a size
+    // above the text's to choose the way.
+    static constexpr qsizetype kPipelinedFrom = 1024 * 1024;
+    explicit ICalImporter(const QByteArray &text, qsizetype pipelinedFrom = kPipelinedFrom);
     ~ICalImporter();
     ICalImporter(const ICalImporter &) = delete;
     ICalImporter &operator=(const ICalImporter &) = delete;
