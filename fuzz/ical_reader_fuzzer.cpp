@@ -76,8 +76,9 @@ QString importedOnce(FuzzStore &fuzz, const QByteArray &text, qsizetype pipeline
             outcome += QLatin1Char('|') + skipped.component + QLatin1Char(':') + skipped.reason;
         QStringList titles;
         for (ManagedObject *item : items)
-            titles << ModelObject::as<CommonDataMO>(item)->stringValueForKey(
-                QStringLiteral("title"));
+            titles << ModelObject::as<CommonDataMO>(item)
+                          ->stringValueForKey(QStringLiteral("title"))
+                          .value_or(QStringLiteral("-"));
         titles.sort();
         outcome += QLatin1Char('|') + titles.join(QLatin1Char(','));
     } catch (const ICalImporter::NotICalendar &) {
