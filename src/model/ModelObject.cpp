@@ -83,8 +83,21 @@ void ModelObject::setDoubleValue(double value, const QString &key) {
 }
 
 std::optional<Date> ModelObject::dateValueForKey(const QString &key) const {
-    const QVariant value = storedValue(key);
+    const QVariant &value = storedValue(key);
     return value.isValid() ? std::optional<Date>(value.value<Date>()) : std::nullopt;
+}
+
+const QString &ModelObject::stringAttributeForKey(const QString &key) const {
+    static const QString none;
+    const PropertyDescription &property = attribute(key);
+    if (property.type != AttributeType::String)
+        throw std::invalid_argument(
+            QStringLiteral("%1.%2 is not a string").arg(entityName(), key).toStdString());
+    // A string attribute holds a QString or no value (values are converted
+    // to the attribute's type when set or read from the store).
+    const QVariant &value = primitiveValue(&property);
+    return value.typeId() == QMetaType::QString ? *static_cast<const QString *>(value.constData())
+                                                : none;
 }
 
 void ModelObject::setDateValue(std::optional<Date> value, const QString &key) {

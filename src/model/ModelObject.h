@@ -41,6 +41,12 @@ public:
     std::optional<Date> dateValueForKey(const QString &key) const;
     void setDateValue(std::optional<Date> value, const QString &key);
 
+    // The text of a string attribute, or an empty string when it has none,
+    // without a copy: the reference lasts until the object next changes,
+    // loads or turns into a fault. Any other key throws
+    // std::invalid_argument.
+    const QString &stringAttributeForKey(const QString &key) const;
+
     // --- Opacity: a value is stored only when 0 < v < 1, anything else
     // clears it; a missing or non-positive value reads as 1 (opaque).
     double opacityValueForKey(const QString &key) const;
@@ -159,7 +165,10 @@ protected:
     // The attribute of the entity named `key`; throws std::invalid_argument
     // for anything else.
     const PropertyDescription &attribute(const QString &key) const;
-    QVariant storedValue(const QString &key) const { return primitiveValue(&attribute(key)); }
+    // The stored value itself, as primitiveValue() gives it.
+    const QVariant &storedValue(const QString &key) const {
+        return primitiveValue(&attribute(key));
+    }
     void setStoredValue(const QString &key, const QVariant &value) {
         setPrimitiveValue(&attribute(key), value);
     }

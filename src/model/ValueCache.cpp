@@ -2,7 +2,15 @@
 
 #include <algorithm>
 
+namespace {
+// Room made at the first value: an item keeps about this many (its dates,
+// texts and tags), so the list is not grown one step at a time.
+constexpr std::size_t kValueCacheFirstCapacity = 8;
+}  // namespace
+
 void ValueCache::insert(int slot, QVariant value) {
+    if (m_values.capacity() == 0)
+        m_values.reserve(kValueCacheFirstCapacity);
     m_values.emplace_back(slot, std::move(value));
 }
 

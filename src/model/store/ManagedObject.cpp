@@ -149,7 +149,7 @@ void ManagedObject::removeObject(const QString &key, ManagedObject *object) {
     }
 }
 
-QVariant ManagedObject::primitiveValue(const PropertyDescription *property) const {
+const QVariant &ManagedObject::primitiveValue(const PropertyDescription *property) const {
     willAccess();
     return m_values.value(property->slot);
 }

@@ -60,7 +60,9 @@ public:
     void removeObject(const QString &key, ManagedObject *object);
 
     // The same by property, for hot paths that looked the property up once.
-    QVariant primitiveValue(const PropertyDescription *property) const;
+    // The value is the object's own, not a copy: the reference lasts until
+    // the object next changes, loads or turns into a fault.
+    const QVariant &primitiveValue(const PropertyDescription *property) const;
     void setPrimitiveValue(const PropertyDescription *property, const QVariant &value);
     ManagedObject *toOne(const PropertyDescription *relationship) const;
     void setToOne(const PropertyDescription *relationship, ManagedObject *object);
