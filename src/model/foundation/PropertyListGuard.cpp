@@ -1,8 +1,8 @@
 #include "model/foundation/PropertyListGuard.h"
 
+#include <QVarLengthArray>
 #include <QXmlStreamReader>
 #include <algorithm>
-#include <vector>
 
 #include "model/foundation/PropertyList.h"
 
@@ -67,8 +67,11 @@ private:
     quint64 m_count = 0;
     quint64 m_top = 0;
     quint64 m_table = 0;
-    std::vector<State> m_states;
-    std::vector<Extent> m_extents;
+    // Room for the objects of most lists (the archive of a text or a list
+    // of tags holds a few) without allocating for each list checked.
+    static constexpr qsizetype kInlineObjects = 32;
+    QVarLengthArray<State, kInlineObjects> m_states;
+    QVarLengthArray<Extent, kInlineObjects> m_extents;
 };
 
 BinaryCheck::BinaryCheck(const QByteArray &data)
@@ -99,8 +102,10 @@ BinaryCheck::BinaryCheck(const QByteArray &data)
                  .arg(m_count)
                  .arg(m_table)
                  .arg(m_size));
-    m_states.resize(m_count, State::Unvisited);
-    m_extents.resize(m_count);
+    m_states.resize(qsizetype(m_count));
+    std::fill(m_states.begin(), m_states.end(), State::Unvisited);
+    m_extents.resize(qsizetype(m_count));
+    std::fill(m_extents.begin(), m_extents.end(), Extent());
 }
 
 quint64 BinaryCheck::number(quint64 at, int size) const {

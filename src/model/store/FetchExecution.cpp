@@ -241,13 +241,20 @@ void FetchExecution::prefetch(ManagedObjectContext *context, const QList<Managed
     const QString first = keyPath.section(QLatin1Char('.'), 0, 0);
     const QString rest = keyPath.section(QLatin1Char('.'), 1);
     // Results of several entities: prefetch for each one that has the key.
+    // Results come in runs of one entity, whose property is looked up once.
     QHash<const PropertyDescription *, QList<ManagedObject *>> owners;
+    const EntityDescription *entity = nullptr;
+    QList<ManagedObject *> *ownersOfEntity = nullptr;
     for (ManagedObject *object : objects) {
         if (object->isFault())
             continue;
-        if (const PropertyDescription *property = object->m_id.entity->property(first);
-            property && property->isRelationship)
-            owners[property].append(object);
+        if (object->m_id.entity != entity) {
+            entity = object->m_id.entity;
+            const PropertyDescription *property = entity->property(first);
+            ownersOfEntity = property && property->isRelationship ? &owners[property] : nullptr;
+        }
+        if (ownersOfEntity)
+            ownersOfEntity->append(object);
     }
     for (auto it = owners.begin(); it != owners.end(); ++it) {
         if (it.key()->isToMany)
