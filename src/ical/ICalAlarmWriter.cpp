@@ -106,6 +106,8 @@ QList<ExtraDataMO *> remindersToWrite(const ICalItemExtras &extras, bool local) 
     QList<ExtraDataMO *> list = extras.globalReminders;
     if (local)
         list += extras.localReminders;
+    if (list.size() < 2)
+        return list;  // nothing to sort, and no buffer to sort it in
     std::stable_sort(list.begin(), list.end(), [](const ExtraDataMO *a, const ExtraDataMO *b) {
         return sortKey(a) < sortKey(b);
     });

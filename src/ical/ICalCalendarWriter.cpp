@@ -6,6 +6,7 @@
 #include <QLocale>
 #include <QTimeZone>
 #include <algorithm>
+#include <cstring>
 
 #include "ical/ICalProperties.h"
 #include "ical/ICalWriteOptions.h"
@@ -19,9 +20,10 @@
 
 namespace {
 
-const QString kDateKeys[] = {QStringLiteral("startTimeAndZone"), QStringLiteral("endTimeAndZone"),
-                             QStringLiteral("dueTimeAndZone")};
 constexpr char kCalendarEnd[] = "END:VCALENDAR\r\n";
+// Room left before a calendar's items for the header and zones written
+// after them: enough for the zones of most calendars.
+constexpr qsizetype kCalendarHeaderRoom = 64 * 1024;
 
 bool isDetached(const CommonDataMO *event) {
     return event->entityName() == QLatin1String("DetachedEvent");
@@ -54,17 +56,17 @@ bool beforeFirstTransitionOfYear(const QTimeZone &zone, const QDateTime &when) {
 // zone's rules are asked once per zone, not per date.
 class ZonesInUse {
 public:
-    // The dates of the item at `position` among the items; items may come
-    // in any order of positions.
-    void add(const CommonDataMO *event, qsizetype position) {
-        if (event->boolValueForKey(QStringLiteral("allDay")) ||
-            event->boolValueForKey(QStringLiteral("floatingEvent")))
+    // The stored dates of the item at `position` among the items; items
+    // may come in any order of positions.
+    void add(const ICalStoredDates &dates, qsizetype position) {
+        if (dates.allDayOrFloating)
             return;
-        for (qsizetype key = 0; key < qsizetype(std::size(kDateKeys)); ++key) {
-            const std::optional<CalendarDate> date = event->calendarDateValueForKey(kDateKeys[key]);
+        const std::optional<CalendarDate> *const byKey[] = {&dates.start, &dates.end, &dates.due};
+        for (qsizetype key = 0; key < qsizetype(std::size(byKey)); ++key) {
+            const std::optional<CalendarDate> &date = *byKey[key];
             if (!date || date->isUniversal())
                 continue;
-            const qsizetype use = position * qsizetype(std::size(kDateKeys)) + key;
+            const qsizetype use = position * qsizetype(std::size(byKey)) + key;
             const QTimeZone &zone = date->timeZone();
             const QByteArray id = zone.id();
             const auto found = m_indexOfZone.constFind(id);
@@ -160,7 +162,7 @@ void addTimeZones(icalcomponent *calendar, const QList<CommonDataMO *> &events,
                   bool historicallyAccurate) {
     ZonesInUse zones;
     for (qsizetype position = 0; position < events.size(); ++position)
-        zones.add(events[position], position);
+        zones.add(ICalEventWriter::storedDates(events[position]), position);
     zones.addTo(calendar, historicallyAccurate);
 }
 
@@ -234,12 +236,15 @@ QByteArray calendarExport(CommonDataMO *calendar) {
     // values are at hand, rather than in a pass of their own over every item;
     // they go before the items' text.
     ZonesInUse zones;
-    QByteArray items;
+    // The items are written after room for the header, which goes in front
+    // of them once their zones are known, without copying the items' text.
+    QByteArray text(kCalendarHeaderRoom, '\0');
     ICalEventRequest request;
+    ICalStoredDates dates;
     const auto write = [&](const Placed &each) {
-        zones.add(each.event, each.position);
         request.event = each.event;
-        ICalEventWriter::writeEvent(request, items);
+        ICalEventWriter::writeEvent(request, text, &dates);
+        zones.add(dates, each.position);
     };
     for (qsizetype position = 0; position < events.size(); ++position) {
         CommonDataMO *event = events[position];
@@ -253,12 +258,17 @@ QByteArray calendarExport(CommonDataMO *calendar) {
     // their zones are.
     for (const QList<Placed> &unwritten : std::as_const(detachedOf)) {
         for (const Placed &each : unwritten)
-            zones.add(each.event, each.position);
+            zones.add(ICalEventWriter::storedDates(each.event), each.position);
     }
     zones.addTo(vcalendar, true);
-    QByteArray text = takeOpenText(vcalendar);
-    text.reserve(text.size() + items.size() + qsizetype(sizeof kCalendarEnd) - 1);
-    text += items;
+    const QByteArray header = takeOpenText(vcalendar);
+    if (header.size() <= kCalendarHeaderRoom) {
+        const qsizetype start = kCalendarHeaderRoom - header.size();
+        std::memcpy(text.data() + start, header.constData(), std::size_t(header.size()));
+        text.remove(0, start);  // moves where the text begins, not the text
+    } else {
+        text.replace(0, kCalendarHeaderRoom, header);
+    }
     text += kCalendarEnd;
     return text;
 }

@@ -30,19 +30,20 @@ constexpr double kAlarmStartWindow = 43200;
 
 class EventBuilder {
 public:
-    EventBuilder(const ICalEventRequest &request, QByteArray &text)
+    EventBuilder(const ICalEventRequest &request, QByteArray &text, ICalStoredDates *dates)
         : m_request(request),
           m_event(request.event),
           m_options(request.options),
           m_wholeItem(ICalMethods::carriesWholeItem(request.method)),
           m_extras(request.event),
-          m_out(text) {}
+          m_out(text),
+          m_dates(dates) {}
 
     void build();
 
 private:
     bool has(quint32 option) const { return m_options & option; }
-    QString text(const QString &key) const { return m_event->valueForKey(key).toString(); }
+    const QString &text(const QString &key) const { return m_event->stringAttributeForKey(key); }
     void addText(const char *name, const QString &value) {
         if (!value.isEmpty())
             m_out.property(name).text(value);
@@ -50,6 +51,7 @@ private:
 
     const char *componentName() const;
     void addDates();
+    void noteStoredDates(const std::optional<CalendarDate> &end);
     void addRecurrence();
     void addTexts();
     void addPlace();
@@ -66,6 +68,7 @@ private:
     const bool m_wholeItem;
     const ICalItemExtras m_extras;
     ICalTextWriter m_out;
+    ICalStoredDates *const m_dates;
     // The caller's SEQUENCE for the UID written, and whether it went out.
     std::optional<qint64> m_sequence;
     bool m_wroteSequence = false;
@@ -148,6 +151,8 @@ void EventBuilder::addDates() {
     const bool toDo = m_type == ToDo;
     std::optional<CalendarDate> end = m_event->calendarDateValueForKey(
         toDo ? QStringLiteral("dueTimeAndZone") : QStringLiteral("endTimeAndZone"));
+    if (m_dates)
+        noteStoredDates(end);
     bool floating = m_floating;
     if (toDo && has(ToDoStart)) {
         if (floating) {
@@ -176,6 +181,22 @@ void EventBuilder::addDates() {
         m_out.date("DTSTART", *m_start, m_allDay, floating);
     if (end)
         m_out.date(toDo ? "DUE" : "DTEND", *end, m_allDay, floating);
+}
+
+// `end` is the stored end of an event, or due date of a to-do.
+void EventBuilder::noteStoredDates(const std::optional<CalendarDate> &end) {
+    *m_dates = ICalStoredDates();
+    m_dates->allDayOrFloating = m_allDay || m_floating;
+    if (m_dates->allDayOrFloating)
+        return;
+    m_dates->start = m_start;
+    if (m_type == ToDo) {
+        m_dates->due = end;
+        m_dates->end = m_event->calendarDateValueForKey(QStringLiteral("endTimeAndZone"));
+    } else {
+        m_dates->end = end;
+        m_dates->due = m_event->calendarDateValueForKey(QStringLiteral("dueTimeAndZone"));
+    }
 }
 
 void EventBuilder::addRecurrence() {
@@ -218,10 +239,9 @@ void EventBuilder::addTexts() {
 }
 
 void EventBuilder::addPlace() {
-    const QString locationURL = text(QStringLiteral("locationURL"));
-    QString location = text(QStringLiteral("location"));
-    if (location.isEmpty())
-        location = locationURL;
+    const QString &locationURL = text(QStringLiteral("locationURL"));
+    const QString &stored = text(QStringLiteral("location"));
+    const QString &location = stored.isEmpty() ? locationURL : stored;
     addText("LOCATION", location);
     for (const auto &[key, name] :
          {std::pair{QStringLiteral("travelTimeBefore"), "X-APPLE-TRAVEL-DURATION"},
@@ -242,7 +262,7 @@ void EventBuilder::addIdentity() {
     QString uid = m_event->uid();
     if (m_organizer && !has(LocalData)) {
         if (const QString meetingUID =
-                m_organizer->valueForKey(QStringLiteral("meetingUID")).toString();
+                m_organizer->stringAttributeForKey(QStringLiteral("meetingUID"));
             !meetingUID.isEmpty())
             uid = meetingUID;
     }
@@ -293,7 +313,7 @@ void EventBuilder::addStatus() {
 void EventBuilder::addLinksAndTags() {
     if (!m_wholeItem)
         return;
-    const QString url = text(QStringLiteral("url"));
+    const QString &url = text(QStringLiteral("url"));
     if (!url.isEmpty())
         m_out.property("URL").raw(url);
     if (has(LocalData))
@@ -337,7 +357,7 @@ void EventBuilder::addOwnProperties() {
                                        true);
     if (m_info && !has(GlobalScope))
         ICalProperties::writeXProperty(m_out, "X-TOLVERN-LASTMODBY",
-                                       m_info->valueForKey(QStringLiteral("lastModBy")).toString());
+                                       m_info->stringAttributeForKey(QStringLiteral("lastModBy")));
     if (!has(LocalData))
         return;
     if (const qint64 order = m_event->integerValueForKey(QStringLiteral("localSortOrder")))
@@ -352,8 +372,20 @@ void EventBuilder::addOwnProperties() {
 
 namespace ICalEventWriter {
 
-void writeEvent(const ICalEventRequest &request, QByteArray &text) {
-    EventBuilder(request, text).build();
+void writeEvent(const ICalEventRequest &request, QByteArray &text, ICalStoredDates *dates) {
+    EventBuilder(request, text, dates).build();
+}
+
+ICalStoredDates storedDates(const CommonDataMO *item) {
+    ICalStoredDates dates;
+    dates.allDayOrFloating = item->boolValueForKey(QStringLiteral("allDay")) ||
+                             item->boolValueForKey(QStringLiteral("floatingEvent"));
+    if (dates.allDayOrFloating)
+        return dates;
+    dates.start = item->calendarDateValueForKey(QStringLiteral("startTimeAndZone"));
+    dates.end = item->calendarDateValueForKey(QStringLiteral("endTimeAndZone"));
+    dates.due = item->calendarDateValueForKey(QStringLiteral("dueTimeAndZone"));
+    return dates;
 }
 
 }  // namespace ICalEventWriter

@@ -29,6 +29,16 @@ struct ICalEventRequest {
     const QHash<QString, qint64> *sequences = nullptr;
 };
 
+// The stored dates of an item that decide which zones its text needs:
+// `allDayOrFloating` items need none; the others need the zones of their
+// start, end and due dates, as stored (before any change for a receiver).
+struct ICalStoredDates {
+    bool allDayOrFloating = false;
+    std::optional<CalendarDate> start;
+    std::optional<CalendarDate> end;
+    std::optional<CalendarDate> due;
+};
+
 namespace ICalEventWriter {
 
 // Appends the VEVENT, VTODO or VJOURNAL of the item to `text`, its
@@ -37,6 +47,11 @@ namespace ICalEventWriter {
 // priority and completion, class, the program's own X- properties, contact
 // links, kept unknown properties, organizer and attendees, attachments and
 // alarms. Empty values are left out; the writer never fails on missing data.
-void writeEvent(const ICalEventRequest &request, QByteArray &text);
+// With `dates`, it also gives the item's stored dates, from the values it
+// reads anyway.
+void writeEvent(const ICalEventRequest &request, QByteArray &text,
+                ICalStoredDates *dates = nullptr);
+// The stored dates of an item, read from it.
+ICalStoredDates storedDates(const CommonDataMO *item);
 
 }  // namespace ICalEventWriter

@@ -1,11 +1,13 @@
 #include "ical/ICalItemExtras.h"
 
 #include <algorithm>
+#include <stdexcept>
 #include <utility>
 
 #include "model/CommonDataMO.h"
 #include "model/ExtraDataMO.h"
 #include "model/Schema.h"
+#include "model/store/PropertyDescription.h"
 
 namespace {
 
@@ -35,7 +37,11 @@ const QList<std::pair<QStringList, ItemExtrasList>> &itemExtrasViews() {
 
 ICalItemExtras::ICalItemExtras(const CommonDataMO *item) {
     const auto &views = itemExtrasViews();
-    for (ManagedObject *object : item->objectsForKey(kItemExtrasKey)) {
+    // The item's own list, not a copy of it: nothing changes while it is read.
+    const PropertyDescription *extras = item->propertyNamed(kItemExtrasKey);
+    if (!extras || !extras->isToMany)
+        throw std::invalid_argument("an item's extra records are a to-many relationship");
+    for (ManagedObject *object : item->toMany(extras)) {
         const QString &entityName = object->entityName();
         for (const auto &[entityNames, list] : views) {
             if (std::none_of(entityNames.cbegin(), entityNames.cend(),

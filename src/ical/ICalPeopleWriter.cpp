@@ -38,11 +38,11 @@ void writeParticipation(ICalTextWriter &writer, qint64 status) {
 
 void writeAttendee(ICalTextWriter &writer, const ExtraDataMO *attendee, bool forceRSVP,
                    const QString &organizerEmail, const QString &callerAddress) {
-    const QString email = ICalProperties::textField(attendee, QStringLiteral("email"));
+    const QString &email = ICalProperties::textField(attendee, QStringLiteral("email"));
     writer.property("ATTENDEE");
     if (!callerAddress.isEmpty() && email.compare(organizerEmail, Qt::CaseInsensitive) == 0) {
         writeParticipation(writer, attendee->integerValueForKey(QStringLiteral("status")));
-        writer.raw(ICalProperties::calendarAddress(callerAddress));
+        writer.address(callerAddress);
         return;
     }
     writeNameAndDirectory(writer, attendee);
@@ -54,7 +54,7 @@ void writeAttendee(ICalTextWriter &writer, const ExtraDataMO *attendee, bool for
                         ICalCodes::roleName(attendee->integerValueForKey(QStringLiteral("role"))));
     if (forceRSVP || attendee->boolValueForKey(QStringLiteral("rsvp")))
         writer.parameter("RSVP", QLatin1String("TRUE"));
-    writer.raw(ICalProperties::calendarAddress(email));
+    writer.address(email);
 }
 
 }  // namespace
@@ -66,7 +66,7 @@ void writeContacts(ICalTextWriter &writer, const QList<ExtraDataMO *> &contacts,
         const bool isLocal = link->isLocalOnly();
         if (isLocal && !local)
             continue;
-        const QString contactID = ICalProperties::textField(link, QStringLiteral("contactID"));
+        const QString &contactID = ICalProperties::textField(link, QStringLiteral("contactID"));
         if (contactID.isEmpty())
             continue;
         writer.property("X-TOLVERN-CONTACT");
@@ -106,7 +106,7 @@ void writePeople(ICalTextWriter &writer, const ICalEventRequest &request,
         if ((request.options & ICalWriteOptions::ClientScheduling) &&
             organizer->boolValueForKey(QStringLiteral("localFromITIP")))
             writer.parameter("SCHEDULE-AGENT", QLatin1String("CLIENT"));
-        writer.raw(ICalProperties::calendarAddress(email));
+        writer.address(email);
     } else if (request.method == ICalMethod::Publish) {
         const QStringList addresses = OwnAddresses::addresses();
         if (!addresses.isEmpty()) {
@@ -124,8 +124,7 @@ void writePeople(ICalTextWriter &writer, const ICalEventRequest &request,
         const bool declines = request.options & ICalWriteOptions::kDeclineMask;
         writeParticipation(writer,
                            declines ? 9 : ours->integerValueForKey(QStringLiteral("status")));
-        writer.raw(ICalProperties::calendarAddress(
-            ICalProperties::textField(ours, QStringLiteral("email"))));
+        writer.address(ICalProperties::textField(ours, QStringLiteral("email")));
         return;
     }
     const QString organizerEmail =

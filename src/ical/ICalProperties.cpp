@@ -124,8 +124,8 @@ QString calendarAddress(const QString &address) {
     return address.contains(QLatin1Char('@')) ? QStringLiteral("mailto:") + address : address;
 }
 
-QString textField(const ModelObject *record, const QString &key) {
-    return record->valueForKey(key).toString();
+const QString &textField(const ModelObject *record, const QString &key) {
+    return record->stringAttributeForKey(key);
 }
 
 }  // namespace ICalProperties

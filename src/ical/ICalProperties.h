@@ -19,8 +19,9 @@ namespace ICalProperties {
 // The address as a calendar user address: "mailto:" before an e-mail address.
 QString calendarAddress(const QString &address);
 
-// A plain text attribute of a record; empty when it has none.
-QString textField(const ModelObject *record, const QString &key);
+// A string attribute of a record; empty when it has none. The reference
+// lasts until the record changes (ModelObject::stringAttributeForKey).
+const QString &textField(const ModelObject *record, const QString &key);
 
 // Adds NAME=value to the property: a parameter the library knows by its
 // value text (an unknown value becomes the library's extension value), any

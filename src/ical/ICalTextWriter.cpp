@@ -98,9 +98,10 @@ Text textWriterUntilNul(Text text) {
     return text;
 }
 
+// Writes the text at `to`, which has room for three octets a unit; returns
+// where the text ends.
 template <TextWriterEscape escape>
-void textWriterAppend(QByteArray &out, QStringView text) {
-    char *to = textWriterRoom(out, text.size());
+char *textWriterEncode(char *to, QStringView text) {
     const char16_t *from = text.utf16();
     const char16_t *const end = from + text.size();
     while (from < end) {
@@ -126,12 +127,11 @@ void textWriterAppend(QByteArray &out, QStringView text) {
             *to++ = char(0x80 | (c & 0x3F));
         }
     }
-    out.resize(to - out.constData());
+    return to;
 }
 
 template <TextWriterEscape escape>
-void textWriterAppend(QByteArray &out, QLatin1String text) {
-    char *to = textWriterRoom(out, text.size());
+char *textWriterEncode(char *to, QLatin1String text) {
     for (const char c : text) {
         const auto byte = static_cast<unsigned char>(c);
         if (byte == 0)
@@ -143,7 +143,13 @@ void textWriterAppend(QByteArray &out, QLatin1String text) {
             *to++ = char(0x80 | (byte & 0x3F));
         }
     }
-    out.resize(to - out.constData());
+    return to;
+}
+
+template <TextWriterEscape escape, typename Text>
+void textWriterAppend(QByteArray &out, Text text) {
+    char *const at = textWriterRoom(out, text.size());
+    out.resize(textWriterEncode<escape>(at, text) - out.constData());
 }
 
 template <typename Text>
@@ -158,16 +164,23 @@ bool textWriterNeedsQuotes(Text value) {
     return false;
 }
 
+// ";name=value", made in room for all of it at once.
 template <typename Text>
 void textWriterParameter(QByteArray &out, QByteArrayView name, Text value) {
     value = textWriterUntilNul(value);
     const bool quoted = textWriterNeedsQuotes(value);
-    textWriterPut(out, ";");
-    textWriterPut(out, name);
-    textWriterPut(out, quoted ? "=\"" : "=");
-    textWriterAppend<TextWriterEscape::Parameter>(out, value);
+    // The name, ";", "=" and two quotes, in units of three octets.
+    char *to = textWriterRoom(out, value.size() + (name.size() + 4 + 2) / 3);
+    *to++ = ';';
+    std::memcpy(to, name.data(), std::size_t(name.size()));
+    to += name.size();
+    *to++ = '=';
     if (quoted)
-        textWriterPut(out, "\"");
+        *to++ = '"';
+    to = textWriterEncode<TextWriterEscape::Parameter>(to, value);
+    if (quoted)
+        *to++ = '"';
+    out.resize(to - out.constData());
 }
 
 char *textWriterDigits(char *to, int value, int width) {
@@ -232,6 +245,12 @@ void ICalTextWriter::plainText(QLatin1String value) {
 
 void ICalTextWriter::raw(QStringView value) {
     textWriterPut(m_out, ":");
+    textWriterAppend<TextWriterEscape::Raw>(m_out, value);
+    finish();
+}
+
+void ICalTextWriter::address(QStringView value) {
+    textWriterPut(m_out, value.contains(u'@') ? QByteArrayView(":mailto:") : QByteArrayView(":"));
     textWriterAppend<TextWriterEscape::Raw>(m_out, value);
     finish();
 }

@@ -45,6 +45,9 @@ public:
     void plainText(QLatin1String value);
     // An address or other value taken as it stands.
     void raw(QStringView value);
+    // A calendar user address: "mailto:" before an e-mail address (one
+    // holding '@'), any other taken as it stands.
+    void address(QStringView value);
     void raw(QByteArrayView value);
     void number(int value);
     // DATE-TIME in UTC of the instant, whole seconds (as time_t truncates).

@@ -89,4 +89,23 @@ TEST(ICalTextWriterTest, TimesAreWrittenAsTheLibraryWritesThem) {
     }
 }
 
+TEST(ICalTextWriterTest, AddressesAreWrittenAsTheLibraryWritesThem) {
+    QList<QString> addresses{QStringLiteral("ann@example.org"), QStringLiteral("urn:uuid:1234"),
+                             QStringLiteral("MAILTO:ben@example.org"),
+                             QString::fromUtf8("cut\0here@example.org", 20)};
+    for (const QString &text : trickyTexts())
+        addresses << text << text + QStringLiteral("@example.org");
+    for (const QString &address : addresses) {
+        QByteArray ours;
+        ICalTextWriter(ours).property("ATTENDEE").address(address);
+        // An e-mail address, one holding '@', is a mailto: address.
+        const QString expected =
+            address.contains(QLatin1Char('@')) ? QStringLiteral("mailto:") + address : address;
+        EXPECT_EQ(
+            ours.toStdString(),
+            libraryText(icalproperty_new_attendee(expected.toUtf8().constData())).toStdString())
+            << address.toStdString();
+    }
+}
+
 }  // namespace

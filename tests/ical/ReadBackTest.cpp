@@ -5,6 +5,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
+#include <algorithm>
 
 #include "ical/ICalFixture.h"
 #include "ical/ICalWriter.h"
@@ -144,6 +145,48 @@ TEST_F(ReadBackTest, AnIndependentParserReadsWhatWeWrite) {
               QStringLiteral("agenda.txt"));
     EXPECT_EQ(attach.params.value(QStringLiteral("FMTTYPE")).toString(),
               QStringLiteral("text/plain"));
+}
+
+// The calendar's header and zones go in front of its items after the items
+// are written: zones that take more text than is usually needed must still
+// come whole, before every item, with nothing lost or left between.
+TEST_F(ReadBackTest, ACalendarWhoseZonesTakeMuchTextIsReadBackWhole) {
+    const char *const zones[] = {
+        "Europe/Berlin",       "Europe/London",      "Europe/Moscow",    "Europe/Istanbul",
+        "Europe/Lisbon",       "Europe/Kiev",        "America/New_York", "America/Chicago",
+        "America/Denver",      "America/Sao_Paulo",  "America/Santiago", "America/Havana",
+        "America/Mexico_City", "America/Halifax",    "Asia/Tehran",      "Asia/Jerusalem",
+        "Asia/Damascus",       "Asia/Amman",         "Asia/Beirut",      "Asia/Gaza",
+        "Australia/Sydney",    "Australia/Adelaide", "Australia/Hobart", "Pacific/Auckland",
+        "Pacific/Chatham",     "Africa/Cairo",       "Atlantic/Azores",  "America/Asuncion"};
+    int year = 1950;
+    for (const char *zone : zones) {
+        makeItem(QString::fromLatin1(zone))
+            ->setCalendarDateValue(
+                CalendarDates::dateWithYear(year++, 3, 4, 9, 0, 0, false, QTimeZone(zone)),
+                QStringLiteral("startTimeAndZone"));
+    }
+    const QByteArray text = ICalWriter::calendarExport(m_calendar);
+    // Enough zone text that it does not fit the room usually left for it.
+    ASSERT_GT(text.indexOf("BEGIN:VEVENT"), 64 * 1024);
+    EXPECT_TRUE(text.startsWith("BEGIN:VCALENDAR\r\nVERSION:2.0\r\n"));
+    EXPECT_FALSE(text.contains('\0'));
+    EXPECT_LT(text.lastIndexOf("END:VTIMEZONE"), text.indexOf("BEGIN:VEVENT"));
+
+    const QList<Property> all = readBack(text);
+    QStringList zoneIDs, titles;
+    for (const Property &id : named(all, QStringLiteral("VTIMEZONE"), QStringLiteral("TZID")))
+        zoneIDs << id.value;
+    for (const Property &title : named(all, QStringLiteral("VEVENT"), QStringLiteral("SUMMARY")))
+        titles << title.value;
+    QStringList expected;
+    for (const char *zone : zones)
+        expected << QString::fromLatin1(zone);
+    std::sort(zoneIDs.begin(), zoneIDs.end());
+    std::sort(titles.begin(), titles.end());
+    std::sort(expected.begin(), expected.end());
+    EXPECT_EQ(zoneIDs, expected);
+    EXPECT_EQ(titles, expected);
 }
 
 }  // namespace
