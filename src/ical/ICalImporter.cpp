@@ -122,6 +122,7 @@ public:
     // With a pipeline, the components of the one VCALENDAR come from it, and
     // each is read inside the VCALENDAR, as if parsed there, and then freed.
     Result run(const QList<icalcomponent *> &calendars, ICalParsePipeline *pipeline) {
+        m_pipeline = pipeline;
         int items = pipeline ? int(pipeline->componentCount()) : 0;
         for (icalcomponent *vcalendar : calendars)
             items += icalcomponent_count_components(vcalendar, ICAL_ANY_COMPONENT);
@@ -180,12 +181,12 @@ private:
     }
     void importComponent(icalcomponent *component, icalcomponent *vcalendar, int position);
     // Reads a component taken from the pipeline inside its VCALENDAR, then
-    // frees it.
+    // hands it back to be freed.
     void importTaken(icalcomponent *component, icalcomponent *vcalendar, int position) {
         icalcomponent_add_component(vcalendar, component);
         importComponent(component, vcalendar, position);
         icalcomponent_remove_component(vcalendar, component);
-        icalcomponent_free(component);
+        m_pipeline->dispose(component);
     }
     CommonDataMO *newItem(const QString &entity, const QString &uid);
     CommonDataMO *detachedInstance(CommonDataMO *master, const CalendarDate &occurrence) const;
@@ -207,6 +208,7 @@ private:
     ItemsByUID m_ownMasters;
     ItemsByUID &m_masters;
     Result m_result;
+    ICalParsePipeline *m_pipeline = nullptr;
     // The occurrences taken from a pipeline, held in order until they are
     // read (and freed with the run should it end early).
     std::unique_ptr<icalcomponent, void (*)(icalcomponent *)> m_later{

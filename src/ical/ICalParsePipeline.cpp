@@ -48,6 +48,8 @@ ICalParsePipeline::~ICalParsePipeline() {
     }
     if (m_current)
         icalcomponent_free(m_current);
+    if (m_disposed)
+        icalcomponent_free(m_disposed);
 }
 
 void ICalParsePipeline::startSlice() {
@@ -63,6 +65,9 @@ icalcomponent *ICalParsePipeline::takeNext() {
         if (m_current)
             icalcomponent_free(m_current);  // the emptied container
         m_current = nullptr;
+        if (m_disposed)
+            m_freeing = QtConcurrent::run(&m_worker, icalcomponent_free,
+                                          std::exchange(m_disposed, nullptr));
         if (m_slices.empty())
             return nullptr;
         const Slice slice = m_slices.front();
@@ -87,4 +92,10 @@ icalcomponent *ICalParsePipeline::takeNext() {
     icalcomponent *component = icalcomponent_get_first_component(m_current, ICAL_ANY_COMPONENT);
     icalcomponent_remove_component(m_current, component);
     return component;
+}
+
+void ICalParsePipeline::dispose(icalcomponent *component) {
+    if (!m_disposed)
+        m_disposed = icalcomponent_new(ICAL_XROOT_COMPONENT);
+    icalcomponent_add_component(m_disposed, component);
 }

@@ -33,6 +33,10 @@ public:
     // component; the caller owns it (icalcomponent_free). Waits while the
     // worker parses it. nullptr once every component was taken.
     icalcomponent *takeNext();
+    // Hands back a component taken and read: it is freed on the worker, with
+    // the others of its slice, in the memory it was parsed into and off the
+    // caller's way.
+    void dispose(icalcomponent *component);
 
 private:
     struct Slice {
@@ -50,4 +54,7 @@ private:
     icalcomponent *m_current = nullptr;
     qsizetype m_currentLeft = 0;
     bool m_container = false;
+    // The components handed back since the current slice began.
+    icalcomponent *m_disposed = nullptr;
+    QFuture<void> m_freeing;
 };
