@@ -2,7 +2,6 @@
 
 #include <libical/ical.h>
 
-#include <QList>
 #include <algorithm>
 #include <cmath>
 
@@ -38,10 +37,7 @@ void writeTrigger(ICalTextWriter &writer, const Reminder &reminder) {
         writeDistantPastTrigger(writer);
         return;
     }
-    char *duration = icaldurationtype_as_ical_string_r(
-        icaldurationtype_from_int(int(std::lround(reminder.relativeSeconds))));
-    writer.property("TRIGGER").raw(QByteArrayView(duration));
-    icalmemory_free_buffer(duration);
+    writer.property("TRIGGER").duration(int(std::lround(reminder.relativeSeconds)));
 }
 
 // The type written for the reminder under the options; -1 for none.
@@ -102,10 +98,10 @@ double sortKey(const ExtraDataMO *record) {
     return record->doubleValueForKey(QStringLiteral("relativeSeconds"));
 }
 
-QList<ExtraDataMO *> remindersToWrite(const ICalItemExtras &extras, bool local) {
-    QList<ExtraDataMO *> list = extras.globalReminders;
+ICalItemExtras::Records remindersToWrite(const ICalItemExtras &extras, bool local) {
+    ICalItemExtras::Records list = extras.globalReminders;
     if (local)
-        list += extras.localReminders;
+        list.append(extras.localReminders.constData(), extras.localReminders.size());
     if (list.size() < 2)
         return list;  // nothing to sort, and no buffer to sort it in
     std::stable_sort(list.begin(), list.end(), [](const ExtraDataMO *a, const ExtraDataMO *b) {

@@ -79,7 +79,7 @@ void addGraphicPlacement(ICalTextWriter &writer, icalproperty *attach, const Ext
 namespace ICalAttachmentWriter {
 
 void writeAttachments(ICalTextWriter &writer, const CommonDataMO *event,
-                      const QList<ExtraDataMO *> &attachments, quint32 options) {
+                      ICalItemExtras::View attachments, quint32 options) {
     const bool graphic = event->integerValueForKey(QStringLiteral("eventType")) == kGraphicType;
     for (const ExtraDataMO *record : attachments) {
         const QString fileURL = ICalProperties::textField(record, QStringLiteral("fileURL"));

@@ -2,7 +2,7 @@
 
 // INTERNAL to src/ical: an item's attachments as ATTACH properties.
 
-#include <QList>
+#include "ical/ICalItemExtras.h"
 
 class CommonDataMO;
 class ExtraDataMO;
@@ -18,6 +18,6 @@ namespace ICalAttachmentWriter {
 // its address. A graphic's attachment also carries its opacity and
 // placement, repeated as X-TOLVERN-OPACITY and X-TOLVERN-RECT properties.
 void writeAttachments(ICalTextWriter &writer, const CommonDataMO *event,
-                      const QList<ExtraDataMO *> &attachments, quint32 options);
+                      ICalItemExtras::View attachments, quint32 options);
 
 }  // namespace ICalAttachmentWriter

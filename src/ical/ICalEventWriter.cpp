@@ -249,9 +249,7 @@ void EventBuilder::addPlace() {
         const qint64 seconds = m_event->integerValueForKey(key);
         if (seconds == 0)
             continue;
-        char *duration = icaldurationtype_as_ical_string_r(icaldurationtype_from_int(int(seconds)));
-        m_out.property(name).valueType("DURATION").plainText(QLatin1String(duration));
-        icalmemory_free_buffer(duration);
+        m_out.property(name).valueType("DURATION").duration(int(seconds));
     }
     if (m_wholeItem && locationURL != location)
         ICalProperties::writeXProperty(m_out, "X-TOLVERN-LOCATION-URL", locationURL,
@@ -331,7 +329,8 @@ void EventBuilder::addLinksAndTags() {
 void EventBuilder::addStampsAndProgress() {
     if (const std::optional<Date> created = m_event->dateValueForKey(QStringLiteral("createTime")))
         m_out.property("CREATED").utcTime(*created);
-    const bool blocks = ItemDates(m_event).canBlockTime() &&
+    // Only an event can block time, and an event's start is the stored one.
+    const bool blocks = ItemDates::canBlockTime(m_type, m_start.has_value()) &&
                         m_event->integerValueForKey(QStringLiteral("blocksTime")) != 0;
     if (!blocks && (m_wholeItem || has(Cancelling)))
         m_out.property("TRANSP").raw(QByteArrayView("TRANSPARENT"));

@@ -13,7 +13,7 @@ namespace {
 
 const QString kItemExtrasKey = QString::fromLatin1(Schema::kExtrasKey);
 
-using ItemExtrasList = QList<ExtraDataMO *> ICalItemExtras::*;
+using ItemExtrasList = ICalItemExtras::Records ICalItemExtras::*;
 
 // Each view's entity names with the list its records go to.
 const QList<std::pair<QStringList, ItemExtrasList>> &itemExtrasViews() {

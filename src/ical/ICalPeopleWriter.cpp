@@ -61,7 +61,7 @@ void writeAttendee(ICalTextWriter &writer, const ExtraDataMO *attendee, bool for
 
 namespace ICalPeopleWriter {
 
-void writeContacts(ICalTextWriter &writer, const QList<ExtraDataMO *> &contacts, bool local) {
+void writeContacts(ICalTextWriter &writer, ICalItemExtras::View contacts, bool local) {
     for (const ExtraDataMO *link : contacts) {
         const bool isLocal = link->isLocalOnly();
         if (isLocal && !local)
@@ -93,7 +93,7 @@ void writeContacts(ICalTextWriter &writer, const QList<ExtraDataMO *> &contacts,
 }
 
 void writePeople(ICalTextWriter &writer, const ICalEventRequest &request,
-                 const ExtraDataMO *organizer, const QList<ExtraDataMO *> &attendees) {
+                 const ExtraDataMO *organizer, ICalItemExtras::View attendees) {
     CommonDataMO *event = request.event;
     const bool callerIsOrganizer = request.options & ICalWriteOptions::CallerIsOrganizer;
     const QString callerAddress = callerIsOrganizer ? request.callerAddress : QString();

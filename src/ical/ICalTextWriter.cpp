@@ -3,6 +3,7 @@
 #include <libical/ical.h>
 
 #include <QTimeZone>
+#include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -263,7 +264,46 @@ void ICalTextWriter::raw(QByteArrayView value) {
 }
 
 void ICalTextWriter::number(int value) {
-    m_out.append(':').append(QByteArray::number(value));
+    char text[16] = {':'};
+    const char *const end = std::to_chars(text + 1, text + sizeof text, value).ptr;
+    textWriterPut(m_out, QByteArrayView(text, end - text));
+    finish();
+}
+
+void ICalTextWriter::duration(int seconds) {
+    constexpr qint64 kMinute = 60, kHour = 60 * kMinute, kDay = 24 * kHour, kWeek = 7 * kDay;
+    char text[64] = {':'};
+    char *to = text + 1;
+    const auto part = [&to, &text](qint64 count, char unit) {
+        if (count == 0)
+            return;
+        to = std::to_chars(to, text + sizeof text, count).ptr;
+        *to++ = unit;
+    };
+    qint64 left = seconds;  // 64 bits: the lowest int has no opposite in an int
+    if (left == 0) {
+        textWriterPut(m_out, ":PT0S");
+        finish();
+        return;
+    }
+    if (left < 0) {
+        *to++ = '-';
+        left = -left;
+    }
+    *to++ = 'P';
+    if (left % kWeek == 0) {
+        part(left / kWeek, 'W');
+    } else {
+        part(left / kDay, 'D');
+        left %= kDay;
+        if (left != 0) {
+            *to++ = 'T';
+            part(left / kHour, 'H');
+            part(left % kHour / kMinute, 'M');
+            part(left % kMinute, 'S');
+        }
+    }
+    textWriterPut(m_out, QByteArrayView(text, to - text));
     finish();
 }
 

@@ -50,6 +50,9 @@ public:
     void address(QStringView value);
     void raw(QByteArrayView value);
     void number(int value);
+    // A DURATION of whole seconds, as the iCalendar library writes one made
+    // from them: weeks alone when they are whole, else days and a time.
+    void duration(int seconds);
     // DATE-TIME in UTC of the instant, whole seconds (as time_t truncates).
     void utcTime(Date date);
     // A date property of an item: VALUE=DATE and the UTC day for `allDay`,

@@ -108,4 +108,23 @@ TEST(ICalTextWriterTest, AddressesAreWrittenAsTheLibraryWritesThem) {
     }
 }
 
+TEST(ICalTextWriterTest, NumbersAndDurationsAreWrittenAsTheLibraryWritesThem) {
+    QList<int> values{0,       1,      -1,      59,      60,         61,         3599,
+                      3600,    -3661,  86399,   86400,   -86400,     90061,      604800,
+                      -604800, 604801, 1209600, 1296000, 2147483647, -2147483647};
+    for (int seconds = -200000; seconds <= 200000; seconds += 997)
+        values << seconds;
+    for (const int value : values) {
+        QByteArray ours;
+        ICalTextWriter writer(ours);
+        writer.property("SEQUENCE").number(value);
+        writer.property("TRIGGER").duration(value);
+        char *duration = icaldurationtype_as_ical_string_r(icaldurationtype_from_int(value));
+        const QByteArray theirs = libraryText(icalproperty_new_sequence(value)) +
+                                  "TRIGGER:" + QByteArray(duration) + "\r\n";
+        icalmemory_free_buffer(duration);
+        EXPECT_EQ(ours, theirs) << value;
+    }
+}
+
 }  // namespace
