@@ -296,23 +296,31 @@ public:
     }
 
     // {key: value} written straight, as write() would: the dictionary, the
-    // key, then the value unless it equals the key (then written once).
+    // key, then the value unless it equals the key (then written once). The
+    // size is worked out first and the bytes written in place into one
+    // allocation: appending them one by one cost most of archiving a title.
     static QByteArray writeStringEntry(const QString &key, const QString &value) {
         const bool once = key == value;
-        QByteArray out;
-        out.reserve(2 * (key.size() + value.size()) + 80);
-        out += kBinaryMagic;
-        const quint64 dictionaryOffset = quint64(out.size());
-        out += char(0xd1);
-        out += char(1);
-        out += char(once ? 1 : 2);
-        const quint64 keyOffset = quint64(out.size());
-        appendString(out, key);
-        const quint64 valueOffset = quint64(out.size());
+        const bool keyAscii = checkedAscii(key);
+        const bool valueAscii = once || checkedAscii(value);
+        constexpr quint64 dictionaryOffset = sizeof(kBinaryMagic) - 1;
+        const quint64 keyOffset = dictionaryOffset + 3;
+        const quint64 valueOffset = keyOffset + quint64(stringSize(key, keyAscii));
+        const quint64 tableOffset =
+            once ? valueOffset : valueOffset + quint64(stringSize(value, valueAscii));
+        const int count = once ? 2 : 3;
+        const int offsetSize = bytesForNumber(tableOffset);
+        QByteArray out(qsizetype(tableOffset) + count * offsetSize + kTrailerSize,
+                       Qt::Uninitialized);
+        char *bytes = std::copy_n(kBinaryMagic, dictionaryOffset, out.data());
+        *bytes++ = char(0xd1);
+        *bytes++ = char(1);
+        *bytes++ = char(once ? 1 : 2);
+        bytes = writeString(bytes, key, keyAscii);
         if (!once)
-            appendString(out, value);
+            bytes = writeString(bytes, value, valueAscii);
         const quint64 offsets[] = {dictionaryOffset, keyOffset, valueOffset};
-        appendTrailer(out, offsets, once ? 2 : 3, 1);
+        writeTrailer(bytes, offsets, quint64(count), offsetSize, 1, tableOffset);
         return out;
     }
 
@@ -325,6 +333,9 @@ private:
     // Up to this many objects, a scalar written twice is found by a scan of
     // the objects; beyond, through an index of their bytes.
     static constexpr std::size_t kScannedObjects = 32;
+    // Six unused bytes, the sizes of offsets and references, the number of
+    // objects, the top object and the offset of the offset table.
+    static constexpr qsizetype kTrailerSize = 32;
 
     static int bytesForNumber(quint64 value) {
         return value <= 0xff ? 1 : value <= 0xffff ? 2 : value <= 0xffffffff ? 4 : 8;
@@ -332,32 +343,84 @@ private:
     static int log2OfSize(int bytes) {
         return bytes == 1 ? 0 : bytes == 2 ? 1 : bytes == 4 ? 2 : 3;
     }
-    static void appendBigEndian(QByteArray &out, quint64 value, int bytes) {
+    // The writers below write at `out`, which has room, and answer the end.
+    static char *writeBigEndian(char *out, quint64 value, int bytes) {
         for (int shift = 8 * (bytes - 1); shift >= 0; shift -= 8)
-            out += char((value >> shift) & 0xff);
-    }
-    static void appendInteger(QByteArray &out, quint64 value) {
-        const int bytes = bytesForNumber(value);
-        out += char(0x10 | log2OfSize(bytes));
-        appendBigEndian(out, value, bytes);
-    }
-    static QByteArray integerBytes(quint64 value) {
-        QByteArray out;
-        appendInteger(out, value);
+            *out++ = char((value >> shift) & 0xff);
         return out;
     }
+    static char *writeInteger(char *out, quint64 value) {
+        const int bytes = bytesForNumber(value);
+        *out++ = char(0x10 | log2OfSize(bytes));
+        return writeBigEndian(out, value, bytes);
+    }
     // A marker with its count: in the marker below 15, else as an integer after it.
-    static void appendCounted(QByteArray &out, int marker, quint64 count) {
+    static qsizetype countedSize(quint64 count) {
+        return count < 15 ? 1 : 2 + bytesForNumber(count);
+    }
+    static char *writeCounted(char *out, int marker, quint64 count) {
         if (count < 15) {
-            out += char(marker | int(count));
-            return;
+            *out++ = char(marker | int(count));
+            return out;
         }
-        out += char(marker | 0xf);
-        appendInteger(out, count);
+        *out++ = char(marker | 0xf);
+        return writeInteger(out, count);
+    }
+    // Whether the text is ASCII, once checkText() has passed it (ASCII text
+    // without U+0000 always passes).
+    static bool checkedAscii(const QString &text) {
+        bool ascii = true;
+        bool zero = false;
+        for (QChar c : text) {
+            ascii &= c.unicode() < 0x80;
+            zero |= c.unicode() == 0;
+        }
+        if (!ascii || zero)
+            checkText(text, Format::Binary);
+        return ascii;
+    }
+    static qsizetype stringSize(const QString &text, bool ascii) {
+        return countedSize(quint64(text.size())) + text.size() * (ascii ? 1 : 2);
+    }
+    static char *writeString(char *out, const QString &text, bool ascii) {
+        out = writeCounted(out, ascii ? 0x50 : 0x60, quint64(text.size()));
+        for (QChar c : text) {
+            const char16_t code = c.unicode();
+            if (!ascii)
+                *out++ = char(code >> 8);
+            *out++ = char(code & 0xff);
+        }
+        return out;
+    }
+    // The offset table of the objects and the trailer (the top object is the first).
+    static void writeTrailer(char *out, const quint64 *offsets, quint64 count, int offsetSize,
+                             int refSize, quint64 tableOffset) {
+        for (quint64 index = 0; index < count; ++index)
+            out = writeBigEndian(out, offsets[index], offsetSize);
+        out = std::fill_n(out, 6, '\0');
+        *out++ = char(offsetSize);
+        *out++ = char(refSize);
+        out = writeBigEndian(out, count, 8);
+        out = writeBigEndian(out, 0, 8);  // the top object
+        writeBigEndian(out, tableOffset, 8);
+    }
+    // The same writers at the end of `out`, which grows by `size`.
+    static char *grow(QByteArray &out, qsizetype size) {
+        const qsizetype start = out.size();
+        out.resize(start + size);
+        return out.data() + start;
+    }
+    static void appendBigEndian(QByteArray &out, quint64 value, int bytes) {
+        writeBigEndian(grow(out, bytes), value, bytes);
+    }
+    static QByteArray integerBytes(quint64 value) {
+        QByteArray out(1 + bytesForNumber(value), Qt::Uninitialized);
+        writeInteger(out.data(), value);
+        return out;
     }
     static QByteArray counted(int marker, quint64 count) {
-        QByteArray out;
-        appendCounted(out, marker, count);
+        QByteArray out(countedSize(count), Qt::Uninitialized);
+        writeCounted(out.data(), marker, count);
         return out;
     }
     static QByteArray doubleBytes(int marker, double value) {
@@ -367,42 +430,17 @@ private:
         appendBigEndian(out, bits, 8);
         return out;
     }
-    static void appendString(QByteArray &out, const QString &text) {
-        checkText(text, Format::Binary);
-        const bool ascii =
-            std::all_of(text.cbegin(), text.cend(), [](QChar c) { return c.unicode() < 0x80; });
-        const qsizetype width = ascii ? 1 : 2;
-        out.reserve(out.size() + text.size() * width + 10);
-        appendCounted(out, ascii ? 0x50 : 0x60, quint64(text.size()));
-        // The characters are written in place: appending them one by one
-        // cost more than everything else of a short text's list.
-        const qsizetype start = out.size();
-        out.resize(start + text.size() * width);
-        char *bytes = out.data() + start;
-        for (QChar c : text) {
-            const char16_t code = c.unicode();
-            if (!ascii)
-                *bytes++ = char(code >> 8);
-            *bytes++ = char(code & 0xff);
-        }
-    }
     static QByteArray stringBytes(const QString &text) {
-        QByteArray out;
-        appendString(out, text);
+        const bool ascii = checkedAscii(text);
+        QByteArray out(stringSize(text, ascii), Qt::Uninitialized);
+        writeString(out.data(), text, ascii);
         return out;
     }
-    // The offset table of the objects and the trailer (the top object is the first).
     static void appendTrailer(QByteArray &out, const quint64 *offsets, quint64 count, int refSize) {
         const quint64 tableOffset = quint64(out.size());
         const int offsetSize = bytesForNumber(tableOffset);
-        for (quint64 index = 0; index < count; ++index)
-            appendBigEndian(out, offsets[index], offsetSize);
-        out.append(6, '\0');
-        out += char(offsetSize);
-        out += char(refSize);
-        appendBigEndian(out, count, 8);
-        appendBigEndian(out, 0, 8);  // the top object
-        appendBigEndian(out, tableOffset, 8);
+        writeTrailer(grow(out, qsizetype(count) * offsetSize + kTrailerSize), offsets, count,
+                     offsetSize, refSize, tableOffset);
     }
     static QByteArray scalarBytes(const QVariant &value, Kind kind) {
         switch (kind) {

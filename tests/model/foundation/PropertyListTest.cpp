@@ -277,12 +277,12 @@ TEST(PropertyList, ReadsXmlListsAsPeopleWriteThem) {
 
 TEST(PropertyList, AOneStringDictionaryIsWrittenAsTheGeneralWriterWritesIt) {
     // Short and long counts, text equal to its key (written once), text
-    // beyond ASCII, and lists long enough for two-byte offsets.
+    // beyond ASCII, and lists long enough for two- and four-byte offsets.
     const QString key = QStringLiteral("string");
     for (const QString &text :
          {QString(), QStringLiteral("string"), QStringLiteral("x"), QString(14, u'a'),
-          QString(15, u'b'), QString(300, u'c'), QStringLiteral("Zürich – 日本語 – 🎉"),
-          QStringLiteral("\t\n\r\a end")}) {
+          QString(15, u'b'), QString(300, u'c'), QString(70000, u'd'),
+          QStringLiteral("Zürich – 日本語 – 🎉"), QStringLiteral("\t\n\r\a end")}) {
         const QByteArray straight = PropertyList::binaryDataOfStringEntry(key, text);
         EXPECT_EQ(straight, PropertyList::toData(QVariantMap{{key, text}})) << text.toStdString();
         EXPECT_TRUE(same(QVariantMap{{key, text}}, PropertyList::fromData(straight)));
