@@ -52,15 +52,35 @@ bool isWebAddress(const QString &text) {
 }
 
 // The name a sender's product id stands for in `lastModBy`; none to leave it.
+// Every item of a text asks with its sender's id: the last id's answer is
+// kept per thread (as the kind of sender, so that the name is still
+// translated as the language asks).
 std::optional<QString> modifierOfProduct(const QString &productID) {
-    if (productID.contains(QLatin1String("Apple Inc.//iOS")))
-        return QStringLiteral("iOS");
-    if (productID.contains(QLatin1String("Apple Inc.//Mac")))
-        return QStringLiteral("OS X");
-    if (productID.contains(QLatin1String("CALENDARSERVER.ORG//NONSGML"), Qt::CaseInsensitive))
-        return QCoreApplication::translate("ICalEventReader", "iCloud");
-    if (productID.contains(QLatin1String("Tolvern LLC")))
-        return QLatin1String(Paths::kProductName);
+    enum Sender { Other, Phone, Desktop, Cloud, Ours };
+    thread_local QString lastProductID;
+    thread_local Sender lastSender = Other;  // what no id stands for
+    if (productID != lastProductID) {
+        lastSender =
+            productID.contains(QLatin1String("Apple Inc.//iOS"))   ? Phone
+            : productID.contains(QLatin1String("Apple Inc.//Mac")) ? Desktop
+            : productID.contains(QLatin1String("CALENDARSERVER.ORG//NONSGML"), Qt::CaseInsensitive)
+                ? Cloud
+            : productID.contains(QLatin1String("Tolvern LLC")) ? Ours
+                                                               : Other;
+        lastProductID = productID;
+    }
+    switch (lastSender) {
+        case Phone:
+            return QStringLiteral("iOS");
+        case Desktop:
+            return QStringLiteral("OS X");
+        case Cloud:
+            return QCoreApplication::translate("ICalEventReader", "iCloud");
+        case Ours:
+            return QLatin1String(Paths::kProductName);
+        case Other:
+            break;
+    }
     return std::nullopt;
 }
 
@@ -96,6 +116,11 @@ private:
     // the item's cache of decoded values are not read from it at all). Keys
     // are string literals (QStringLiteral), which cost no allocation.
     void setText(const std::optional<QString> &value, const QString &name) {
+        if (m_source.fresh) {
+            if (value)
+                m_event->setValue(name, *value);
+            return;
+        }
         const QVariant stored = m_event->valueForKey(name);
         if (value ? stored != QVariant(*value) : stored.isValid())
             m_event->setValue(name, value ? QVariant(*value) : QVariant());
@@ -214,7 +239,9 @@ void EventReader::read() {
             ICalAlarmReader::readAlarms(m_event, m_source);
         const QVariantMap unknown =
             ICalPropertyReader::unknownProperties(m_component, ICalCodes::isKnownItemProperty);
-        if (m_event->unarchivedValueForKey(QStringLiteral("xProps")).toMap() != unknown)
+        if (m_source.fresh
+                ? !unknown.isEmpty()
+                : m_event->unarchivedValueForKey(QStringLiteral("xProps")).toMap() != unknown)
             m_event->setArchivedValue(unknown.isEmpty() ? QVariant() : QVariant(unknown),
                                       QStringLiteral("xProps"));
     }
@@ -284,6 +311,9 @@ void EventReader::readRecurrence() {
             regenerate && regenerate->compare(QLatin1String("OIL"), Qt::CaseInsensitive) == 0;
         kept << ItemRecurrence::attachRecurrence(rule, m_event, true, true);
     }
+    // A new item has no rule records the component could have dropped.
+    if (kept.isEmpty() && m_source.fresh)
+        return;
     ItemRecurrence recurrence(m_event);
     for (ExtraDataMO *record : recurrence.ruleRecords()) {
         if (!kept.contains(record))

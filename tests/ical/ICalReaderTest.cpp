@@ -637,3 +637,25 @@ TEST_F(ICalReaderTest, AnImportedItemIsStampedAndReportedAsTheSyncExpects) {
     ASSERT_EQ(saved.size(), 1);
     EXPECT_TRUE(saved.first().first().value<ChangeSet>().inserted.contains(info));
 }
+
+TEST_F(ICalReaderTest, EachTextNamesItsOwnSenderAsModifier) {
+    // Texts from different senders, one after another: each item is marked
+    // by the sender of its own text, not by the one read before.
+    const auto sentBy = [](const QByteArray &product, const QByteArray &uid) {
+        return "BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:" + product +
+               "\r\nBEGIN:VEVENT\r\nUID:" + uid +
+               "\r\nDTSTAMP:20240102T030405Z\r\nDTSTART:20240301T090000Z\r\nEND:VEVENT\r\n"
+               "END:VCALENDAR\r\n";
+    };
+    const auto modifier = [this](const char *uid) {
+        return item(QLatin1String(uid))->objectInfo()->valueForKey(QStringLiteral("lastModBy"));
+    };
+    importText(sentBy("-//Apple Inc.//Mac OS X 10.15//EN", "mac"));
+    importText(sentBy("-//Example Corp.//Planner 2.1//EN", "planner"));
+    importText(sentBy("-//Apple Inc.//iOS 17.1//EN", "phone"));
+    importText(sentBy("-//Apple Inc.//Mac OS X 10.15//EN", "mac-again"));
+    EXPECT_EQ(modifier("mac").toString(), QStringLiteral("OS X"));
+    EXPECT_EQ(modifier("planner").toString(), CurrentUser::name());
+    EXPECT_EQ(modifier("phone").toString(), QStringLiteral("iOS"));
+    EXPECT_EQ(modifier("mac-again").toString(), QStringLiteral("OS X"));
+}
