@@ -105,9 +105,10 @@ namespace ICalPeopleReader {
 void readPeople(CommonDataMO *event, const ICalEventSource &source) {
     icalcomponent *component = source.component;
     // Only records the item had before can be ones the component dropped
-    // (a new item has none).
+    // (a new item has none): only then are the records it names gathered.
     const bool hadRecords = !event->objectsForKey(QLatin1String(Schema::kExtrasKey)).isEmpty();
     QSet<ExtraDataMO *> named;
+    bool anyAttendee = false;
     for (icalproperty *property =
              icalcomponent_get_first_property(component, ICAL_ATTENDEE_PROPERTY);
          property; property = icalcomponent_get_next_property(component, ICAL_ATTENDEE_PROPERTY)) {
@@ -116,10 +117,12 @@ void readPeople(CommonDataMO *event, const ICalEventSource &source) {
             continue;
         ExtraDataMO *attendee = ExtraDataMO::attachAttendee(address, event);
         readAttendee(attendee, property);
-        named.insert(attendee);
+        anyAttendee = true;
+        if (hadRecords)
+            named.insert(attendee);
     }
     const bool readOrganizerAtAll =
-        !named.isEmpty() || (source.options & ICalReadOptions::OrganizerAlways);
+        anyAttendee || (source.options & ICalReadOptions::OrganizerAlways);
     icalproperty *organizerProperty =
         readOrganizerAtAll ? icalcomponent_get_first_property(component, ICAL_ORGANIZER_PROPERTY)
                            : nullptr;
@@ -127,7 +130,8 @@ void readPeople(CommonDataMO *event, const ICalEventSource &source) {
     if (!organizerAddress.isEmpty()) {
         ExtraDataMO *organizer = ExtraDataMO::attachOrganizer(organizerAddress, event);
         readOrganizer(organizer, organizerProperty, component);
-        named.insert(organizer);
+        if (hadRecords)
+            named.insert(organizer);
     }
     if (hadRecords) {
         deleteUnnamed(event, QStringLiteral("attendees"), named, false);
@@ -147,7 +151,8 @@ void readPeople(CommonDataMO *event, const ICalEventSource &source) {
         const bool local = isWord(parameterText(property, "X-SCOPE"), "LOCAL");
         ExtraDataMO *link = ExtraDataMO::attachContact(contactID, event, local);
         readContact(link, property);
-        links.insert(link);
+        if (hadRecords)
+            links.insert(link);
     }
     // Local links travel only in this machine's own copies: keep them.
     if (hadRecords)

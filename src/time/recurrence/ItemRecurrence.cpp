@@ -290,7 +290,8 @@ void ItemRecurrence::calcFirstAndLastDay(bool flush) {
     const QList<ExtraDataMO *> records = ruleRecords();
     std::optional<std::vector<std::uint32_t>> offsets;
     if (flush) {
-        flushCompiledDays();
+        if (!records.isEmpty())  // (most items have no rules to flush)
+            flushCompiledDays();
     } else {
         offsets = compiledDays();
         if (!offsets && !records.isEmpty() && !dates.isTask()) {
