@@ -150,6 +150,14 @@ int WallClock::weekday() const {
 
 Date WallClock::instantIn(const QTimeZone &zone) const {
     const double local = localSeconds();
+    if (zone.isValid()) {
+        // Most readings lie more than a day from any change of offset: the
+        // span of the day before then reaches past the day after, and its
+        // offset is the answer (an offset is less than a day).
+        const OffsetSpan &span = offsetSpanAtSeconds1970(zone, local - kSecondsPerDay);
+        if (double(span.to) > local + kSecondsPerDay)
+            return Date::fromSecondsSince1970(local - span.offset);
+    }
     // At most one change of offset falls within a day of any reading; the
     // offsets a day before and a day after are the two candidates.
     const int before = offsetAtSeconds1970(zone, local - kSecondsPerDay);
