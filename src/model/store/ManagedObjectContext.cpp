@@ -24,7 +24,12 @@ ManagedObjectContext::ManagedObjectContext(PersistentStore *store, Kind kind)
 }
 
 ManagedObjectContext::~ManagedObjectContext() {
-    qDeleteAll(m_objects);
+    deleteRegisteredObjects();
+}
+
+void ManagedObjectContext::deleteRegisteredObjects() {
+    m_objects.forEach([](ManagedObject *object) { delete object; });
+    m_objects.clear();
 }
 
 SqliteConnection &ManagedObjectContext::connection() {
@@ -451,8 +456,7 @@ void ManagedObjectContext::refreshObject(ManagedObject *object, bool mergeChange
 }
 
 void ManagedObjectContext::reset() {
-    qDeleteAll(m_objects);
-    m_objects.clear();
+    deleteRegisteredObjects();
     m_inserted.clear();
     m_updated.clear();
     m_deleted.clear();

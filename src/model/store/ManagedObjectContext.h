@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "model/store/FetchRequest.h"
+#include "model/store/IdentityMap.h"
 #include "model/store/ManagedObject.h"
 #include "model/store/StoreError.h"
 
@@ -140,11 +141,12 @@ private:
     void applyDeleteRules(ManagedObject *object);
     void noteChanged(ManagedObject *object);
     SqliteConnection &connection();
+    void deleteRegisteredObjects();
 
     PersistentStore *m_store;
     Kind m_kind;
     std::unique_ptr<SqliteConnection> m_ownConnection;  // workers only
-    QHash<ObjectID, ManagedObject *> m_objects;
+    IdentityMap m_objects;
     // Objects in order of their first change; their flags say which kind.
     QList<ManagedObject *> m_inserted, m_updated, m_deleted;
     QList<JoinChange> m_joinChanges;

@@ -17,12 +17,12 @@ const SaveTransaction::EntityColumns &SaveTransaction::columnsFor(const EntityDe
     const PersistentStore::TableLayout &layout = m_store->layout(entity);
     const std::vector<int> &columnForSlot = layout.columnForSlot.value(m_store->entityCode(entity));
     EntityColumns columns;
+    columns.targets.resize(columnForSlot.size());
     QStringList assignments;
     for (std::size_t slot = 0; slot < columnForSlot.size(); ++slot) {
         if (columnForSlot[slot] < 0)
             continue;
-        columns.storedSlots.push_back(int(slot));
-        columns.storedColumns.push_back(columnForSlot[slot]);
+        columns.targets[slot] = {columnForSlot[slot], columns.storedCount++};
         assignments << sqlIdentifier(layout.columns[columnForSlot[slot]].name) +
                            QStringLiteral(" = ?");
     }
@@ -76,24 +76,27 @@ const SaveTransaction::FamilyInsert &SaveTransaction::insertFor(const EntityDesc
 
 void SaveTransaction::bindValues(SqliteStatement &statement, ManagedObject *object,
                                  const EntityColumns &columns, int base, bool byColumn) {
-    // Text and data are bound where they are held (text as UTF-8 kept until
-    // the statement has run), not copied again.
+    // Only the slots the object ever set can hold a value. Text and data are
+    // bound where they are held (text as UTF-8 kept until the statement has
+    // run), not copied again.
     const auto &properties = object->m_id.entity->properties();
-    for (std::size_t i = 0; i < columns.storedSlots.size(); ++i) {
-        const int slot = columns.storedSlots[i];
-        const QVariant &value = object->m_values.value(slot);
-        if (!value.isValid() || value.isNull())
+    const SlotValues &values = object->m_values;
+    for (std::size_t i = 0; i < values.setCount(); ++i) {
+        const int slot = values.setSlot(i);
+        const EntityColumns::Target &target = columns.targets[std::size_t(slot)];
+        const QVariant &value = values.setValue(i);
+        if (target.column < 0 || !value.isValid() || value.isNull())
             continue;
-        const int index = base + (byColumn ? columns.storedColumns[i] : int(i));
-        if (properties[slot]->isRelationship) {
+        const int index = base + (byColumn ? target.column : target.updateParameter);
+        if (properties[std::size_t(slot)]->isRelationship) {
             if (auto *destination = value.value<ManagedObject *>())
                 statement.bindInt(index, destination->m_id.primaryKey);
             continue;
         }
         switch (value.typeId()) {
             case QMetaType::QString:
-                m_utf8.push_back(static_cast<const QString *>(value.constData())->toUtf8());
-                statement.bindTextInPlace(index, m_utf8.back());
+                statement.bindTextInPlace(
+                    index, m_utf8.add(*static_cast<const QString *>(value.constData())));
                 break;
             case QMetaType::QByteArray:
                 statement.bindBlobInPlace(index,
@@ -199,7 +202,7 @@ void SaveTransaction::write(const ChangeSet &changes) {
         SqliteStatement &update = *columns.update;
         update.clearBindings();
         bindValues(update, object, columns, 1, false);
-        update.bindInt(int(columns.storedSlots.size()) + 1, object->m_id.primaryKey);
+        update.bindInt(columns.storedCount + 1, object->m_id.primaryKey);
         executeRow(update);
     }
     for (ManagedObject *object : changes.deleted) {

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "model/store/ManagedObjectContext.h"
+#include "model/store/Utf8Scratch.h"
 
 class PersistentStore;
 
@@ -24,10 +25,15 @@ private:
     // The statements are prepared once per save and entity (the
     // connection keeps them), not looked up by their text for every row.
     struct EntityColumns {
-        std::vector<int> storedSlots;  // stored slots, each with its own column
-        // The column of each stored slot in its family's table (after
-        // Z_PK and Z_ENT), in the order of storedSlots.
-        std::vector<int> storedColumns;
+        // Per slot: where its value goes, in its family's table (after Z_PK
+        // and Z_ENT) and among the update's parameters; -1 when the slot
+        // is not stored.
+        struct Target {
+            int column = -1;
+            int updateParameter = -1;
+        };
+        std::vector<Target> targets;
+        int storedCount = 0;
         SqliteStatement *update = nullptr;  // nullptr when no slot is stored
         struct Range {
             int lowSlot, highSlot;
@@ -50,9 +56,9 @@ private:
     const EntityColumns &columnsFor(const EntityDescription *entity);
     const FamilyInsert &insertFor(const EntityDescription *family);
     // Binds the object's set values (unset ones stay NULL: the caller
-    // clears the bindings first); the i-th stored slot goes to parameter
-    // base + (byColumn ? its column : i). The statement must then run
-    // through executeRow().
+    // clears the bindings first); a stored slot goes to parameter
+    // base + (byColumn ? its column : its update parameter). The statement
+    // must then run through executeRow().
     void bindValues(SqliteStatement &statement, ManagedObject *object, const EntityColumns &columns,
                     int base, bool byColumn);
     void executeRow(SqliteStatement &statement);
@@ -66,5 +72,5 @@ private:
     PersistentStore *m_store;
     QHash<const EntityDescription *, EntityColumns> m_columns;
     QHash<const EntityDescription *, FamilyInsert> m_inserts;
-    std::vector<QByteArray> m_utf8;  // the text of the rows being written
+    Utf8Scratch m_utf8;  // the text of the rows being written
 };

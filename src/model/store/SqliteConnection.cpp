@@ -78,8 +78,8 @@ SqliteStatement &SqliteStatement::bindNull(int index) {
     return *this;
 }
 
-SqliteStatement &SqliteStatement::bindTextInPlace(int index, const QByteArray &utf8) {
-    if (sqlite3_bind_text(m_statement, index, utf8.constData(), int(utf8.size()), SQLITE_STATIC) !=
+SqliteStatement &SqliteStatement::bindTextInPlace(int index, QByteArrayView utf8) {
+    if (sqlite3_bind_text(m_statement, index, utf8.data(), int(utf8.size()), SQLITE_STATIC) !=
         SQLITE_OK)
         m_connection->raise(QStringLiteral("bind"), StoreError::PersistentStoreOperation);
     return *this;

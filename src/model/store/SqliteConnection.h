@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QByteArrayView>
 #include <QHash>
 #include <QString>
 #include <QVariant>
@@ -32,8 +33,9 @@ public:
     SqliteStatement &bindInt(int index, qint64 value);
     SqliteStatement &bindNull(int index);
     // UTF-8 text or data bound without a copy: the bytes must stay as they
-    // are until the statement has run.
-    SqliteStatement &bindTextInPlace(int index, const QByteArray &utf8);
+    // are until the statement has run. A text without bytes is an empty
+    // text, not NULL, as long as its data pointer is set.
+    SqliteStatement &bindTextInPlace(int index, QByteArrayView utf8);
     SqliteStatement &bindBlobInPlace(int index, const QByteArray &data);
     // Every parameter back to NULL.
     SqliteStatement &clearBindings();

@@ -59,3 +59,25 @@ TEST(SlotValuesTest, MoreSlotsThanAnObjectCanNumberAreRefused) {
     values.valueToSet(65534) = QStringLiteral("last");
     EXPECT_EQ(values.value(65534), QVariant(QStringLiteral("last")));
 }
+
+// The slots set are walked in the order they were first set, each once,
+// with its current value, a cleared one included; reset starts over.
+TEST(SlotValuesTest, TheSetSlotsAreWalkedInTheOrderTheyWereFirstSet) {
+    SlotValues values;
+    values.reset(30);
+    for (const int slot : {29, 3, 17, 0, 3, 8, 17, 12, 21, 4, 26})
+        values.valueToSet(slot) = QVariant(slot * 10);
+    values.valueToSet(8) = QVariant();
+    const std::vector<int> order{29, 3, 17, 0, 8, 12, 21, 4, 26};
+    ASSERT_EQ(values.setCount(), order.size());
+    for (std::size_t i = 0; i < order.size(); ++i) {
+        EXPECT_EQ(values.setSlot(i), order[i]) << i;
+        EXPECT_EQ(values.setValue(i), order[i] == 8 ? QVariant() : QVariant(order[i] * 10)) << i;
+        EXPECT_EQ(&values.setValue(i), &values.value(order[i])) << i;
+    }
+    values.reset(5);
+    EXPECT_EQ(values.setCount(), 0u);
+    values.valueToSet(4) = 1;
+    ASSERT_EQ(values.setCount(), 1u);
+    EXPECT_EQ(values.setSlot(0), 4);
+}
