@@ -117,24 +117,34 @@ void SaveTransaction::executeRow(SqliteStatement &statement) {
 void SaveTransaction::callWillSave(QList<ManagedObject *> &inserted,
                                    QList<ManagedObject *> &updated) {
     // willSave() may change objects, including ones not yet called: repeat
-    // until every object to be written has been told once.
+    // until every object to be written has been told once. An object comes
+    // to be written only by joining the context's list of inserted or of
+    // changed objects; while their lengths stay, those to write are among
+    // those told, and no set of the told ones is needed.
+    const auto listLengths = [this] {
+        return std::pair(m_context->m_inserted.size(), m_context->m_updated.size());
+    };
     QSet<ManagedObject *> told;
     for (;;) {
+        const auto lengthsBefore = listLengths();
         inserted = m_context->insertedObjects();
         updated = m_context->updatedObjects();
-        bool toldAny = false;
         for (const QList<ManagedObject *> *list : {&inserted, &updated}) {
             for (ManagedObject *object : *list) {
-                if (told.contains(object))
-                    continue;
-                told.insert(object);
-                toldAny = true;
-                object->willSave();
+                if (!told.contains(object))
+                    object->willSave();
             }
         }
-        if (!toldAny)
-            return;
+        if (listLengths() == lengthsBefore)
+            break;
+        for (const QList<ManagedObject *> *list : {&inserted, &updated}) {
+            for (ManagedObject *object : *list)
+                told.insert(object);
+        }
     }
+    // What willSave() deleted is not written.
+    inserted = m_context->insertedObjects();
+    updated = m_context->updatedObjects();
 }
 
 ChangeSet SaveTransaction::run() {
