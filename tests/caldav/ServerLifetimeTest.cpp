@@ -4,7 +4,6 @@
 #include <QDeadlineTimer>
 #include <QDir>
 #include <QEventLoop>
-#include <QFile>
 #include <QScopeGuard>
 #include <QThread>
 #include <QTimer>
@@ -15,32 +14,6 @@
 
 // The test servers go with the test binary that started them, however it
 // ends: a binary killed by a timeout must not leave servers listening.
-
-namespace {
-
-// Processes of the group that still run (zombies waiting for a reaper do not
-// count: they hold no port and no file).
-QList<qint64> liveMembersOfGroup(qint64 group) {
-    QList<qint64> members;
-    const QStringList entries = QDir(QStringLiteral("/proc")).entryList(QDir::Dirs);
-    for (const QString &entry : entries) {
-        bool numeric = false;
-        const qint64 pid = entry.toLongLong(&numeric);
-        if (!numeric)
-            continue;
-        QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
-        if (!stat.open(QIODevice::ReadOnly))
-            continue;
-        // "pid (comm) state ppid pgrp ...": the name may hold spaces.
-        const QByteArray line = stat.readAll();
-        const QList<QByteArray> fields = line.mid(line.lastIndexOf(')') + 2).split(' ');
-        if (fields.size() > 2 && fields[2].toLongLong() == group && fields[0] != "Z")
-            members.append(pid);
-    }
-    return members;
-}
-
-}  // namespace
 
 // Starts one server of each way of launching (a server run directly, a
 // shell with its own children, a server that switches user and forks),
@@ -92,7 +65,7 @@ TEST(TestServerLifetime, ServersDieWithAKilledTestBinary) {
     ASSERT_EQ(groups.size(), 3) << line.toStdString()
                                 << holder->readAllStandardError().toStdString();
     for (qint64 group : groups)
-        EXPECT_FALSE(liveMembersOfGroup(group).isEmpty()) << group;
+        EXPECT_FALSE(TestServer::liveMembersOfGroup(group).isEmpty()) << group;
 
     ::kill(pid_t(holder->processId()), SIGKILL);
     ASSERT_TRUE(holder->waitForFinished(10000));
@@ -103,7 +76,7 @@ TEST(TestServerLifetime, ServersDieWithAKilledTestBinary) {
     do {
         left.clear();
         for (qint64 group : groups)
-            left += liveMembersOfGroup(group);
+            left += TestServer::liveMembersOfGroup(group);
         if (!left.isEmpty())
             QThread::msleep(50);
     } while (!left.isEmpty() && !deadline.hasExpired());

@@ -4,15 +4,37 @@
 #include <sys/prctl.h>
 #include <unistd.h>
 #include <QDeadlineTimer>
+#include <QDir>
 #include <QFile>
 #include <QStandardPaths>
 #include <QTcpServer>
 #include <QTcpSocket>
+#include <QThread>
 
 TestServer::TestServer() = default;
 
 TestServer::~TestServer() {
     stop();
+}
+
+QList<qint64> TestServer::liveMembersOfGroup(qint64 group) {
+    QList<qint64> members;
+    const QStringList entries = QDir(QStringLiteral("/proc")).entryList(QDir::Dirs);
+    for (const QString &entry : entries) {
+        bool numeric = false;
+        const qint64 pid = entry.toLongLong(&numeric);
+        if (!numeric)
+            continue;
+        QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
+        if (!stat.open(QIODevice::ReadOnly))
+            continue;
+        // "pid (comm) state ppid pgrp ...": the name may hold spaces.
+        const QByteArray line = stat.readAll();
+        const QList<QByteArray> fields = line.mid(line.lastIndexOf(')') + 2).split(' ');
+        if (fields.size() > 2 && fields[2].toLongLong() == group && fields[0] != "Z")
+            members.append(pid);
+    }
+    return members;
 }
 
 quint16 TestServer::freePort() {
@@ -124,7 +146,11 @@ void TestServer::stop() {
         ::kill(-group, SIGKILL);
         m_process->waitForFinished(5000);
     }
-    // Children that outlived the leader.
+    // Children that outlived the leader. The folder goes once they are gone
+    // too: a database still dying writes its last files into it.
     ::kill(-group, SIGKILL);
+    const QDeadlineTimer deadline(5000);
+    while (!liveMembersOfGroup(group).isEmpty() && !deadline.hasExpired())
+        QThread::msleep(10);
     m_process.reset();
 }

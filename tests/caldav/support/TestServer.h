@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QList>
 #include <QProcess>
 #include <QString>
 #include <QStringList>
@@ -33,6 +34,9 @@ public:
     // "http://127.0.0.1:PORT" (or https) followed by `path`.
     QString url(const QString &path) const;
 
+    // The processes of the group that still run (zombies waiting for a
+    // reaper hold no port and no file, and do not count).
+    static QList<qint64> liveMembersOfGroup(qint64 group);
     // A port nothing listens on right now.
     static quint16 freePort();
     // Empty when `program` is on the PATH, else the error for the missing package.
