@@ -66,8 +66,8 @@ icalcomponent *ICalParsePipeline::takeNext() {
             icalcomponent_free(m_current);  // the emptied container
         m_current = nullptr;
         if (m_disposed)
-            m_freeing = QtConcurrent::run(&m_worker, icalcomponent_free,
-                                          std::exchange(m_disposed, nullptr));
+            m_worker.start(
+                [disposed = std::exchange(m_disposed, nullptr)] { icalcomponent_free(disposed); });
         if (m_slices.empty())
             return nullptr;
         const Slice slice = m_slices.front();

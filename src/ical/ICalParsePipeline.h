@@ -56,5 +56,4 @@ private:
     bool m_container = false;
     // The components handed back since the current slice began.
     icalcomponent *m_disposed = nullptr;
-    QFuture<void> m_freeing;
 };
